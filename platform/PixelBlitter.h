@@ -1,0 +1,114 @@
+#pragma once
+
+/// The suite's pixel converter: conversion between every pair of formats, scaling, fills and addresses.
+///
+/// Rules that hold for every function here:
+/// - A format is a converter value (zynmediatypes' table lists them). 0 is no format; kPB_CustomFormat stands for every
+///   custom format.
+/// - Row formats keep the picture's bottom row first (PB_IsOriginBottomLeft). Planar and DV images keep the top row
+///   first, as their standards have it, and the converter turns them over.
+/// - A stride (row bytes) may be negative: rows then lie at decreasing addresses. For a picture of height 1 it is not
+///   looked at (callers pass 0). For formats with a top byte (planar, DV, custom) the image is one run of bytes and the
+///   stride is not looked at, except where equal custom formats copy one run.
+/// - A width or height of 0 or less is nothing to do: result 0, nothing touched.
+/// - Otherwise null pointers, unknown formats, strides whose magnitude is below a row and sizes that overflow give an
+///   error, and nothing has been written.
+/// - Sources are only read. Sources and destinations must not overlap unless they are the same picture in place.
+/// - All functions may be called from any thread at any time, also before PB_Initialize; two calls must not write the
+///   same destination at once. None throws.
+
+#include "SymbolVisibility.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#if defined(PixelBlitter_EXPORTS)
+#define PIXELBLITTER_API VF_SYMBOL_EXPORT
+#else
+#define PIXELBLITTER_API VF_SYMBOL_IMPORT
+#endif
+
+/// A converter value. The top byte is 0 for row formats.
+using PB_PixelFormat = std::int32_t;
+
+inline constexpr PB_PixelFormat kPB_NoFormat = 0;
+inline constexpr PB_PixelFormat kPB_CustomFormat = 0x7F000020;
+
+/// Results. Every other negative value is reserved.
+enum PB_Result : int {
+    kPB_Success = 0,
+    kPB_BadArgument = -1,       ///< null pointer, stride below a row, size that overflows, rectangle without an address
+    kPB_UnsupportedFormat = -2, ///< unknown format, or a pair that cannot be converted
+    kPB_UnsupportedGeometry = -3, ///< a size that the format cannot have, such as DV off its raster
+    kPB_BadData = -4,             ///< compressed data that cannot be decoded
+    kPB_OutOfMemory = -16,        ///< memory exhausted, and only that
+};
+
+/// Starts and stops the converter. Calls are counted; the last PB_Terminate frees what the converter caches.
+PIXELBLITTER_API int PB_Initialize() noexcept;
+PIXELBLITTER_API void PB_Terminate() noexcept;
+
+/// Bytes of an image of the format; for height 1, of one row. 0 for unknown and custom formats and sizes of 0 or less.
+PIXELBLITTER_API std::uint64_t PB_PixelFormatSize(PB_PixelFormat format, int width, int height) noexcept;
+
+/// True when the first row in memory is the picture's bottom row: every row format. False for planar, DV, custom and
+/// unknown formats.
+PIXELBLITTER_API bool PB_IsOriginBottomLeft(PB_PixelFormat format) noexcept;
+
+/// Stores the address of the pixel at column left, row top (counted in memory order) of a buffer in outStart. width and
+/// height are those of the rectangle that the caller is going to use there. left is rounded down to an even column in
+/// 4:2:2 and to a group of 6 in V210, the units that have an address. For formats with a top byte only (0, 0) has an
+/// address, and only whole images may be used; anything else is an error.
+PIXELBLITTER_API int PB_ClipBufferToRect(const void* buffer, int rowBytes, int width, int height, PB_PixelFormat format,
+                                         int left, int top, const void** outStart) noexcept;
+PIXELBLITTER_API int PB_ClipBufferToRect(void* buffer, int rowBytes, int width, int height, PB_PixelFormat format,
+                                         int left, int top, void** outStart) noexcept;
+
+/// Converts a picture of width x height pixels. The quality has RenderQuality's scale; without scaling it chooses
+/// nothing today. Equal formats copy, repacking rows; equal formats with a top byte (custom included) move one run: the
+/// image's own size for planar and DV, min(|source stride|, |destination stride|) bytes for custom formats.
+PIXELBLITTER_API int PB_Convert(const void* source, int sourceRowBytes, PB_PixelFormat sourceFormat, void* destination,
+                                int destinationRowBytes, PB_PixelFormat destinationFormat, int width, int height,
+                                int quality) noexcept;
+
+/// Converts and scales a whole source picture onto a whole destination picture. Filters by quality: 0 to 2 box or
+/// bilinear, 3 bicubic, 4 and more Lanczos with 3 lobes. Field types as zynmediatypes::FieldType: 0 progressive; 1:
+/// field 0 holds the picture's top line; 2: the line below it; 3 and unknown values take the other side's type,
+/// progressive when both are unset. Two interlaced sides scale field by field; equal sizes and field types convert
+/// without resampling.
+PIXELBLITTER_API int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int sourceHeight,
+                                     PB_PixelFormat sourceFormat, int sourceFieldType, void* destination,
+                                     int destinationRowBytes, int destinationWidth, int destinationHeight,
+                                     PB_PixelFormat destinationFormat, int destinationFieldType, int quality) noexcept;
+
+/// Fill a picture. Formats without alpha refuse the transparent fills with kPB_UnsupportedFormat. Black and white are
+/// those of the format's own range.
+PIXELBLITTER_API int PB_FillWithOpaqueBlack(void* data, int rowBytes, int width, int height,
+                                            PB_PixelFormat format) noexcept;
+PIXELBLITTER_API int PB_FillWithOpaqueWhite(void* data, int rowBytes, int width, int height,
+                                            PB_PixelFormat format) noexcept;
+PIXELBLITTER_API int PB_FillWithTransparentBlack(void* data, int rowBytes, int width, int height,
+                                                 PB_PixelFormat format) noexcept;
+PIXELBLITTER_API int PB_FillWithTransparentWhite(void* data, int rowBytes, int width, int height,
+                                                 PB_PixelFormat format) noexcept;
+
+/// Fills a picture with one colour: one pixel of colorFormat at color (two pixels where the format pairs pixels, six in
+/// V210, in which case the whole group is repeated when the formats are equal), converted to format when they differ.
+PIXELBLITTER_API int PB_FillWithColor(void* data, int rowBytes, int width, int height, PB_PixelFormat format,
+                                      const void* color, PB_PixelFormat colorFormat) noexcept;
+
+/// How a PB_ScaleConvert with these arguments would be done.
+struct PB_Plan {
+    int result = kPB_Success;         ///< what the call would answer; the rest is meaningful only for success
+    std::string path;                 ///< "nothing", "copy", "shuffle", "float tiles", "scale", ...
+    std::string filter;               ///< "none", "box", "bilinear", "bicubic", "lanczos3"
+    int bands = 1;                    ///< parts that may run on different threads
+    std::uint64_t temporaryBytes = 0; ///< memory beside source and destination
+    std::uint64_t bytesMoved = 0;     ///< bytes of the source read and of the destination written
+};
+
+/// Plans a PB_ScaleConvert without touching pixels. Strides count as those of packed rows.
+PIXELBLITTER_API PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat sourceFormat,
+                                             int sourceFieldType, int destinationWidth, int destinationHeight,
+                                             PB_PixelFormat destinationFormat, int destinationFieldType, int quality);

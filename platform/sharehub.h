@@ -1,0 +1,151 @@
+#pragma once
+
+/// The inter-process broker: blocks of shared memory that processes of one user hand to each other by Guid.
+///
+/// There is no daemon. Blocks are files in a directory of the user's own in shared memory, Guids are names made
+/// atomically, and every holder keeps a shared kernel lock on the block, which the kernel drops when the process dies,
+/// however it dies. Whoever releases the last reference of all processes removes the block and its names. Nothing ever
+/// waits for another process's lock.
+///
+/// Every function may be called from any thread, before InitializeClient (it then answers kResult_NotInitialized) and
+/// after UninitializeClient (references in use stay valid). A process that forks must not use its parent's references
+/// in the child; mappings are not inherited.
+///
+/// What is in a block can be changed at any moment by any process of the same user that holds it open for writing. A
+/// reader checks what it reads and works on copies. A file that another process truncates while a pointer into it is
+/// in use cannot be survived with named files.
+
+#include "SymbolVisibility.h"
+#include "zyncore.h"
+
+#include <boost/shared_ptr.hpp>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#if defined(sharehub_EXPORTS)
+#define SHAREHUB_API VF_SYMBOL_EXPORT
+#else
+#define SHAREHUB_API VF_SYMBOL_IMPORT
+#endif
+
+namespace framebroker {
+
+/// Results: 0 success, negative failure.
+enum Result : std::int32_t {
+    kResult_Success = 0,
+    kResult_NotInitialized = -1,  ///< no client in this process
+    kResult_BadArgument = -2,     ///< an empty reference, a default Guid, a size of 0
+    kResult_OutOfSpace = -3,      ///< the shared-memory file system or the process's address space is full
+    kResult_NameInUse = -4,       ///< the Guid names data that is alive; it is untouched
+    kResult_NotFound = -5,        ///< nothing alive under this Guid
+    kResult_GenerationError = -6, ///< the producer said that no data will come; see GetGenerationError
+    kResult_SystemError = -7,     ///< the system refused an operation
+    kResult_Damaged = -8,         ///< the block is not one of ours or is shorter than it must be
+};
+
+/// A readable reference to a block. Keeps the block alive.
+class SHAREHUB_API BinaryReference {
+public:
+    /// The address of the first byte, mapped read-only; null when it cannot be mapped. Each call that does not answer
+    /// null is paired with one ReleaseDataPointer.
+    virtual const void* AcquireDataPointer() = 0;
+
+    /// Gives back a pointer from AcquireDataPointer.
+    virtual void ReleaseDataPointer(const void* data) = 0;
+
+    /// Bytes of the block as the file has them now (what was asked for when it was made, unless somebody shrank it).
+    /// Ask again when an operation begins; never trust a size that the block's content claims.
+    virtual std::uint64_t GetSize() const = 0;
+
+    BinaryReference(const BinaryReference&) = delete;
+    BinaryReference& operator=(const BinaryReference&) = delete;
+    virtual ~BinaryReference();
+
+protected:
+    BinaryReference() = default;
+};
+
+/// A writable reference to a block that this process made. After the block has been put it must not be written any
+/// more.
+class SHAREHUB_API WritableBinaryReference {
+public:
+    /// The address of the first byte, mapped for reading and writing; null when it cannot be mapped. Each call that
+    /// does not answer null is paired with one ReleaseDataPointer. The address stays the same while it is acquired.
+    virtual void* AcquireDataPointer() = 0;
+
+    /// Ends a write and gives back the pointer. May be called before or after the block is put.
+    virtual void ReleaseDataPointer(const void* data) = 0;
+
+    /// Bytes of the block.
+    virtual std::uint64_t GetSize() const = 0;
+
+    WritableBinaryReference(const WritableBinaryReference&) = delete;
+    WritableBinaryReference& operator=(const WritableBinaryReference&) = delete;
+    virtual ~WritableBinaryReference();
+
+protected:
+    WritableBinaryReference() = default;
+};
+
+/// Starts the client of this process: opens or makes the user's directory (mode 0700, owner checked) and sweeps what
+/// dead processes left. Calls are counted. False when the directory cannot be used; every operation then answers
+/// kResult_NotInitialized.
+SHAREHUB_API bool InitializeClient() noexcept;
+
+/// Ends the client at the last call: releases all puts that this process keeps. References in use stay valid.
+SHAREHUB_API void UninitializeClient() noexcept;
+
+/// Makes a block of sizeInBytes bytes, all reserved, contents undefined, private to this process until it is put.
+/// outReference is emptied on failure.
+SHAREHUB_API std::int32_t GetWritableBinaryData(std::uint64_t sizeInBytes,
+                                                boost::shared_ptr<WritableBinaryReference>& outReference) noexcept;
+
+/// Puts a block under a Guid: from now on every process of the user can get it. The client keeps a reference of its own
+/// until its budget is used up by later puts, the same name is dropped, or UninitializeClient. A name that is alive
+/// gives kResult_NameInUse; a dead name or a generation error is replaced.
+SHAREHUB_API std::int32_t PutCompletedBinaryData(const zyncore::utility::Guid& id,
+                                                 boost::shared_ptr<WritableBinaryReference> reference) noexcept;
+
+/// Gets the block under a Guid if there is one. outReference is emptied on failure.
+SHAREHUB_API std::int32_t GetBinaryDataIfAvailable(const zyncore::utility::Guid& id,
+                                                   boost::shared_ptr<BinaryReference>& outReference) noexcept;
+
+/// Gives the block of a reference, which existingId named when it was got, a second name. The alias lives as long as
+/// the block. newId must be free, dead or a generation error.
+SHAREHUB_API std::int32_t MakeBinaryDataAlias(const zyncore::utility::Guid& existingId,
+                                              const boost::shared_ptr<BinaryReference>& reference,
+                                              const zyncore::utility::Guid& newId) noexcept;
+
+/// Tells every process that no data will come under this Guid. Ignored (success) while data is alive under it. Lives
+/// until data is put under the name or no client is left.
+SHAREHUB_API std::int32_t PutBinaryDataGenerationError(const zyncore::utility::Guid& id,
+                                                       std::int32_t errorCode) noexcept;
+
+/// The generation error under a Guid. kResult_NotFound without one.
+SHAREHUB_API std::int32_t GetGenerationError(const zyncore::utility::Guid& id, std::int32_t& outErrorCode) noexcept;
+
+/// Removes what dead processes left: blocks that nobody holds, and their names. Returns the number of blocks and names
+/// removed. InitializeClient does the same.
+SHAREHUB_API std::uint64_t SweepDeadBlocks() noexcept;
+
+/// Bytes of puts that this client may keep alive on its own (default kDefaultPutBudget). When a put exceeds it, the
+/// oldest puts' own references are released; readers keep theirs.
+SHAREHUB_API void SetPutBudget(std::uint64_t bytes) noexcept;
+inline constexpr std::uint64_t kDefaultPutBudget = std::uint64_t{1} << 30;
+
+/// What this client holds.
+struct ClientStatistics {
+    std::uint64_t blocksMade = 0;   ///< since the process started
+    std::uint64_t blocksOpened = 0; ///< since the process started
+    std::uint64_t keptPuts = 0;     ///< puts whose own reference the client still keeps
+    std::uint64_t keptPutBytes = 0;
+};
+SHAREHUB_API ClientStatistics GetClientStatistics() noexcept;
+
+/// The directory of the user's blocks, empty before the first successful InitializeClient. VF_SHAREHUB_DIR in the
+/// environment names another one at InitializeClient, for tests and for hosts that keep their own.
+SHAREHUB_API std::string GetDirectory();
+
+} // namespace framebroker
