@@ -1,7 +1,7 @@
 # add_platform_library(NAME SOURCES file... [PUBLIC target...] [PRIVATE target...])
 #
-# Builds the library that stands in for one in-house library: platform/NAME.h is its header, platform/NAME/ its
-# sources. The target is platform::NAME, so that a suite that owns the real library swaps exactly that target.
+# Builds one platform library: platform/NAME.h is its header, platform/NAME/ its sources. The target is platform::NAME,
+# so that a suite that brings a library of its own swaps exactly that target.
 function(add_platform_library NAME)
     cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
     add_library(${NAME} SHARED ${ARG_SOURCES})
