@@ -1,0 +1,49 @@
+#pragma once
+
+/// The weights of one axis, laid out as the row kernels read them.
+
+#include "scale/Resampler.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace PixelBlitter {
+
+/// Destination samples in a block of weights, and the multiple that rows and tables are padded to: the lanes of the
+/// widest vector in use.
+inline constexpr int kBlock = 16;
+
+struct FilterTable {
+    enum class Layout {
+        /// weights[n * weightStride + t]: the taps of one destination sample lie together.
+        TapsTogether,
+        /// weights[(n / kBlock * taps + t) * kBlock + n % kBlock]: tap t of a block of destination samples lies
+        /// together. Only where the samples that one tap of a block reads fit two vectors of every width in use.
+        SamplesTogether,
+    };
+
+    Layout layout = Layout::TapsTogether;
+    int taps = 0;                   ///< taps of every destination sample, at most the source size
+    std::size_t weightStride = 0;   ///< TapsTogether only
+    bool spanFitsOneVector = false; ///< SamplesTogether only: one tap of a block reads less than one vector
+    std::vector<std::int32_t> left; ///< first source sample of each destination sample; never decreases;
+                                    ///< left + taps <= source size; padded to whole blocks
+    std::vector<float> weights;     ///< padded to whole blocks with zeros
+
+    std::uint64_t SizeInBytes() const noexcept {
+        return sizeof *this + left.capacity() * sizeof left[0] + weights.capacity() * sizeof weights[0];
+    }
+};
+
+/// Which kernels a table is for.
+enum class TableUse { Rows, Columns };
+
+/// Computes a table. Throws std::bad_alloc. Both sizes of the axis must be at least 1 and its step above 0.
+FilterTable MakeFilterTable(const ResampleAxis& axis, Filter filter, TableUse use);
+
+/// The table from the cache, or a new one that the cache keeps. Throws std::bad_alloc. Safe on every thread.
+std::shared_ptr<const FilterTable> SharedFilterTable(const ResampleAxis& axis, Filter filter, TableUse use);
+
+} // namespace PixelBlitter

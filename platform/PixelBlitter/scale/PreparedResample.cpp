@@ -1,0 +1,142 @@
+#include "scale/PreparedResample.h"
+
+#include "zyncore.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace PixelBlitter {
+
+namespace {
+
+/// Vertical filters of up to this many taps keep all their source rows; longer ones keep running sums instead, whose
+/// number does not depend on the ratio. Sixteen rows of 1080p are 0.5 MB, about what a core's own cache holds.
+constexpr int kMaxWindowRows = 16;
+
+/// Source and destination pixels that are worth a band of their own: some 300 us of work, where waking a thread costs
+/// tens of them.
+constexpr double kPixelsPerBand = 1 << 18;
+
+/// Neighbouring bands read the rows between them twice, so a band is not made thinner than this.
+constexpr int kMinRowsPerBand = 8;
+
+/// Cost of a tap of the horizontal kernels, which shuffle, in taps of the vertical kernel, which does not.
+constexpr double kHorizontalTapCost = 2.0;
+
+constexpr std::align_val_t kRowAlignment{64};
+
+using Passes = ResampleOutline::Passes;
+
+} // namespace
+
+std::size_t PlaneStride(int width) noexcept {
+    return (static_cast<std::size_t>(width) + kBlock - 1) / kBlock * kBlock + kRowMargin;
+}
+
+PreparedResample::PreparedResample(const ResampleRequest& inRequest) : request(inRequest) {
+    if (IsEmpty()) {
+        outline.bands = 0;
+        return;
+    }
+    kernels = &RowKernelsForThisProcessor();
+    if (!request.horizontal.IsIdentity())
+        rowTable = SharedFilterTable(request.horizontal, request.filter, TableUse::Rows);
+    if (!request.vertical.IsIdentity())
+        columnTable = SharedFilterTable(request.vertical, request.filter, TableUse::Columns);
+    ChoosePasses();
+    ChooseSlots();
+    ChooseBands();
+    outline.temporaryBytes = std::uint64_t{FloatsPerBand()} * sizeof(float) * static_cast<unsigned>(outline.bands);
+    outline.tableBytes = (rowTable ? rowTable->SizeInBytes() : 0) + (columnTable ? columnTable->SizeInBytes() : 0);
+}
+
+bool PreparedResample::IsEmpty() const noexcept {
+    return request.horizontal.sourceSize <= 0 || request.horizontal.destinationSize <= 0 ||
+           request.vertical.sourceSize <= 0 || request.vertical.destinationSize <= 0;
+}
+
+void PreparedResample::ChoosePasses() noexcept {
+    const ResampleAxis& across = request.horizontal;
+    const ResampleAxis& down = request.vertical;
+    if (rowTable && columnTable) {
+        const double rowTaps = kHorizontalTapCost * rowTable->taps;
+        const double columnTaps = columnTable->taps;
+        const double verticalFirst = columnTaps * across.sourceSize * down.destinationSize +
+                                     rowTaps * across.destinationSize * down.destinationSize;
+        const double horizontalFirst = rowTaps * across.destinationSize * down.sourceSize +
+                                       columnTaps * across.destinationSize * down.destinationSize;
+        outline.passes =
+            verticalFirst <= horizontalFirst ? Passes::VerticalThenHorizontal : Passes::HorizontalThenVertical;
+    } else if (rowTable) {
+        outline.passes = Passes::Horizontal;
+    } else if (columnTable) {
+        outline.passes = Passes::Vertical;
+    }
+
+    const bool rowsFirst = outline.passes == Passes::HorizontalThenVertical;
+    const int columns = rowsFirst ? across.destinationSize : across.sourceSize;
+    columnStride = PlaneStride(columns);
+    columnWidth = 4 * columnStride - kRowMargin;
+    readStride = rowsFirst ? PlaneStride(across.sourceSize) : 0;
+    writeStride = rowTable && !rowsFirst ? PlaneStride(across.destinationSize) : 0;
+}
+
+void PreparedResample::ChooseSlots() noexcept {
+    if (!columnTable)
+        return;
+    const FilterTable& table = *columnTable;
+    slots = table.taps;
+    keepsSums = table.taps > kMaxWindowRows;
+    if (!keepsSums)
+        return;
+    // A sum is under way from the group of rows that holds its first row to the group that holds its last.
+    int oldest = 0;
+    slots = 1;
+    for (int n = 0; n < request.vertical.destinationSize; ++n) {
+        while ((table.left[static_cast<std::size_t>(oldest)] + table.taps - 1) / kRowsAtOnce <
+               table.left[static_cast<std::size_t>(n)] / kRowsAtOnce)
+            ++oldest;
+        slots = std::max(slots, n - oldest + 1);
+    }
+}
+
+void PreparedResample::ChooseBands() noexcept {
+    const int height = request.vertical.destinationSize;
+    if (request.bands > 0) {
+        outline.bands = std::min(request.bands, height);
+        return;
+    }
+    const double pixels = double(request.horizontal.sourceSize) * request.vertical.sourceSize +
+                          double(request.horizontal.destinationSize) * height;
+    const double worthwhile = std::min(
+        {pixels / kPixelsPerBand, double(height) / kMinRowsPerBand, double(zyncore::threads::ProcessorCount())});
+    outline.bands = std::max(1, static_cast<int>(worthwhile));
+}
+
+int PreparedResample::ColumnRows() const noexcept {
+    if (!columnTable)
+        return 1;
+    return keepsSums ? slots + kRowsAtOnce : slots + 1;
+}
+
+std::size_t PreparedResample::FloatsPerBand() const noexcept {
+    return 4 * (columnStride * static_cast<std::size_t>(ColumnRows()) + readStride + writeStride);
+}
+
+int PreparedResample::BandTop(int band) const noexcept {
+    return static_cast<int>(std::int64_t{request.vertical.destinationSize} * band / outline.bands);
+}
+
+void PreparedResample::AllocateRows() {
+    if (IsEmpty())
+        return;
+    const std::size_t bytes = outline.temporaryBytes;
+    mRows.reset(static_cast<float*>(::operator new(bytes, kRowAlignment)));
+    std::memset(mRows.get(), 0, bytes);
+}
+
+void PreparedResample::FreeAligned::operator()(float* block) const noexcept {
+    ::operator delete(block, kRowAlignment);
+}
+
+} // namespace PixelBlitter

@@ -1,0 +1,108 @@
+#include "scale/ResampleBand.h"
+
+#include <algorithm>
+
+namespace PixelBlitter {
+
+ResampleBand::ResampleBand(const PreparedResample& prepared, const FloatRowSource& source, FloatRowSink& sink,
+                           int band) noexcept
+    : mPrepared(prepared), mSource(source), mSink(sink), mTop(prepared.BandTop(band)),
+      mBottom(prepared.BandTop(band + 1)), mColumnRows(prepared.RowsOfBand(band)),
+      mRead(mColumnRows + 4 * prepared.columnStride * static_cast<std::size_t>(prepared.ColumnRows()),
+            prepared.readStride),
+      mWrite(mRead.planes[0] + 4 * prepared.readStride, prepared.writeStride) {}
+
+void ResampleBand::Run() noexcept {
+    if (!mPrepared.columnTable)
+        RunRowByRow();
+    else if (mPrepared.keepsSums)
+        RunSums();
+    else
+        RunWindow();
+}
+
+PlanarRow ResampleBand::ColumnRow(int index) const noexcept {
+    return {mColumnRows + 4 * mPrepared.columnStride * static_cast<std::size_t>(index), mPrepared.columnStride};
+}
+
+void ResampleBand::Fetch(int sourceRow, const PlanarRow& into) noexcept {
+    const int width = mPrepared.request.horizontal.sourceSize;
+    if (mPrepared.readStride == 0) {
+        mSource.Read(sourceRow, 0, width, into.planes);
+        return;
+    }
+    mSource.Read(sourceRow, 0, width, mRead.planes);
+    mPrepared.kernels->resampleRow(*mPrepared.rowTable, mRead.planes, into.planes);
+}
+
+void ResampleBand::Finish(int destinationRow, const PlanarRow& from) noexcept {
+    const int width = mPrepared.request.horizontal.destinationSize;
+    if (mPrepared.writeStride == 0) {
+        mSink.Write(destinationRow, 0, width, from.planes);
+        return;
+    }
+    mPrepared.kernels->resampleRow(*mPrepared.rowTable, from.planes, mWrite.planes);
+    mSink.Write(destinationRow, 0, width, mWrite.planes);
+}
+
+void ResampleBand::RunRowByRow() noexcept {
+    const PlanarRow row = ColumnRow(0);
+    for (int n = mTop; n < mBottom; ++n) {
+        Fetch(n, row);
+        Finish(n, row);
+    }
+}
+
+void ResampleBand::RunWindow() noexcept {
+    const FilterTable& table = *mPrepared.columnTable;
+    const PlanarRow sum = ColumnRow(mPrepared.slots);
+    int next = 0; // first source row that was not fetched yet
+    for (int n = mTop; n < mBottom; ++n) {
+        const int left = table.left[static_cast<std::size_t>(n)];
+        for (next = std::max(next, left); next < left + table.taps; ++next)
+            Fetch(next, ColumnRow(next % mPrepared.slots));
+
+        const float* weights = table.weights.data() + static_cast<std::size_t>(n) * table.weightStride;
+        for (int done = 0; done < table.taps; done += kRowsAtOnce) {
+            const int rowCount = std::min(kRowsAtOnce, table.taps - done);
+            const float* rows[kRowsAtOnce];
+            for (int k = 0; k < rowCount; ++k)
+                rows[k] = ColumnRow((left + done + k) % mPrepared.slots).planes[0];
+            mPrepared.kernels->weightedSum(rows, weights + done, rowCount, sum.planes[0], mPrepared.columnWidth,
+                                           done > 0);
+        }
+        Finish(n, sum);
+    }
+}
+
+void ResampleBand::RunSums() noexcept {
+    const FilterTable& table = *mPrepared.columnTable;
+    const auto left = [&table](int n) noexcept { return table.left[static_cast<std::size_t>(n)]; };
+    const int lastRow = left(mBottom - 1) + table.taps - 1;
+    int oldest = mTop; // first destination row that is not finished
+
+    // Groups begin at multiples of their size, wherever the band begins, so that every band adds in the same order.
+    for (int group = left(mTop) / kRowsAtOnce * kRowsAtOnce; group <= lastRow; group += kRowsAtOnce) {
+        const int groupEnd = std::min(group + kRowsAtOnce, lastRow + 1);
+        const float* rows[kRowsAtOnce];
+        for (int row = std::max(group, left(mTop)); row < groupEnd; ++row) {
+            const PlanarRow into = ColumnRow(mPrepared.slots + row - group);
+            rows[row - group] = into.planes[0];
+            Fetch(row, into);
+        }
+        for (int n = oldest; n < mBottom && left(n) < groupEnd; ++n) {
+            const int from = std::max(left(n), group);
+            const int to = std::min(left(n) + table.taps, groupEnd);
+            const float* weights = table.weights.data() + static_cast<std::size_t>(n) * table.weightStride;
+            const PlanarRow sum = ColumnRow(n % mPrepared.slots);
+            mPrepared.kernels->weightedSum(rows + (from - group), weights + (from - left(n)), to - from, sum.planes[0],
+                                           mPrepared.columnWidth, from > left(n));
+            if (to == left(n) + table.taps) {
+                Finish(n, sum);
+                ++oldest;
+            }
+        }
+    }
+}
+
+} // namespace PixelBlitter

@@ -1,0 +1,39 @@
+#pragma once
+
+/// Makes the destination rows of one band of a prepared resampling.
+
+#include "scale/PreparedResample.h"
+
+namespace PixelBlitter {
+
+class ResampleBand {
+public:
+    /// All arguments must outlive the object. A band must not be at work twice at the same time.
+    ResampleBand(const PreparedResample& prepared, const FloatRowSource& source, FloatRowSink& sink, int band) noexcept;
+
+    void Run() noexcept;
+
+private:
+    PlanarRow ColumnRow(int index) const noexcept;
+
+    /// Reads a source row, resampled along the row when that comes first.
+    void Fetch(int sourceRow, const PlanarRow& into) noexcept;
+
+    /// Writes a destination row, resampled along the row when that comes last.
+    void Finish(int destinationRow, const PlanarRow& from) noexcept;
+
+    void RunRowByRow() noexcept;
+    void RunWindow() noexcept;
+    void RunSums() noexcept;
+
+    const PreparedResample& mPrepared;
+    const FloatRowSource& mSource;
+    FloatRowSink& mSink;
+    const int mTop;
+    const int mBottom;
+    float* const mColumnRows;
+    PlanarRow mRead;
+    PlanarRow mWrite;
+};
+
+} // namespace PixelBlitter
