@@ -50,8 +50,8 @@ template <class Rect>
 struct ParamRect : Rect {
     constexpr ParamRect() noexcept = default;
     constexpr ParamRect(const Rect& rect) noexcept : Rect(rect) {} // NOLINT(google-explicit-constructor)
-    constexpr ParamRect(std::int32_t left, std::int32_t top, std::int32_t right, std::int32_t bottom) noexcept
-        : Rect{left, top, right, bottom} {}
+    constexpr ParamRect(std::int32_t inLeft, std::int32_t inTop, std::int32_t inRight, std::int32_t inBottom) noexcept
+        : Rect{inLeft, inTop, inRight, inBottom} {}
     constexpr std::int32_t Width() const noexcept {
         return static_cast<std::int32_t>(static_cast<std::uint32_t>(this->right) -
                                          static_cast<std::uint32_t>(this->left));
@@ -69,7 +69,7 @@ template <class Point>
 struct ParamPoint : Point {
     constexpr ParamPoint() noexcept = default;
     constexpr ParamPoint(const Point& point) noexcept : Point(point) {} // NOLINT(google-explicit-constructor)
-    constexpr ParamPoint(std::int32_t x, std::int32_t y) noexcept : Point{x, y} {}
+    constexpr ParamPoint(std::int32_t inX, std::int32_t inY) noexcept : Point{inX, inY} {}
     friend constexpr bool operator==(const ParamPoint&, const ParamPoint&) noexcept = default;
 };
 static_assert(sizeof(ParamPoint<CPoint>) == 8);
@@ -272,10 +272,16 @@ private:
 
 /// Recycles large buffers by size, so that frames of a repeated size cost neither an allocation nor a page fault.
 ///
-/// Buffers come from size classes with at most 1/8 of waste, aligned to 64 bytes; from 2 MiB on they ask for huge
-/// pages. Returned buffers are kept idle up to a limit of bytes; idle buffers older than the idle time are given back
-/// to the system at the next call after it, and all of them at Foundation::Terminate. All operations are safe on every
-/// thread, also before Foundation::Initialize and after Foundation::Terminate.
+/// Buffers are aligned to 64 bytes and come from size classes that waste at most 1/8 of the size asked for (sizes below
+/// 512 bytes: what rounding up to the alignment takes); from 2 MiB on they are aligned to and ask for huge pages.
+/// Returned buffers are kept idle up to a limit of bytes, the oldest making room for a new one. Idle buffers that have
+/// waited for the idle time are given back to the system at the next call after it (an allocation that such a buffer
+/// fits still takes it), and all of them at the last Foundation::Terminate; buffers returned after that are given back
+/// at once, until the next allocation that takes fresh memory. All operations are safe on every thread, also before
+/// Foundation::Initialize and after Foundation::Terminate.
+///
+/// Under the address sanitizer idle buffers and the bytes behind the size asked for are marked, so that their use is
+/// reported.
 class MemoryRecycler {
 public:
     /// A buffer and its size. sizeInBytes is the size asked for; data is null in an empty buffer.
@@ -288,7 +294,7 @@ public:
     struct Statistics {
         std::uint64_t hits = 0;          ///< allocations served from an idle buffer
         std::uint64_t misses = 0;        ///< allocations that took fresh memory from the system
-        std::uint64_t bytesRecycled = 0; ///< bytes of all hits
+        std::uint64_t bytesRecycled = 0; ///< bytes of all hits, as asked for
         std::uint64_t bytesInUse = 0;    ///< bytes of buffers that callers hold, class slack included
         std::uint64_t bytesIdle = 0;     ///< bytes of buffers kept for reuse
         std::uint64_t buffersInUse = 0;
@@ -312,7 +318,9 @@ public:
 
     BRTFOUNDATION_API Statistics GetStatistics() const noexcept;
 
-    /// Replaces the clock that measures idle time, in nanoseconds; null restores the system's steady clock. For tests.
+    /// Replaces the clock that measures idle time, in nanoseconds; null restores the system's steady clock (its coarse
+    /// form, some milliseconds late). Buffers that are idle at this moment count as returned now. The clock may be
+    /// asked on every thread and must not throw. For tests.
     using Clock = std::int64_t (*)();
     BRTFOUNDATION_API void SetClock(Clock clock) noexcept;
 
@@ -327,13 +335,17 @@ public:
     static constexpr std::uint64_t kDefaultIdleLimit = std::uint64_t{1} << 30;
 
 private:
+    friend class Foundation;
     MemoryRecycler();
     ~MemoryRecycler() = default;
+    /// Gives all idle buffers back and keeps no returned buffer until fresh memory is asked for again.
+    void StopKeeping() noexcept;
     struct State;
     State* mState;
 };
 
-/// Start and stop of the foundation library. Calls are counted; the last Terminate gives idle memory back.
+/// Start and stop of the foundation library. Calls are counted; the last Terminate gives idle memory back. A Terminate
+/// without a matching Initialize is ignored. Safe on every thread.
 class Foundation {
 public:
     BRTFOUNDATION_API static void Initialize() noexcept;
