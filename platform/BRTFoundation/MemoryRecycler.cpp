@@ -195,7 +195,7 @@ struct MemoryRecycler::State {
             for (RecyclerShard& shard : shards) {
                 for (unsigned index = 0; index < kSizeClassCount && shard.MayHaveIdle(); ++index) {
                     const SizeClass sizeClass = detail::SizeClassAt(index);
-                    const std::vector<detail::IdleBuffer>& list = shard.Idle(index);
+                    const detail::IdleList& list = shard.Idle(index);
                     while (!list.empty() && discard(list.front().idleSince) && !discarded.Full()) {
                         discarded.Add(shard.TakeOldest(sizeClass), sizeClass.sizeInBytes);
                     }
@@ -281,7 +281,7 @@ private:
             std::int64_t oldest = kNever;
             for (RecyclerShard& shard : shards) {
                 for (unsigned index = 0; index < kSizeClassCount && shard.MayHaveIdle(); ++index) {
-                    const std::vector<detail::IdleBuffer>& list = shard.Idle(index);
+                    const detail::IdleList& list = shard.Idle(index);
                     if (!list.empty() && (!oldestShard || list.front().idleSince < oldest)) {
                         oldestShard = &shard;
                         oldestIndex = index;

@@ -5,6 +5,8 @@
 #include "SpinLock.h"
 
 #include <array>
+#include <cstddef>
+#include <new>
 #include <vector>
 
 namespace BRT::detail {
@@ -14,6 +16,27 @@ struct IdleBuffer {
     void* data;
     std::int64_t idleSince; ///< nanoseconds of the recycler's clock
 };
+
+/// Gives every list cache lines of its own: the short lists of two shards in one line would slow both threads down.
+template <class T>
+struct CacheLineAllocator {
+    using value_type = T;
+    static constexpr std::align_val_t kAlignment{64};
+    CacheLineAllocator() noexcept = default;
+    template <class U>
+    CacheLineAllocator(const CacheLineAllocator<U>&) noexcept {}
+    T* allocate(std::size_t count) { return static_cast<T*>(::operator new(RoundedSize(count), kAlignment)); }
+    void deallocate(T* list, std::size_t count) noexcept { ::operator delete(list, RoundedSize(count), kAlignment); }
+    template <class U>
+    bool operator==(const CacheLineAllocator<U>&) const noexcept {
+        return true;
+    }
+
+private:
+    static constexpr std::size_t RoundedSize(std::size_t count) { return (count * sizeof(T) + 63) / 64 * 64; }
+};
+
+using IdleList = std::vector<IdleBuffer, CacheLineAllocator<IdleBuffer>>;
 
 /// One share of the recycler's idle buffers and counters. Threads are spread over the shards, so that two threads that
 /// make frames at once do not pass one cache line to and fro.
@@ -30,7 +53,7 @@ public:
     /// Takes the idle buffer of a class that was used last, whose bytes are the likeliest to be cached, and counts a
     /// hit of sizeInBytes; null without one.
     void* TakeIdle(const SizeClass& sizeClass, std::uint64_t sizeInBytes) noexcept {
-        std::vector<IdleBuffer>& list = mIdle[sizeClass.index];
+        IdleList& list = mIdle[sizeClass.index];
         if (list.empty()) {
             return nullptr;
         }
@@ -65,11 +88,11 @@ public:
     }
 
     /// The buffers of one class, oldest first.
-    std::vector<IdleBuffer>& Idle(unsigned classIndex) noexcept { return mIdle[classIndex]; }
+    IdleList& Idle(unsigned classIndex) noexcept { return mIdle[classIndex]; }
 
     /// Takes the oldest idle buffer of a class, which must have one.
     void* TakeOldest(const SizeClass& sizeClass) noexcept {
-        std::vector<IdleBuffer>& list = mIdle[sizeClass.index];
+        IdleList& list = mIdle[sizeClass.index];
         void* data = list.front().data;
         list.erase(list.begin());
         NoteIdle(-1, sizeClass.sizeInBytes);
@@ -110,7 +133,7 @@ private:
     std::uint64_t mBytesRecycled = 0;
     std::uint64_t mBytesTaken = 0;
     std::uint64_t mBytesReturned = 0;
-    std::array<std::vector<IdleBuffer>, kSizeClassCount> mIdle;
+    std::array<IdleList, kSizeClassCount> mIdle;
 };
 
 } // namespace BRT::detail
