@@ -10,6 +10,9 @@ namespace {
 /// Weights are whole multiples of 1 / kQuanta. Sums of them below 2 are exact in a float, in any order.
 constexpr double kQuanta = 1 << 23;
 
+/// Longer filters gain nothing from blocks: few destination samples, many taps.
+constexpr int kMaxBlockTaps = 32;
+
 /// The taps of all destination samples one after another, each without zeros at its ends.
 struct RaggedTaps {
     std::vector<std::int32_t> first;
@@ -34,8 +37,9 @@ RaggedTaps ComputeTaps(const ResampleAxis& axis, Filter filter) {
     taps.count.reserve(static_cast<std::size_t>(axis.destinationSize));
     std::vector<double> folded;
     for (int n = 0; n < axis.destinationSize; ++n) {
-        // Nothing changes any more beyond one picture's width outside.
-        const double position = std::clamp<double>(axis.SourcePosition(n), -double(size), 2.0 * double(size));
+        // Farther outside than this only the mirror image's last sample is in reach.
+        const double outside = double(size) + radius + 1;
+        const double position = std::clamp(axis.SourcePosition(n), -outside, double(size) + outside);
         const auto from = static_cast<std::int64_t>(std::ceil(position - radius - 0.5));
         const auto to = static_cast<std::int64_t>(std::floor(position + radius - 0.5));
 
@@ -121,7 +125,7 @@ FilterTable MakeFilterTable(const ResampleAxis& axis, Filter filter, TableUse us
     table.left.resize(padded, table.left.back());
 
     const auto taps = static_cast<std::size_t>(table.taps);
-    const bool blocks = use == TableUse::Rows && SpansFitTwoVectors(table.left, 4) &&
+    const bool blocks = use == TableUse::Rows && table.taps <= kMaxBlockTaps && SpansFitTwoVectors(table.left, 4) &&
                         SpansFitTwoVectors(table.left, 8) && SpansFitTwoVectors(table.left, 16);
     if (blocks) {
         table.layout = FilterTable::Layout::SamplesTogether;

@@ -87,6 +87,7 @@ void PreparedResample::ChooseSlots() noexcept {
     const FilterTable& table = *columnTable;
     slots = table.taps;
     keepsSums = table.taps > kMaxWindowRows;
+    foldsSums = table.taps > kFoldRows;
     if (!keepsSums)
         return;
     // A sum is under way from the group of rows that holds its first row to the group that holds its last.
@@ -116,7 +117,9 @@ void PreparedResample::ChooseBands() noexcept {
 int PreparedResample::ColumnRows() const noexcept {
     if (!columnTable)
         return 1;
-    return keepsSums ? slots + kRowsAtOnce : slots + 1;
+    if (!keepsSums)
+        return slots + 1;
+    return (foldsSums ? 2 : 1) * slots + kRowsAtOnce;
 }
 
 std::size_t PreparedResample::FloatsPerBand() const noexcept {

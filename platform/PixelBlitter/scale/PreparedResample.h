@@ -23,6 +23,9 @@ struct PlanarRow {
 /// Length of a plane's part of a row: whole blocks and the margin that the kernels may read.
 std::size_t PlaneStride(int width) noexcept;
 
+/// A multiple of kRowsAtOnce.
+inline constexpr int kFoldRows = 16 * kRowsAtOnce;
+
 struct PreparedResample {
     ResampleRequest request;
     ResampleOutline outline;
@@ -33,6 +36,9 @@ struct PreparedResample {
     /// The vertical pass keeps the source rows of one destination row (slots of them), or, for filters that reach over
     /// too many rows, a group of kRowsAtOnce source rows and running sums of the destination rows under way (slots).
     bool keepsSums = false;
+    /// Sums over kFoldRows source rows go into a second row of sums, so that the rounding errors of very long filters
+    /// do not pile up.
+    bool foldsSums = false;
     int slots = 1;
 
     std::size_t readStride = 0;   ///< of a source row that is resampled before the vertical pass; 0 without
@@ -45,7 +51,8 @@ struct PreparedResample {
 
     bool IsEmpty() const noexcept;
 
-    /// Rows of columnStride that a band holds: slots, the group of source rows, the sum over a window.
+    /// Rows of columnStride that a band holds: slots, then the sum over a window, or the group of source rows and the
+    /// second row of sums for each slot.
     int ColumnRows() const noexcept;
     std::size_t FloatsPerBand() const noexcept;
 

@@ -4,6 +4,10 @@
 
 namespace PixelBlitter {
 
+namespace {
+constexpr float kOne = 1.0f;
+} // namespace
+
 ResampleBand::ResampleBand(const PreparedResample& prepared, const FloatRowSource& source, FloatRowSink& sink,
                            int band) noexcept
     : mPrepared(prepared), mSource(source), mSink(sink), mTop(prepared.BandTop(band)),
@@ -95,10 +99,19 @@ void ResampleBand::RunSums() noexcept {
             const int to = std::min(left(n) + table.taps, groupEnd);
             const float* weights = table.weights.data() + static_cast<std::size_t>(n) * table.weightStride;
             const PlanarRow sum = ColumnRow(n % mPrepared.slots);
+            const int sumBegin = mPrepared.foldsSums ? std::max(left(n), group / kFoldRows * kFoldRows) : left(n);
             mPrepared.kernels->weightedSum(rows + (from - group), weights + (from - left(n)), to - from, sum.planes[0],
-                                           mPrepared.columnWidth, from > left(n));
-            if (to == left(n) + table.taps) {
-                Finish(n, sum);
+                                           mPrepared.columnWidth, from > sumBegin);
+            const bool complete = to == left(n) + table.taps;
+            PlanarRow result = sum;
+            if (mPrepared.foldsSums) {
+                result = ColumnRow(mPrepared.slots + kRowsAtOnce + n % mPrepared.slots);
+                if (complete || (group + kRowsAtOnce) % kFoldRows == 0)
+                    mPrepared.kernels->weightedSum(sum.planes, &kOne, 1, result.planes[0], mPrepared.columnWidth,
+                                                   sumBegin > left(n));
+            }
+            if (complete) {
+                Finish(n, result);
                 ++oldest;
             }
         }

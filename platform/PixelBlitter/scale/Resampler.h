@@ -5,7 +5,9 @@
 /// Sampling grid: sample n of an axis sits at n + 1/2 of that axis, so pictures of different sizes share their borders.
 /// Beyond its borders a picture continues as its mirror image (the border sample is repeated first); where the mirror
 /// image ends, its last sample goes on. Weights are multiples of 2^-23 that add up to exactly 1, so 0 and powers of two
-/// (an opaque alpha of 1) come through unchanged whatever the filter; other constants keep to within 4 ulp.
+/// (an opaque alpha of 1) come through unchanged whatever the filter. Other constants keep to within 4 ulp where a
+/// destination sample averages over fewer than a hundred source samples, and to 1e-5 of their value beyond. A sample
+/// that is not finite spoils what its neighbours within reach of the filter would have given.
 ///
 /// The result is the same to the bit for any number of bands and threads on one machine. Between processors of
 /// different vector width it differs in the last places, because sums are formed in another order.

@@ -1,5 +1,7 @@
 #include "scale/RowKernels.h"
 
+#include <algorithm>
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "scale/RowKernels.cpp"
 #include <hwy/foreach_target.h>
@@ -27,13 +29,12 @@ void SumOfRows(const float* const* rows, const float* weights, float* HWY_RESTRI
         weight[k] = hn::Set(d, weights[k]);
     }
     for (std::size_t i = 0; i < count; i += lanes) {
-        Vector sum;
-        if constexpr (kAccumulate)
-            sum = hn::MulAdd(weight[0], hn::Load(d, row[0] + i), hn::Load(d, destination + i));
-        else
-            sum = hn::Mul(weight[0], hn::Load(d, row[0] + i));
+        Vector sum = hn::Mul(weight[0], hn::Load(d, row[0] + i));
         for (int k = 1; k < kRows; ++k)
             sum = hn::MulAdd(weight[k], hn::Load(d, row[k] + i), sum);
+        // Added last: one rounding at the size of the whole sum instead of one for each row.
+        if constexpr (kAccumulate)
+            sum = hn::Add(sum, hn::Load(d, destination + i));
         hn::Store(sum, d, destination + i);
     }
 }
@@ -176,6 +177,9 @@ hn::Vec128<float> FourSums(Vector a, Vector b, Vector c, Vector e) noexcept {
     return SumOfGroups(d, hn::Add(lower, upper));
 }
 
+/// Taps that are added up before they join the total, so that the rounding errors of long filters do not pile up.
+constexpr std::size_t kRun = 16 * kBlock;
+
 /// Long filters: each destination sample is the inner product of two runs.
 void ResampleByTaps(const FilterTable& table, const float* const source[4], float* const destination[4]) noexcept {
     const Floats d;
@@ -189,17 +193,28 @@ void ResampleByTaps(const FilterTable& table, const float* const source[4], floa
             const float* run1 = source[plane] + table.left[n + 1];
             const float* run2 = source[plane] + table.left[n + 2];
             const float* run3 = source[plane] + table.left[n + 3];
-            Vector sum0 = hn::Zero(d);
-            Vector sum1 = sum0;
-            Vector sum2 = sum0;
-            Vector sum3 = sum0;
-            for (std::size_t t = 0; t < taps; t += lanes) {
-                sum0 = hn::MulAdd(hn::LoadU(d, weights + t), hn::LoadU(d, run0 + t), sum0);
-                sum1 = hn::MulAdd(hn::LoadU(d, weights + stride + t), hn::LoadU(d, run1 + t), sum1);
-                sum2 = hn::MulAdd(hn::LoadU(d, weights + 2 * stride + t), hn::LoadU(d, run2 + t), sum2);
-                sum3 = hn::MulAdd(hn::LoadU(d, weights + 3 * stride + t), hn::LoadU(d, run3 + t), sum3);
+            Vector total0 = hn::Zero(d);
+            Vector total1 = total0;
+            Vector total2 = total0;
+            Vector total3 = total0;
+            for (std::size_t begin = 0; begin < taps; begin += kRun) {
+                const std::size_t end = std::min(taps, begin + kRun);
+                Vector sum0 = hn::Zero(d);
+                Vector sum1 = sum0;
+                Vector sum2 = sum0;
+                Vector sum3 = sum0;
+                for (std::size_t t = begin; t < end; t += lanes) {
+                    sum0 = hn::MulAdd(hn::LoadU(d, weights + t), hn::LoadU(d, run0 + t), sum0);
+                    sum1 = hn::MulAdd(hn::LoadU(d, weights + stride + t), hn::LoadU(d, run1 + t), sum1);
+                    sum2 = hn::MulAdd(hn::LoadU(d, weights + 2 * stride + t), hn::LoadU(d, run2 + t), sum2);
+                    sum3 = hn::MulAdd(hn::LoadU(d, weights + 3 * stride + t), hn::LoadU(d, run3 + t), sum3);
+                }
+                total0 = hn::Add(total0, sum0);
+                total1 = hn::Add(total1, sum1);
+                total2 = hn::Add(total2, sum2);
+                total3 = hn::Add(total3, sum3);
             }
-            hn::StoreU(FourSums(sum0, sum1, sum2, sum3), hn::Full128<float>(), destination[plane] + n);
+            hn::StoreU(FourSums(total0, total1, total2, total3), hn::Full128<float>(), destination[plane] + n);
         }
     }
 }
