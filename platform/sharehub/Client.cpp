@@ -1,1 +1,126 @@
-#include "sharehub.h"
+#include "Client.h"
+
+#include "Sweep.h"
+
+namespace framebroker {
+
+Client& Client::Instance() noexcept {
+    static Client& instance = *std::make_unique<Client>().release();
+    return instance;
+}
+
+Client::Client() noexcept {
+    SetChildHook(&InForkedChild);
+}
+
+void Client::InForkedChild() noexcept {
+    // Every holder of the lock is inside an OperationScope, so it was free at the fork. Memory is given back later: in
+    // the child of a process with several threads as little as possible is done here.
+    Client& client = Instance();
+    client.mPresence.Forget();
+    client.mInitializeCount = 0;
+    client.mHoldsParentsState = true;
+}
+
+void Client::ForgetParent() {
+    if (mHoldsParentsState) {
+        mHoldsParentsState = false;
+        mDirectory.reset();
+        mPath.clear();
+        mKept.clear();
+        mKeptBytes = 0;
+        mBlocksMade = 0;
+        mBlocksOpened = 0;
+    }
+}
+
+bool Client::Initialize() {
+    const OperationScope scope;
+    const std::lock_guard lock(mMutex);
+    ForgetParent();
+    if (mInitializeCount == 0) {
+        const std::string path = ConfiguredDirectoryPath();
+        auto directory = Directory::Open(path);
+        if (!directory) {
+            return false;
+        }
+        mPresence.Join(*directory);
+        Sweep(*directory);
+        mPath = path;
+        mDirectory = std::move(directory);
+    }
+    ++mInitializeCount;
+    return true;
+}
+
+void Client::Uninitialize() {
+    std::deque<std::shared_ptr<Block>> kept;
+    std::shared_ptr<const Directory> directory;
+    Presence presence;
+    {
+        const OperationScope scope;
+        const std::lock_guard lock(mMutex);
+        if (mInitializeCount == 0 || --mInitializeCount > 0) {
+            return;
+        }
+        kept.swap(mKept);
+        mKeptBytes = 0;
+        directory.swap(mDirectory);
+        std::swap(presence, mPresence);
+    }
+    kept.clear();
+    const OperationScope scope;
+    if (directory->TakeSweepRequest()) {
+        Sweep(*directory);
+    }
+    presence.Leave(*directory);
+}
+
+std::shared_ptr<const Directory> Client::CurrentDirectory() {
+    const std::lock_guard lock(mMutex);
+    return mInitializeCount > 0 ? mDirectory : nullptr;
+}
+
+void Client::Keep(const std::shared_ptr<Block>& block, Dropped& outDropped) {
+    const std::lock_guard lock(mMutex);
+    if (mInitializeCount == 0) {
+        return;
+    }
+    mKept.push_back(block);
+    mKeptBytes += block->MappedSize();
+    DropOverBudget(outDropped);
+}
+
+void Client::SetBudget(std::uint64_t bytes, Dropped& outDropped) {
+    const std::lock_guard lock(mMutex);
+    ForgetParent();
+    mBudget = bytes;
+    DropOverBudget(outDropped);
+}
+
+void Client::DropOverBudget(Dropped& outDropped) {
+    while (mKeptBytes > mBudget) {
+        outDropped.push_back(mKept.front());
+        mKeptBytes -= mKept.front()->MappedSize();
+        mKept.pop_front();
+    }
+}
+
+void Client::RenewPresence() {
+    const std::lock_guard lock(mMutex);
+    mPresence.Renew();
+}
+
+ClientStatistics Client::Statistics() {
+    const std::lock_guard lock(mMutex);
+    ForgetParent();
+    return {mBlocksMade.load(), mBlocksOpened.load(), mKept.size(), mKeptBytes};
+}
+
+std::string Client::DirectoryPath() {
+    const std::lock_guard lock(mMutex);
+    ForgetParent();
+    return mPath;
+}
+
+} // namespace framebroker

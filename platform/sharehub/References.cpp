@@ -1,0 +1,8 @@
+#include "References.h"
+
+namespace framebroker {
+
+BinaryReference::~BinaryReference() = default;
+WritableBinaryReference::~WritableBinaryReference() = default;
+
+} // namespace framebroker

@@ -1,0 +1,121 @@
+#pragma once
+
+#include "sharehub.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace framebroker {
+
+using zyncore::utility::Guid;
+using Readable = boost::shared_ptr<BinaryReference>;
+using Writable = boost::shared_ptr<WritableBinaryReference>;
+
+inline Guid Id(std::uint32_t number) {
+    return Guid(number, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10});
+}
+
+/// A block whose bytes all follow from seed.
+inline Writable MakeBlock(std::uint64_t sizeInBytes, unsigned char seed) {
+    Writable block;
+    if (GetWritableBinaryData(sizeInBytes, block) == kResult_Success) {
+        void* const data = block->AcquireDataPointer();
+        std::memset(data, seed, sizeInBytes);
+        block->ReleaseDataPointer(data);
+    }
+    return block;
+}
+
+inline std::int32_t PutBlock(const Guid& id, std::uint64_t sizeInBytes, unsigned char seed) {
+    return PutCompletedBinaryData(id, MakeBlock(sizeInBytes, seed));
+}
+
+/// Whether a reference answers a block of sizeInBytes bytes of seed.
+inline bool Holds(const Readable& reference, std::uint64_t sizeInBytes, unsigned char seed) {
+    if (!reference || reference->GetSize() != sizeInBytes) {
+        return false;
+    }
+    const auto* data = static_cast<const unsigned char*>(reference->AcquireDataPointer());
+    bool same =
+        data != nullptr && data[0] == seed && (sizeInBytes == 1 || std::memcmp(data, data + 1, sizeInBytes - 1) == 0);
+    reference->ReleaseDataPointer(data);
+    return same;
+}
+
+inline std::int32_t Get(const Guid& id, Readable& reference) {
+    return GetBinaryDataIfAvailable(id, reference);
+}
+
+inline std::int32_t ResultOfGet(const Guid& id) {
+    Readable reference;
+    return Get(id, reference);
+}
+
+/// Starts a process that runs body and exits with 0 when body answers true.
+template <class Body>
+pid_t Spawn(Body body) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(body() ? 0 : 1);
+    }
+    return child;
+}
+
+/// Waits for a process; 0 when it ended well, its status otherwise.
+inline int Wait(pid_t child) {
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return status;
+}
+
+/// Every test has a directory of its own, and nothing may be left in it.
+class BrokerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const std::filesystem::path shared = "/dev/shm";
+        std::string path = (std::filesystem::is_directory(shared) ? shared : std::filesystem::temp_directory_path()) /
+                           "vf-sharehub-test-XXXXXX";
+        ASSERT_NE(::mkdtemp(path.data()), nullptr);
+        mDirectory = path;
+        ::setenv("VF_SHAREHUB_DIR", path.c_str(), 1);
+        SetPutBudget(kDefaultPutBudget);
+    }
+
+    void TearDown() override {
+        UninitializeClient();
+        EXPECT_EQ(Entries(), std::vector<std::string>());
+        ::unsetenv("VF_SHAREHUB_DIR");
+        std::filesystem::remove_all(mDirectory);
+    }
+
+    std::vector<std::string> Entries() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(mDirectory)) {
+            names.push_back(entry.path().filename());
+        }
+        return names;
+    }
+
+    std::filesystem::path PathOf(const Guid& id) const { return mDirectory / id.ToString(); }
+
+    std::filesystem::path mDirectory;
+};
+
+/// With a client started.
+class ClientTest : public BrokerTest {
+protected:
+    void SetUp() override {
+        BrokerTest::SetUp();
+        ASSERT_TRUE(InitializeClient());
+    }
+};
+
+} // namespace framebroker
