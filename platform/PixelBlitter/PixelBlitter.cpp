@@ -1,1 +1,149 @@
 #include "PixelBlitter.h"
+
+#include "Convert.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+using namespace PixelBlitter;
+
+namespace {
+
+std::uint64_t Magnitude(int value) noexcept {
+    return static_cast<std::uint64_t>(value < 0 ? -std::int64_t{value} : std::int64_t{value});
+}
+
+// Equal formats whose bytes mean nothing to us, or mean a whole compressed picture.
+int MoveOneRun(const void* source, void* destination, std::uint64_t bytes) noexcept {
+    if (source == nullptr || destination == nullptr) {
+        return kPB_BadArgument;
+    }
+    std::memmove(destination, source, bytes);
+    return kPB_Success;
+}
+
+// What a stride says about the size of a whole image; 0 says nothing.
+std::uint64_t LimitByStride(std::uint64_t bytes, int rowBytes) noexcept {
+    return rowBytes == 0 ? bytes : std::min(bytes, Magnitude(rowBytes));
+}
+
+int ConvertSameSize(const PictureArguments& source, const PictureArguments& destination) noexcept {
+    if (source.format == kPB_CustomFormat && destination.format == kPB_CustomFormat) {
+        return MoveOneRun(source.data, const_cast<void*>(destination.data),
+                          std::min(Magnitude(source.rowBytes), Magnitude(destination.rowBytes)));
+    }
+    SourcePicture from;
+    SourcePicture to;
+    if (const PB_Result result = CheckPicture(source, from); result != kPB_Success) {
+        return result;
+    }
+    if (const PB_Result result = CheckPicture(destination, to); result != kPB_Success) {
+        return result;
+    }
+    return ConvertPicture(from, Writable(to));
+}
+
+template <class Void>
+int AddressOf(Void* buffer, int rowBytes, int width, int height, PB_PixelFormat value, int left, int top,
+              Void** outStart) noexcept {
+    if (width <= 0 || height <= 0) {
+        return kPB_Success;
+    }
+    const std::optional<Format> format = FindFormat(value);
+    if (!format) {
+        return kPB_UnsupportedFormat;
+    }
+    if (buffer == nullptr || outStart == nullptr || left < 0 || top < 0) {
+        return kPB_BadArgument;
+    }
+    if (!format->HasRows()) {
+        // Callers cut the size of a whole image to the 32 bits of a stride.
+        const std::uint64_t size = PB_PixelFormatSize(value, width, height);
+        const bool whole = format->packing == Packing::Opaque ||
+                           static_cast<std::uint32_t>(size) == static_cast<std::uint32_t>(rowBytes);
+        if (left != 0 || top != 0 || !whole) {
+            return kPB_BadArgument;
+        }
+        *outStart = buffer;
+        return kPB_Success;
+    }
+    const std::int64_t right = std::int64_t{left} + width;
+    if (right > INT32_MAX) {
+        return kPB_BadArgument;
+    }
+    if ((height > 1 || top > 0) && PB_PixelFormatSize(value, static_cast<int>(right), 1) > Magnitude(rowBytes)) {
+        return kPB_BadArgument;
+    }
+    std::int64_t leftBytes = 0;
+    if (format->packing == Packing::Pairs) {
+        leftBytes = std::int64_t{left} / 2 * 4;
+    } else if (format->packing == Packing::Groups) {
+        leftBytes = std::int64_t{left} / 6 * 16;
+    } else {
+        leftBytes = left * static_cast<std::int64_t>(BytesPerPixel(*format));
+    }
+    using Byte = std::conditional_t<std::is_const_v<Void>, const std::uint8_t, std::uint8_t>;
+    *outStart = static_cast<Byte*>(buffer) + std::int64_t{top} * rowBytes + leftBytes;
+    return kPB_Success;
+}
+
+} // namespace
+
+int PB_Initialize() noexcept {
+    return kPB_Success;
+}
+
+void PB_Terminate() noexcept {}
+
+std::uint64_t PB_PixelFormatSize(PB_PixelFormat format, int width, int height) noexcept {
+    const auto* const row = zynmediatypes::FindPixelFormatByConverterValue(static_cast<std::uint32_t>(format));
+    return row ? zynmediatypes::PixelFormatSize(row->format, width, height) : 0;
+}
+
+bool PB_IsOriginBottomLeft(PB_PixelFormat format) noexcept {
+    const std::optional<Format> found = FindFormat(format);
+    return found && found->HasRows();
+}
+
+int PB_ClipBufferToRect(const void* buffer, int rowBytes, int width, int height, PB_PixelFormat format, int left,
+                        int top, const void** outStart) noexcept {
+    return AddressOf(buffer, rowBytes, width, height, format, left, top, outStart);
+}
+
+int PB_ClipBufferToRect(void* buffer, int rowBytes, int width, int height, PB_PixelFormat format, int left, int top,
+                        void** outStart) noexcept {
+    return AddressOf(buffer, rowBytes, width, height, format, left, top, outStart);
+}
+
+int PB_Convert(const void* source, int sourceRowBytes, PB_PixelFormat sourceFormat, void* destination,
+               int destinationRowBytes, PB_PixelFormat destinationFormat, int width, int height,
+               int /*quality*/) noexcept {
+    const PictureArguments from{source, sourceRowBytes, width, height, sourceFormat};
+    const PictureArguments to{destination, destinationRowBytes, width, height, destinationFormat};
+    if (IsEmpty(from)) {
+        return kPB_Success;
+    }
+    const std::optional<Format> format = FindFormat(sourceFormat);
+    if (format && sourceFormat == destinationFormat && !format->HasRows() && format->packing != Packing::Opaque) {
+        // Whole images: a caller whose block holds less than the format says states that as its stride.
+        const std::uint64_t size = PB_PixelFormatSize(sourceFormat, width, height);
+        return MoveOneRun(source, destination, LimitByStride(LimitByStride(size, sourceRowBytes), destinationRowBytes));
+    }
+    return ConvertSameSize(from, to);
+}
+
+int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int sourceHeight,
+                    PB_PixelFormat sourceFormat, int /*sourceFieldType*/, void* destination, int destinationRowBytes,
+                    int destinationWidth, int destinationHeight, PB_PixelFormat destinationFormat,
+                    int /*destinationFieldType*/, int /*quality*/) noexcept {
+    const PictureArguments from{source, sourceRowBytes, sourceWidth, sourceHeight, sourceFormat};
+    const PictureArguments to{destination, destinationRowBytes, destinationWidth, destinationHeight, destinationFormat};
+    if (IsEmpty(from) || IsEmpty(to)) {
+        return kPB_Success;
+    }
+    if (sourceWidth == destinationWidth && sourceHeight == destinationHeight) {
+        return ConvertSameSize(from, to);
+    }
+    return kPB_UnsupportedGeometry;
+}

@@ -1,0 +1,118 @@
+#include "Colour.h"
+
+#include <algorithm>
+#include <array>
+
+namespace PixelBlitter {
+namespace {
+
+using Matrix = std::array<double, 9>;
+
+struct LumaWeights {
+    double red;
+    double blue;
+};
+
+// ITU-R BT.601 section 2.5.1 and BT.709 section 3.2.
+LumaWeights WeightsOf(ColourModel model) noexcept {
+    return model == ColourModel::BT709 ? LumaWeights{0.2126, 0.0722} : LumaWeights{0.299, 0.114};
+}
+
+constexpr Matrix kIdentity{1, 0, 0, 0, 1, 0, 0, 0, 1};
+
+// V U Y from B G R.
+Matrix FromRGB(ColourModel model) noexcept {
+    if (model == ColourModel::RGB) {
+        return kIdentity;
+    }
+    const auto [red, blue] = WeightsOf(model);
+    const double green = 1 - red - blue;
+    const double v = 2 * (1 - red);
+    const double u = 2 * (1 - blue);
+    return {-blue / v, -green / v, (1 - red) / v, (1 - blue) / u, -green / u, -red / u, blue, green, red};
+}
+
+// B G R from V U Y.
+Matrix ToRGB(ColourModel model) noexcept {
+    if (model == ColourModel::RGB) {
+        return kIdentity;
+    }
+    const auto [red, blue] = WeightsOf(model);
+    const double green = 1 - red - blue;
+    const double v = 2 * (1 - red);
+    const double u = 2 * (1 - blue);
+    return {0, u, 1, -v * red / green, -u * blue / green, 1, v, 0, 1};
+}
+
+Matrix Product(const Matrix& a, const Matrix& b) noexcept {
+    Matrix product{};
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 3; ++column) {
+            for (std::size_t i = 0; i < 3; ++i) {
+                product[3 * row + column] += a[3 * row + i] * b[3 * i + column];
+            }
+        }
+    }
+    return product;
+}
+
+} // namespace
+
+AlphaStep AlphaStepBetween(AlphaKind from, AlphaKind to) noexcept {
+    if (from == AlphaKind::None || to == AlphaKind::None) {
+        return AlphaStep::Opaque;
+    }
+    if (from == to) {
+        return AlphaStep::Keep;
+    }
+    return to == AlphaKind::Premultiplied ? AlphaStep::Premultiply : AlphaStep::Unpremultiply;
+}
+
+bool SameColours(const Format& from, const Format& to) noexcept {
+    return from.model == to.model && from.linear == to.linear;
+}
+
+ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept {
+    const AlphaStep alpha = AlphaStepBetween(from.alpha, to.alpha);
+    mFromLinear = from.linear && !to.linear;
+    mToLinear = to.linear && !from.linear;
+    mMatrix = from.model != to.model;
+    mOpaque = alpha == AlphaStep::Opaque;
+    // Premultiplied values in two encodings are not proportional, so they pass through straight ones.
+    const bool reassociate =
+        (mFromLinear || mToLinear) && alpha == AlphaStep::Keep && from.alpha == AlphaKind::Premultiplied;
+    mUnpremultiply = alpha == AlphaStep::Unpremultiply || reassociate;
+    mPremultiply = alpha == AlphaStep::Premultiply || reassociate;
+    if (mMatrix) {
+        const Matrix matrix = Product(FromRGB(to.model), ToRGB(from.model));
+        std::transform(matrix.begin(), matrix.end(), mCoefficients,
+                       [](double coefficient) { return static_cast<float>(coefficient); });
+    }
+}
+
+void ColourSteps::Apply(const Kernels& kernels, float* const planes[4], std::size_t count) const noexcept {
+    if (mUnpremultiply) {
+        kernels.unpremultiply(planes, count);
+    }
+    if (mFromLinear) {
+        for (int c = 0; c < 3; ++c) {
+            kernels.fromLinear(planes[c], count);
+        }
+    }
+    if (mMatrix) {
+        kernels.applyMatrix(planes[0], planes[1], planes[2], count, mCoefficients);
+    }
+    if (mToLinear) {
+        for (int c = 0; c < 3; ++c) {
+            kernels.toLinear(planes[c], count);
+        }
+    }
+    if (mPremultiply) {
+        kernels.premultiply(planes, count);
+    }
+    if (mOpaque) {
+        std::fill_n(planes[3], count, 1.0F);
+    }
+}
+
+} // namespace PixelBlitter

@@ -1,0 +1,21 @@
+#include "Paths.h"
+
+#include <algorithm>
+#include <array>
+
+namespace PixelBlitter {
+namespace {
+
+constexpr std::array kPaths{
+    &kCopyPath, &kShufflePath, &kDepthPath, &kTilePath, &kPlanePath, &kSubsampledPath,
+};
+
+} // namespace
+
+const Path* ChoosePath(const Format& from, const Format& to) noexcept {
+    const auto* const path =
+        std::find_if(kPaths.begin(), kPaths.end(), [&](const Path* candidate) { return candidate->accepts(from, to); });
+    return path == kPaths.end() ? nullptr : *path;
+}
+
+} // namespace PixelBlitter

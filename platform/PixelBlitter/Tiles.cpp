@@ -1,0 +1,230 @@
+#include "Tiles.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace PixelBlitter {
+namespace {
+
+int HalfWidth(int width) noexcept {
+    return width / 2 + width % 2;
+}
+
+} // namespace
+
+void DequantisersInMemoryOrder(const Format& format, Dequantiser out[4]) noexcept {
+    const ComponentCodes codes = CodesOf444(format);
+    for (int c = 0; c < 4; ++c) {
+        out[format.alphaFirst ? 3 - c : c] = DequantiserOf(codes.component[c]);
+    }
+}
+
+void QuantisersInMemoryOrder(const Format& format, Quantiser out[4]) noexcept {
+    const ComponentCodes codes = CodesOf444(format);
+    for (int c = 0; c < 4; ++c) {
+        out[format.alphaFirst ? 3 - c : c] = QuantiserOf(codes.component[c]);
+    }
+}
+
+void Unpack444(const Kernels& kernels, const Format& format, const std::uint8_t* source, float* const planes[4],
+               std::size_t pixels, const Dequantiser memoryOrder[4]) noexcept {
+    float* const reversed[4] = {planes[3], planes[2], planes[1], planes[0]};
+    float* const* const order = format.alphaFirst ? reversed : planes;
+    if (format.packing == Packing::Bytes) {
+        kernels.unpackBytes(source, order, pixels, memoryOrder);
+    } else if (format.packing == Packing::Words) {
+        kernels.unpackWords(source, order, pixels, memoryOrder);
+    } else {
+        kernels.unpackFloats(source, order, pixels);
+    }
+}
+
+void Pack444(const Kernels& kernels, const Format& format, const float* const planes[4], std::uint8_t* destination,
+             std::size_t pixels, const Quantiser memoryOrder[4]) noexcept {
+    const float* const reversed[4] = {planes[3], planes[2], planes[1], planes[0]};
+    const float* const* const order = format.alphaFirst ? reversed : planes;
+    if (format.packing == Packing::Bytes) {
+        kernels.packBytes(order, destination, pixels, memoryOrder);
+    } else if (format.packing == Packing::Words) {
+        kernels.packWords(order, destination, pixels, memoryOrder);
+    } else {
+        kernels.packFloats(order, destination, pixels);
+    }
+}
+
+RowReader::RowReader(const SourcePicture& picture, const Kernels& kernels) noexcept
+    : mPicture(picture), mKernels(kernels), mVertical(picture.height, picture.format.fieldChroma),
+      mLuma(DequantiserOf(LumaCodes(picture.format))), mChroma(DequantiserOf(ChromaCodes(picture.format))) {
+    DequantisersInMemoryOrder(picture.format, mComponents);
+}
+
+int RowReader::ReadPairs(int row, int first, int end, TileScratch& scratch) const noexcept {
+    float* const luma = scratch.full[2] + TileScratch::kLead;
+    float* const v = scratch.half[0] + TileScratch::kLead;
+    float* const u = scratch.half[1] + TileScratch::kLead;
+    if (mPicture.format.packing == Packing::Pairs) {
+        mKernels.unpackPairs(mPicture.Row(row) + std::ptrdiff_t{4} * first, mPicture.format.alphaFirst, luma, u, v,
+                             static_cast<std::size_t>(end - first), mLuma, mChroma);
+        return first;
+    }
+    if (mPicture.format.packing == Packing::Groups) {
+        const int firstGroup = first / 3;
+        const int endGroup = (end + 2) / 3;
+        mKernels.unpackGroups(mPicture.Row(row) + std::ptrdiff_t{16} * firstGroup, luma, u, v,
+                              static_cast<std::size_t>(endGroup - firstGroup), mLuma, mChroma);
+        return 3 * firstGroup;
+    }
+    const int endColumn = std::min(mPicture.width, 2 * end);
+    mKernels.unpackPlane(mPicture.LumaRow(row) + 2 * first, luma, static_cast<std::size_t>(endColumn - 2 * first),
+                         mLuma);
+    const VerticalSiting::Mix mix = mVertical.ChromaOfRow(row);
+    for (const int plane : {0, 1}) {
+        mKernels.unpackMixedPlanes(mPicture.ChromaRow(plane, mix.a) + first, mPicture.ChromaRow(plane, mix.b) + first,
+                                   mix.weightA, mix.weightB, plane == 0 ? u : v, static_cast<std::size_t>(end - first),
+                                   mChroma);
+    }
+    return first;
+}
+
+void RowReader::Read(int row, int left, int right, TileScratch& scratch, float* outPlanes[4]) const noexcept {
+    const auto count = static_cast<std::size_t>(right - left);
+    for (int c = 0; c < 4; ++c) {
+        outPlanes[c] = scratch.full[c] + TileScratch::kLead;
+    }
+    if (mPicture.format.Is444()) {
+        const std::ptrdiff_t offset =
+            static_cast<std::ptrdiff_t>(left) * static_cast<std::ptrdiff_t>(BytesPerPixel(mPicture.format));
+        Unpack444(mKernels, mPicture.format, mPicture.Row(row) + offset, outPlanes, count, mComponents);
+        return;
+    }
+    // One chroma sample more on either side for the interpolation; the picture's edges repeat.
+    const int chromaWidth = HalfWidth(mPicture.width);
+    const int wantedFirst = std::max(0, left / 2 - 1);
+    const int end = std::min(chromaWidth, (right - 1) / 2 + 2);
+    const int first = ReadPairs(row, wantedFirst, end, scratch);
+    const auto pairs = static_cast<std::size_t>(end - first);
+    const HorizontalSiting& siting = mPicture.format.centredChroma ? kCentreSited : kLeftSited;
+    for (const int plane : {0, 1}) {
+        float* const chroma = scratch.half[plane] + TileScratch::kLead;
+        chroma[-1] = chroma[0];
+        chroma[pairs] = chroma[pairs - 1];
+        mKernels.widenChroma(chroma, outPlanes[plane], pairs, siting.widen);
+    }
+    for (int c = 0; c < 3; ++c) {
+        outPlanes[c] += left - 2 * first;
+    }
+    std::fill_n(outPlanes[3], count, 1.0F);
+}
+
+HalfTile RowReader::ReadHalf(int row, int left, int right, TileScratch& scratch) const noexcept {
+    const int first = ReadPairs(row, left / 2, HalfWidth(right), scratch);
+    const int skip = left / 2 - first;
+    return {scratch.full[2] + TileScratch::kLead + 2 * skip,
+            {scratch.half[0] + TileScratch::kLead + skip, scratch.half[1] + TileScratch::kLead + skip}};
+}
+
+RowWriter::RowWriter(const DestinationPicture& picture, const Kernels& kernels, bool stream, void* ring) noexcept
+    : mPicture(picture), mKernels(kernels), mVertical(picture.height, picture.format.fieldChroma),
+      mLuma(QuantiserOf(LumaCodes(picture.format))), mChroma(QuantiserOf(ChromaCodes(picture.format))),
+      mRing(static_cast<float*>(ring)), mOutput(kernels, stream) {
+    QuantisersInMemoryOrder(picture.format, mComponents);
+}
+
+std::uint64_t RowWriter::RingBytes(const DestinationPicture& picture) noexcept {
+    if (picture.format.packing != Packing::Planar) {
+        return 0;
+    }
+    const auto chromaWidth = static_cast<std::uint64_t>(picture.ChromaWidth());
+    return (chromaWidth + kPlanePadding) * sizeof(float) * 2 * VerticalSiting::kReach;
+}
+
+float* RowWriter::RingRow(int row, int plane) const noexcept {
+    const std::size_t rowFloats = static_cast<std::size_t>(mPicture.ChromaWidth()) + kPlanePadding;
+    const auto slot = static_cast<std::size_t>(row % VerticalSiting::kReach);
+    return mRing + (2 * slot + static_cast<std::size_t>(plane)) * rowFloats;
+}
+
+void RowWriter::Write(int row, int left, int right, float* const planes[4], TileScratch& scratch) noexcept {
+    const int count = right - left;
+    if (mPicture.format.Is444()) {
+        const auto pixelBytes = BytesPerPixel(mPicture.format);
+        std::uint8_t* const destination = mPicture.Row(row) + left * static_cast<std::ptrdiff_t>(pixelBytes);
+        Pack444(mKernels, mPicture.format, planes, mOutput.Begin(destination), static_cast<std::size_t>(count),
+                mComponents);
+        mOutput.Commit(destination, static_cast<std::size_t>(count) * pixelBytes);
+        return;
+    }
+    const HorizontalSiting& siting = mPicture.format.centredChroma ? kCentreSited : kLeftSited;
+    HalfTile tile{planes[2], {}};
+    for (const int plane : {0, 1}) {
+        float* const chroma = planes[plane];
+        if (left == 0) {
+            chroma[-1] = chroma[0];
+        }
+        if (right == mPicture.width) {
+            chroma[count] = chroma[count + 1] = chroma[count - 1];
+        }
+        tile.chroma[plane] = scratch.half[plane] + TileScratch::kLead;
+        mKernels.narrowChroma(chroma, tile.chroma[plane], static_cast<std::size_t>(HalfWidth(count)), siting.narrow);
+    }
+    WriteHalf(row, left, right, tile);
+}
+
+void RowWriter::WriteHalf(int row, int left, int right, const HalfTile& tile) noexcept {
+    const int count = right - left;
+    const int pairs = HalfWidth(count);
+    const auto& [luma, chroma] = tile;
+    const auto& [v, u] = chroma;
+    if (mPicture.format.packing == Packing::Planar) {
+        std::uint8_t* const destination = mPicture.LumaRow(row) + left;
+        mKernels.packPlane(luma, mOutput.Begin(destination), static_cast<std::size_t>(count), mLuma);
+        mOutput.Commit(destination, static_cast<std::size_t>(count));
+        std::copy_n(u, pairs, RingRow(row, 0) + left / 2);
+        std::copy_n(v, pairs, RingRow(row, 1) + left / 2);
+        return;
+    }
+    if (mPicture.format.packing == Packing::Pairs) {
+        luma[count] = luma[count - 1]; // the second pixel of a pair that only one pixel uses
+        std::uint8_t* const destination = mPicture.Row(row) + std::ptrdiff_t{2} * left;
+        mKernels.packPairs(luma, u, v, mPicture.format.alphaFirst, mOutput.Begin(destination),
+                           static_cast<std::size_t>(pairs), mLuma, mChroma);
+        mOutput.Commit(destination, static_cast<std::size_t>(pairs) * 4);
+        return;
+    }
+    // Groups are written whole; what lies beyond the last pixel repeats it.
+    const int groups = (count + 5) / 6;
+    std::fill(luma + count, luma + 6 * groups, luma[count - 1]);
+    std::fill(u + pairs, u + 3 * groups, u[pairs - 1]);
+    std::fill(v + pairs, v + 3 * groups, v[pairs - 1]);
+    std::uint8_t* const destination = mPicture.Row(row) + std::ptrdiff_t{16} * (left / 6);
+    mKernels.packGroups(luma, u, v, mOutput.Begin(destination), static_cast<std::size_t>(groups), mLuma, mChroma);
+    mOutput.Commit(destination, static_cast<std::size_t>(groups) * 16);
+}
+
+void RowWriter::FinishRow(int row) noexcept {
+    if (mPicture.format.packing != Packing::Planar) {
+        return;
+    }
+    const int chromaWidth = mPicture.ChromaWidth();
+    alignas(64) float mixed[kTilePixels + kPlanePadding];
+    for (; mNextChromaRow < mPicture.ChromaHeight(); ++mNextChromaRow) {
+        const VerticalSiting::Rows rows = mVertical.RowsOfChroma(mNextChromaRow);
+        if (rows.last > row) {
+            return;
+        }
+        for (const int plane : {0, 1}) {
+            for (int left = 0; left < chromaWidth; left += static_cast<int>(kTilePixels)) {
+                const auto count =
+                    static_cast<std::size_t>(std::min(static_cast<int>(kTilePixels), chromaWidth - left));
+                const float* const taps[4] = {RingRow(rows.row[0], plane) + left, RingRow(rows.row[1], plane) + left,
+                                              RingRow(rows.row[2], plane) + left, RingRow(rows.row[3], plane) + left};
+                mKernels.mixRows(taps, rows.weight, mixed, count);
+                std::uint8_t* const destination = mPicture.ChromaRow(plane, mNextChromaRow) + left;
+                mKernels.packPlane(mixed, mOutput.Begin(destination), count, mChroma);
+                mOutput.Commit(destination, count);
+            }
+        }
+    }
+}
+
+} // namespace PixelBlitter

@@ -1,0 +1,446 @@
+// Included once per CPU target, so the guard follows the toggle of hwy/foreach_target.h.
+#if defined(PIXELBLITTER_KERNELS_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef PIXELBLITTER_KERNELS_INL_H
+#undef PIXELBLITTER_KERNELS_INL_H
+#else
+#define PIXELBLITTER_KERNELS_INL_H
+#endif
+
+#include "Kernels.h"
+
+#include <cstring>
+
+#include <hwy/cache_control.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace PixelBlitter {
+namespace HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// The widest vector that DepthChange's arrays can feed is 16 floats.
+using DF = hn::CappedTag<float, 16>;
+using DI = hn::RebindToSigned<DF>;
+using DU = hn::RebindToUnsigned<DF>;
+using DBytes = hn::Repartition<std::uint8_t, DF>; // as many bytes as a float vector has
+using D16 = hn::Rebind<std::uint16_t, DF>;        // as many words as a float vector has floats
+using D8 = hn::Rebind<std::uint8_t, DF>;
+using VF = hn::Vec<DF>;
+
+constexpr DF df;
+constexpr DI di;
+constexpr DU du;
+constexpr DBytes dbytes;
+constexpr D16 d16;
+constexpr D8 d8;
+
+constexpr std::size_t kMaxLanes = 16;
+static_assert(kMaxLanes <= kPlanePadding);
+
+HWY_INLINE std::size_t LaneCount() {
+    return hn::Lanes(df);
+}
+
+// Runs Op on whole vectors of units; what is left over passes through a buffer, so no byte beyond the row is touched.
+template <std::size_t unitBytes, class Op>
+HWY_INLINE void ReadUnits(const std::uint8_t* source, std::size_t units, const Op& op) {
+    const std::size_t lanes = LaneCount();
+    std::size_t i = 0;
+    for (; i + lanes <= units; i += lanes) {
+        op.Run(source + i * unitBytes, i);
+    }
+    if (i < units) {
+        alignas(64) std::uint8_t rest[kMaxLanes * unitBytes] = {};
+        std::memcpy(rest, source + i * unitBytes, (units - i) * unitBytes);
+        op.Run(rest, i);
+    }
+}
+
+template <std::size_t unitBytes, class Op>
+HWY_INLINE void WriteUnits(std::uint8_t* destination, std::size_t units, const Op& op) {
+    const std::size_t lanes = LaneCount();
+    std::size_t i = 0;
+    for (; i + lanes <= units; i += lanes) {
+        op.Run(destination + i * unitBytes, i);
+    }
+    if (i < units) {
+        alignas(64) std::uint8_t rest[kMaxLanes * unitBytes];
+        op.Run(rest, i);
+        std::memcpy(destination + i * unitBytes, rest, (units - i) * unitBytes);
+    }
+}
+
+HWY_INLINE VF Dequantise(hn::Vec<DU> codes, const Dequantiser& range) {
+    const VF value = hn::ConvertTo(df, hn::BitCast(di, codes));
+    return hn::Mul(hn::Sub(value, hn::Set(df, range.bias)), hn::Set(df, range.scale));
+}
+
+// Max before Min: NaN takes the second operand of Max, so it ends as code 0.
+HWY_INLINE hn::Vec<DU> Quantise(VF value, const Quantiser& range) {
+    const VF scaled = hn::Add(hn::Mul(value, hn::Set(df, range.scale)), hn::Set(df, range.offset));
+    const VF clamped = hn::Min(hn::Max(scaled, hn::Zero(df)), hn::Set(df, range.limit));
+    return hn::BitCast(du, hn::ConvertTo(di, clamped));
+}
+
+HWY_INLINE hn::Vec<DU> LoadPixels(const std::uint8_t* source) {
+    return hn::BitCast(du, hn::LoadU(dbytes, source));
+}
+
+HWY_INLINE void StorePixels(hn::Vec<DU> pixels, std::uint8_t* destination) {
+    hn::StoreU(hn::BitCast(dbytes, pixels), dbytes, destination);
+}
+
+// The four bytes of each 32-bit pixel.
+HWY_INLINE void SplitPixels(const std::uint8_t* source, hn::Vec<DU>& b0, hn::Vec<DU>& b1, hn::Vec<DU>& b2,
+                            hn::Vec<DU>& b3) {
+    const hn::Vec<DU> pixels = LoadPixels(source);
+    const hn::Vec<DU> mask = hn::Set(du, 0xFFU);
+    b0 = hn::And(pixels, mask);
+    b1 = hn::And(hn::ShiftRight<8>(pixels), mask);
+    b2 = hn::And(hn::ShiftRight<16>(pixels), mask);
+    b3 = hn::ShiftRight<24>(pixels);
+}
+
+HWY_INLINE void JoinPixels(hn::Vec<DU> b0, hn::Vec<DU> b1, hn::Vec<DU> b2, hn::Vec<DU> b3, std::uint8_t* destination) {
+    const auto low = hn::Or(b0, hn::ShiftLeft<8>(b1));
+    const auto high = hn::Or(hn::ShiftLeft<16>(b2), hn::ShiftLeft<24>(b3));
+    StorePixels(hn::Or(low, high), destination);
+}
+
+struct UnpackBytesOp {
+    float* const* planes;
+    const Dequantiser* range;
+    HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
+        hn::Vec<DU> b0, b1, b2, b3;
+        SplitPixels(source, b0, b1, b2, b3);
+        hn::StoreU(Dequantise(b0, range[0]), df, planes[0] + i);
+        hn::StoreU(Dequantise(b1, range[1]), df, planes[1] + i);
+        hn::StoreU(Dequantise(b2, range[2]), df, planes[2] + i);
+        hn::StoreU(Dequantise(b3, range[3]), df, planes[3] + i);
+    }
+};
+
+void UnpackBytes(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
+                 const Dequantiser components[4]) noexcept {
+    ReadUnits<4>(source, pixels, UnpackBytesOp{planes, components});
+}
+
+struct PackBytesOp {
+    const float* const* planes;
+    const Quantiser* range;
+    HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
+        JoinPixels(Quantise(hn::LoadU(df, planes[0] + i), range[0]), Quantise(hn::LoadU(df, planes[1] + i), range[1]),
+                   Quantise(hn::LoadU(df, planes[2] + i), range[2]), Quantise(hn::LoadU(df, planes[3] + i), range[3]),
+                   destination);
+    }
+};
+
+void PackBytes(const float* const planes[4], std::uint8_t* destination, std::size_t pixels,
+               const Quantiser components[4]) noexcept {
+    WriteUnits<4>(destination, pixels, PackBytesOp{planes, components});
+}
+
+// Picture rows may start at any address. The vectors are loaded and stored byte-wise through aligned scratch where the
+// interleaving operations want typed pointers.
+struct UnpackWordsOp {
+    float* const* planes;
+    const Dequantiser* range;
+    HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
+        alignas(64) std::uint16_t words[4 * kMaxLanes];
+        std::memcpy(words, source, 8 * LaneCount());
+        hn::Vec<D16> w0, w1, w2, w3;
+        hn::LoadInterleaved4(d16, words, w0, w1, w2, w3);
+        hn::StoreU(Dequantise(hn::PromoteTo(du, w0), range[0]), df, planes[0] + i);
+        hn::StoreU(Dequantise(hn::PromoteTo(du, w1), range[1]), df, planes[1] + i);
+        hn::StoreU(Dequantise(hn::PromoteTo(du, w2), range[2]), df, planes[2] + i);
+        hn::StoreU(Dequantise(hn::PromoteTo(du, w3), range[3]), df, planes[3] + i);
+    }
+};
+
+void UnpackWords(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
+                 const Dequantiser components[4]) noexcept {
+    ReadUnits<8>(source, pixels, UnpackWordsOp{planes, components});
+}
+
+HWY_INLINE hn::Vec<D16> QuantiseToWords(const float* samples, const Quantiser& range) {
+    return hn::DemoteTo(d16, hn::BitCast(di, Quantise(hn::LoadU(df, samples), range)));
+}
+
+struct PackWordsOp {
+    const float* const* planes;
+    const Quantiser* range;
+    HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
+        alignas(64) std::uint16_t words[4 * kMaxLanes];
+        hn::StoreInterleaved4(QuantiseToWords(planes[0] + i, range[0]), QuantiseToWords(planes[1] + i, range[1]),
+                              QuantiseToWords(planes[2] + i, range[2]), QuantiseToWords(planes[3] + i, range[3]), d16,
+                              words);
+        std::memcpy(destination, words, 8 * LaneCount());
+    }
+};
+
+void PackWords(const float* const planes[4], std::uint8_t* destination, std::size_t pixels,
+               const Quantiser components[4]) noexcept {
+    WriteUnits<8>(destination, pixels, PackWordsOp{planes, components});
+}
+
+struct UnpackFloatsOp {
+    float* const* planes;
+    HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
+        alignas(64) float floats[4 * kMaxLanes];
+        std::memcpy(floats, source, 16 * LaneCount());
+        VF f0, f1, f2, f3;
+        hn::LoadInterleaved4(df, floats, f0, f1, f2, f3);
+        hn::StoreU(f0, df, planes[0] + i);
+        hn::StoreU(f1, df, planes[1] + i);
+        hn::StoreU(f2, df, planes[2] + i);
+        hn::StoreU(f3, df, planes[3] + i);
+    }
+};
+
+void UnpackFloats(const std::uint8_t* source, float* const planes[4], std::size_t pixels) noexcept {
+    ReadUnits<16>(source, pixels, UnpackFloatsOp{planes});
+}
+
+struct PackFloatsOp {
+    const float* const* planes;
+    HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
+        alignas(64) float floats[4 * kMaxLanes];
+        hn::StoreInterleaved4(hn::LoadU(df, planes[0] + i), hn::LoadU(df, planes[1] + i), hn::LoadU(df, planes[2] + i),
+                              hn::LoadU(df, planes[3] + i), df, floats);
+        std::memcpy(destination, floats, 16 * LaneCount());
+    }
+};
+
+void PackFloats(const float* const planes[4], std::uint8_t* destination, std::size_t pixels) noexcept {
+    WriteUnits<16>(destination, pixels, PackFloatsOp{planes});
+}
+
+template <bool lumaFirst>
+struct UnpackPairsOp {
+    float* luma;
+    float* u;
+    float* v;
+    Dequantiser lumaRange;
+    Dequantiser chromaRange;
+    HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
+        hn::Vec<DU> b0, b1, b2, b3;
+        SplitPixels(source, b0, b1, b2, b3);
+        hn::StoreU(Dequantise(lumaFirst ? b1 : b0, chromaRange), df, u + i);
+        hn::StoreU(Dequantise(lumaFirst ? b3 : b2, chromaRange), df, v + i);
+        hn::StoreInterleaved2(Dequantise(lumaFirst ? b0 : b1, lumaRange), Dequantise(lumaFirst ? b2 : b3, lumaRange),
+                              df, luma + 2 * i);
+    }
+};
+
+void UnpackPairs(const std::uint8_t* source, bool lumaFirst, float* luma, float* u, float* v, std::size_t pairs,
+                 const Dequantiser& lumaRange, const Dequantiser& chromaRange) noexcept {
+    if (lumaFirst) {
+        ReadUnits<4>(source, pairs, UnpackPairsOp<true>{luma, u, v, lumaRange, chromaRange});
+    } else {
+        ReadUnits<4>(source, pairs, UnpackPairsOp<false>{luma, u, v, lumaRange, chromaRange});
+    }
+}
+
+template <bool lumaFirst>
+struct PackPairsOp {
+    const float* luma;
+    const float* u;
+    const float* v;
+    Quantiser lumaRange;
+    Quantiser chromaRange;
+    HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
+        VF even, odd;
+        hn::LoadInterleaved2(df, luma + 2 * i, even, odd);
+        const auto y0 = Quantise(even, lumaRange);
+        const auto y1 = Quantise(odd, lumaRange);
+        const auto cb = Quantise(hn::LoadU(df, u + i), chromaRange);
+        const auto cr = Quantise(hn::LoadU(df, v + i), chromaRange);
+        if (lumaFirst) {
+            JoinPixels(y0, cb, y1, cr, destination);
+        } else {
+            JoinPixels(cb, y0, cr, y1, destination);
+        }
+    }
+};
+
+void PackPairs(const float* luma, const float* u, const float* v, bool lumaFirst, std::uint8_t* destination,
+               std::size_t pairs, const Quantiser& lumaRange, const Quantiser& chromaRange) noexcept {
+    if (lumaFirst) {
+        WriteUnits<4>(destination, pairs, PackPairsOp<true>{luma, u, v, lumaRange, chromaRange});
+    } else {
+        WriteUnits<4>(destination, pairs, PackPairsOp<false>{luma, u, v, lumaRange, chromaRange});
+    }
+}
+
+void UnpackPlane(const std::uint8_t* source, float* samples, std::size_t count, const Dequantiser& range) noexcept;
+
+struct UnpackPlaneOp {
+    float* samples;
+    Dequantiser range;
+    HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
+        hn::StoreU(Dequantise(hn::PromoteTo(du, hn::LoadU(d8, source)), range), df, samples + i);
+    }
+};
+
+void UnpackPlane(const std::uint8_t* source, float* samples, std::size_t count, const Dequantiser& range) noexcept {
+    ReadUnits<1>(source, count, UnpackPlaneOp{samples, range});
+}
+
+void UnpackMixedPlanes(const std::uint8_t* a, const std::uint8_t* b, float weightA, float weightB, float* samples,
+                       std::size_t count, const Dequantiser& range) noexcept {
+    // Weights are eighths, so the mix of two codes is exact.
+    UnpackPlane(a, samples, count, {0, weightA});
+    alignas(64) float other[kTilePixels + 8 * kPlanePadding];
+    UnpackPlane(b, other, count, {0, weightB});
+    const VF bias = hn::Set(df, range.bias);
+    const VF scale = hn::Set(df, range.scale);
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        const VF mixed = hn::Add(hn::LoadU(df, samples + i), hn::LoadU(df, other + i));
+        hn::StoreU(hn::Mul(hn::Sub(mixed, bias), scale), df, samples + i);
+    }
+}
+
+struct PackPlaneOp {
+    const float* samples;
+    Quantiser range;
+    HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
+        const auto codes = hn::BitCast(di, Quantise(hn::LoadU(df, samples + i), range));
+        hn::StoreU(hn::DemoteTo(d8, codes), d8, destination);
+    }
+};
+
+void PackPlane(const float* samples, std::uint8_t* destination, std::size_t count, const Quantiser& range) noexcept {
+    WriteUnits<1>(destination, count, PackPlaneOp{samples, range});
+}
+
+void ApplyMatrix(float* c0, float* c1, float* c2, std::size_t count, const float matrix[9]) noexcept {
+    const VF m00 = hn::Set(df, matrix[0]), m01 = hn::Set(df, matrix[1]), m02 = hn::Set(df, matrix[2]);
+    const VF m10 = hn::Set(df, matrix[3]), m11 = hn::Set(df, matrix[4]), m12 = hn::Set(df, matrix[5]);
+    const VF m20 = hn::Set(df, matrix[6]), m21 = hn::Set(df, matrix[7]), m22 = hn::Set(df, matrix[8]);
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        const VF a = hn::LoadU(df, c0 + i);
+        const VF b = hn::LoadU(df, c1 + i);
+        const VF c = hn::LoadU(df, c2 + i);
+        hn::StoreU(hn::Add(hn::Add(hn::Mul(m00, a), hn::Mul(m01, b)), hn::Mul(m02, c)), df, c0 + i);
+        hn::StoreU(hn::Add(hn::Add(hn::Mul(m10, a), hn::Mul(m11, b)), hn::Mul(m12, c)), df, c1 + i);
+        hn::StoreU(hn::Add(hn::Add(hn::Mul(m20, a), hn::Mul(m21, b)), hn::Mul(m22, c)), df, c2 + i);
+    }
+}
+
+void Premultiply(float* const planes[4], std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        const VF alpha = hn::LoadU(df, planes[3] + i);
+        for (int c = 0; c < 3; ++c) {
+            hn::StoreU(hn::Mul(hn::LoadU(df, planes[c] + i), alpha), df, planes[c] + i);
+        }
+    }
+}
+
+void Unpremultiply(float* const planes[4], std::size_t count) noexcept {
+    const VF one = hn::Set(df, 1.0F);
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        const VF alpha = hn::LoadU(df, planes[3] + i);
+        const auto transparent = hn::Eq(alpha, hn::Zero(df));
+        const VF divisor = hn::IfThenElse(transparent, one, alpha);
+        for (int c = 0; c < 3; ++c) {
+            const VF colour = hn::Div(hn::LoadU(df, planes[c] + i), divisor);
+            hn::StoreU(hn::IfThenZeroElse(transparent, colour), df, planes[c] + i);
+        }
+    }
+}
+
+void WidenChroma(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept {
+    const VF w1 = hn::Set(df, weights[1]), w2 = hn::Set(df, weights[2]), w3 = hn::Set(df, weights[3]);
+    if (weights[0] == 0) { // the even samples are the input itself
+        for (std::size_t k = 0; k < halfCount; k += LaneCount()) {
+            const VF here = hn::LoadU(df, in + k);
+            const VF next = hn::LoadU(df, in + k + 1);
+            hn::StoreInterleaved2(here, hn::Add(hn::Mul(w2, here), hn::Mul(w3, next)), df, out + 2 * k);
+        }
+        return;
+    }
+    const VF w0 = hn::Set(df, weights[0]);
+    for (std::size_t k = 0; k < halfCount; k += LaneCount()) {
+        const VF before = hn::LoadU(df, in + k - 1);
+        const VF here = hn::LoadU(df, in + k);
+        const VF next = hn::LoadU(df, in + k + 1);
+        hn::StoreInterleaved2(hn::Add(hn::Mul(w0, before), hn::Mul(w1, here)),
+                              hn::Add(hn::Mul(w2, here), hn::Mul(w3, next)), df, out + 2 * k);
+    }
+}
+
+void NarrowChroma(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept {
+    const VF w0 = hn::Set(df, weights[0]), w1 = hn::Set(df, weights[1]);
+    const VF w2 = hn::Set(df, weights[2]), w3 = hn::Set(df, weights[3]);
+    for (std::size_t k = 0; k < halfCount; k += LaneCount()) {
+        VF before, here, after, unused;
+        hn::LoadInterleaved2(df, in + 2 * k - 1, before, unused);
+        hn::LoadInterleaved2(df, in + 2 * k, here, after);
+        VF sum = hn::Add(hn::Add(hn::Mul(w0, before), hn::Mul(w1, here)), hn::Mul(w2, after));
+        if (weights[3] != 0) {
+            VF last;
+            hn::LoadInterleaved2(df, in + 2 * k + 1, unused, last);
+            sum = hn::Add(sum, hn::Mul(w3, last));
+        }
+        hn::StoreU(sum, df, out + k);
+    }
+}
+
+void MixRows(const float* const rows[4], const float weights[4], float* out, std::size_t count) noexcept {
+    const VF w0 = hn::Set(df, weights[0]), w1 = hn::Set(df, weights[1]);
+    const VF w2 = hn::Set(df, weights[2]), w3 = hn::Set(df, weights[3]);
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        const VF outer = hn::Add(hn::Mul(w0, hn::LoadU(df, rows[0] + i)), hn::Mul(w3, hn::LoadU(df, rows[3] + i)));
+        const VF inner = hn::Add(hn::Mul(w1, hn::LoadU(df, rows[1] + i)), hn::Mul(w2, hn::LoadU(df, rows[2] + i)));
+        hn::StoreU(hn::Add(outer, inner), df, out + i);
+    }
+}
+
+void Shuffle(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes,
+             const ByteShuffle& move) noexcept {
+    const auto order = hn::LoadDup128(dbytes, move.order);
+    const auto keep = hn::LoadDup128(dbytes, move.keep);
+    const auto set = hn::LoadDup128(dbytes, move.set);
+    const std::size_t step = hn::Lanes(dbytes);
+    std::size_t i = 0;
+    for (; i + step <= bytes; i += step) {
+        const auto moved = hn::TableLookupBytes(hn::LoadU(dbytes, source + i), order);
+        hn::StoreU(hn::Or(hn::And(moved, keep), set), dbytes, destination + i);
+    }
+    if (i < bytes) {
+        alignas(64) std::uint8_t rest[4 * kMaxLanes] = {};
+        std::memcpy(rest, source + i, bytes - i);
+        const auto moved = hn::TableLookupBytes(hn::Load(dbytes, rest), order);
+        hn::Store(hn::Or(hn::And(moved, keep), set), dbytes, rest);
+        std::memcpy(destination + i, rest, bytes - i);
+    }
+}
+
+void StreamCopy(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept {
+    const std::size_t step = hn::Lanes(dbytes);
+    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(destination) % step;
+    const std::size_t head = misaligned == 0 ? 0 : step - misaligned;
+    if (bytes < head + step) {
+        std::memcpy(destination, source, bytes);
+        return;
+    }
+    std::memcpy(destination, source, head);
+    std::size_t i = head;
+    for (; i + step <= bytes; i += step) {
+        hn::Stream(hn::LoadU(dbytes, source + i), dbytes, destination + i);
+    }
+    std::memcpy(destination + i, source + i, bytes - i);
+}
+
+void FinishStreaming() noexcept {
+    hwy::FlushStream();
+}
+
+} // namespace
+} // namespace HWY_NAMESPACE
+} // namespace PixelBlitter
+HWY_AFTER_NAMESPACE();
+
+#endif

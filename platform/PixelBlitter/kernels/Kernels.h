@@ -1,0 +1,125 @@
+#pragma once
+
+/// The routines that touch many pixels at once, one table of them per CPU target.
+///
+/// Every target computes bit-identical results: products and sums are rounded separately and nothing is reassociated,
+/// so a picture does not depend on the machine that made it.
+///
+/// Planes are compact floats. Kernels work in whole vectors: they may read and write up to kPlanePadding floats beyond
+/// the count given, never bytes of a picture beyond it.
+
+#include <cstddef>
+#include <cstdint>
+
+namespace PixelBlitter {
+
+/// Pixels handled at once. A multiple of 48, so that tiles start at a group of 16 bytes in every packed layout, and
+/// small enough that a tile's planes stay in the first-level cache.
+inline constexpr std::size_t kTilePixels = 480;
+
+/// Floats of slack behind the samples of every plane: the widest vector.
+inline constexpr std::size_t kPlanePadding = 16;
+
+/// value = (code - bias) * scale.
+struct Dequantiser {
+    float bias;
+    float scale;
+};
+
+/// code = floor(clamp(value * scale + offset, 0, limit)); offset and limit carry the half that rounds.
+struct Quantiser {
+    float scale;
+    float offset;
+    float limit;
+};
+
+/// A move of bytes inside every 16: out[i] = (in[order[i]] & keep[i]) | set[i].
+struct ByteShuffle {
+    alignas(16) std::uint8_t order[16];
+    alignas(16) std::uint8_t keep[16];
+    alignas(16) std::uint8_t set[16];
+};
+
+/// Element types of the four-component layouts.
+enum class Element { Byte, Word, Float };
+inline constexpr int kElementCount = 3;
+
+/// Change of element type, component by component, for pixels of four components. Arrays repeat per pixel so that they
+/// load as vectors.
+struct DepthChange {
+    bool reverse; ///< the four components change their order
+    bool opaque;  ///< the component at alphaLane becomes opaqueValue
+    alignas(64) float bias[16];
+    alignas(64) float inScale[16];
+    alignas(64) float outScale[16];
+    alignas(64) float outOffset[16];
+    alignas(64) float limit;
+    alignas(64) float opaqueMask[16]; ///< 1 in the alpha lane, else 0
+    float opaqueValue;
+};
+
+struct Kernels {
+    // Picture bytes to planes. Component i of a pixel goes to planes[i].
+    void (*unpackBytes)(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
+                        const Dequantiser components[4]) noexcept;
+    void (*unpackWords)(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
+                        const Dequantiser components[4]) noexcept;
+    void (*unpackFloats)(const std::uint8_t* source, float* const planes[4], std::size_t pixels) noexcept;
+    // 8-bit 4:2:2: pairs of pixels to 2 * pairs luma samples and pairs samples of each chroma.
+    void (*unpackPairs)(const std::uint8_t* source, bool lumaFirst, float* luma, float* u, float* v, std::size_t pairs,
+                        const Dequantiser& lumaRange, const Dequantiser& chromaRange) noexcept;
+    // 10-bit 4:2:2 in groups of 6 pixels and 16 bytes.
+    void (*unpackGroups)(const std::uint8_t* source, float* luma, float* u, float* v, std::size_t groups,
+                         const Dequantiser& lumaRange, const Dequantiser& chromaRange) noexcept;
+    void (*unpackPlane)(const std::uint8_t* source, float* samples, std::size_t count,
+                        const Dequantiser& range) noexcept;
+    // As unpackPlane, of weightA * a + weightB * b.
+    void (*unpackMixedPlanes)(const std::uint8_t* a, const std::uint8_t* b, float weightA, float weightB,
+                              float* samples, std::size_t count, const Dequantiser& range) noexcept;
+
+    // Planes to picture bytes. NaN becomes code 0.
+    void (*packBytes)(const float* const planes[4], std::uint8_t* destination, std::size_t pixels,
+                      const Quantiser components[4]) noexcept;
+    void (*packWords)(const float* const planes[4], std::uint8_t* destination, std::size_t pixels,
+                      const Quantiser components[4]) noexcept;
+    void (*packFloats)(const float* const planes[4], std::uint8_t* destination, std::size_t pixels) noexcept;
+    void (*packPairs)(const float* luma, const float* u, const float* v, bool lumaFirst, std::uint8_t* destination,
+                      std::size_t pairs, const Quantiser& lumaRange, const Quantiser& chromaRange) noexcept;
+    void (*packGroups)(const float* luma, const float* u, const float* v, std::uint8_t* destination, std::size_t groups,
+                       const Quantiser& lumaRange, const Quantiser& chromaRange) noexcept;
+    void (*packPlane)(const float* samples, std::uint8_t* destination, std::size_t count,
+                      const Quantiser& range) noexcept;
+
+    // Steps in place on planes.
+    void (*applyMatrix)(float* c0, float* c1, float* c2, std::size_t count, const float matrix[9]) noexcept;
+    void (*toLinear)(float* samples, std::size_t count) noexcept;   ///< sRGB curve, IEC 61966-2-1, odd beyond 0..1
+    void (*fromLinear)(float* samples, std::size_t count) noexcept; ///< its inverse
+    void (*premultiply)(float* const planes[4], std::size_t count) noexcept;
+    void (*unpremultiply)(float* const planes[4], std::size_t count) noexcept; ///< alpha 0 gives colour 0
+
+    // Chroma between full and half width. Samples [-1] and [count] of the input must exist.
+    // out[2k] = w[0] * in[k - 1] + w[1] * in[k]; out[2k + 1] = w[2] * in[k] + w[3] * in[k + 1].
+    void (*widenChroma)(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept;
+    // out[k] = w[0] * in[2k - 1] + w[1] * in[2k] + w[2] * in[2k + 1] + w[3] * in[2k + 2].
+    void (*narrowChroma)(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept;
+    // out = sum of weights[i] * rows[i].
+    void (*mixRows)(const float* const rows[4], const float weights[4], float* out, std::size_t count) noexcept;
+
+    // Bytes to bytes.
+    void (*shuffle)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes,
+                    const ByteShuffle& move) noexcept; ///< bytes divides by 4
+    void (*changeDepth[kElementCount][kElementCount])(const std::uint8_t* source, std::uint8_t* destination,
+                                                      std::size_t pixels,
+                                                      const DepthChange& change) noexcept; ///< [from][to]
+    // A copy past the caches. finishStreaming orders these stores before whatever the thread does next.
+    void (*streamCopy)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept;
+    void (*finishStreaming)() noexcept;
+};
+
+/// The table for this machine, chosen anew at every call from the targets that the CPU has.
+const Kernels& KernelsOfThisMachine() noexcept;
+
+/// The table that runs on every machine.
+const Kernels& PortableKernels() noexcept;
+
+} // namespace PixelBlitter
