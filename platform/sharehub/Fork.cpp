@@ -4,14 +4,31 @@
 
 #include <atomic>
 #include <memory>
-#include <shared_mutex>
 
 namespace framebroker {
 
 namespace {
 
+/// Readers are operations, the writer is a fork. A waiting fork goes first: busy threads would keep it out for seconds.
+class OperationsLock {
+public:
+    OperationsLock() noexcept {
+        pthread_rwlockattr_t attributes;
+        ::pthread_rwlockattr_init(&attributes);
+        ::pthread_rwlockattr_setkind_np(&attributes, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
+        ::pthread_rwlock_init(&mLock, &attributes);
+        ::pthread_rwlockattr_destroy(&attributes);
+    }
+    void LockShared() noexcept { ::pthread_rwlock_rdlock(&mLock); }
+    void LockExclusive() noexcept { ::pthread_rwlock_wrlock(&mLock); }
+    void Unlock() noexcept { ::pthread_rwlock_unlock(&mLock); }
+
+private:
+    pthread_rwlock_t mLock;
+};
+
 struct ForkState {
-    std::shared_mutex operations;
+    OperationsLock operations;
     std::atomic<std::uint64_t> generation{1};
     std::atomic<ChildHook> childHook{nullptr};
 
@@ -22,8 +39,8 @@ struct ForkState {
         return instance;
     }
 
-    static void BeforeFork() { Instance().operations.lock(); }
-    static void InParent() { Instance().operations.unlock(); }
+    static void BeforeFork() { Instance().operations.LockExclusive(); }
+    static void InParent() { Instance().operations.Unlock(); }
     static void InChild() {
         ForkState& state = Instance();
         // The lock remembers the parent's thread as its owner, so the child cannot unlock it and starts with a new one.
@@ -42,10 +59,10 @@ std::uint64_t ForkGeneration() noexcept {
 }
 
 OperationScope::OperationScope() noexcept {
-    ForkState::Instance().operations.lock_shared();
+    ForkState::Instance().operations.LockShared();
 }
 OperationScope::~OperationScope() {
-    ForkState::Instance().operations.unlock_shared();
+    ForkState::Instance().operations.Unlock();
 }
 
 void SetChildHook(ChildHook hook) noexcept {

@@ -1,1 +1,151 @@
+// What another process of the same user can put into the directory, or do to a block's file.
+
 #include "BrokerFixture.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <fstream>
+#include <functional>
+
+namespace framebroker {
+
+using HostileFilesTest = ClientTest;
+namespace fs = std::filesystem;
+
+TEST_F(HostileFilesTest, EntriesThatAreNoFilesAreNeitherFollowedNorReplaced) {
+    const fs::path outside = mDirectory.string() + "-outside";
+    std::ofstream(outside) << "outside";
+    const fs::path target = PathOf(Id(1));
+    ASSERT_EQ(PutBlock(Id(2), 10, 2), kResult_Success);
+    Readable other;
+    ASSERT_EQ(Get(Id(2), other), kResult_Success);
+    const std::pair<const char*, std::function<void()>> entries[] = {
+        {"link outside", [&] { fs::create_symlink(outside, target); }},
+        {"link to a block", [&] { fs::create_symlink(PathOf(Id(2)), target); }},
+        {"link to itself", [&] { fs::create_symlink(target, target); }},
+        {"FIFO", [&] { ASSERT_EQ(::mkfifo(target.c_str(), 0600), 0); }},
+        {"directory", [&] { fs::create_directory(target); }},
+        {"socket",
+         [&] {
+             const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+             sockaddr_un address{};
+             address.sun_family = AF_UNIX;
+             std::strncpy(address.sun_path, target.c_str(), sizeof(address.sun_path) - 1);
+             ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+             ::close(listener);
+         }},
+    };
+    for (const auto& [what, make] : entries) {
+        SCOPED_TRACE(what);
+        make();
+        Readable reference;
+        EXPECT_LT(Get(Id(1), reference), 0);
+        EXPECT_FALSE(reference);
+        EXPECT_LT(PutBlock(Id(1), 10, 1), 0);
+        EXPECT_LT(MakeBinaryDataAlias(Id(2), other, Id(1)), 0);
+        EXPECT_EQ(MakeBinaryDataAlias(Id(1), other, Id(3)), kResult_NotFound);
+        EXPECT_EQ(SweepDeadBlocks(), 0U);
+        EXPECT_TRUE(fs::remove(target)) << "left as it was found";
+    }
+    EXPECT_TRUE(Holds(other, 10, 2));
+    EXPECT_EQ(fs::file_size(outside), 7U);
+    fs::remove(outside);
+}
+
+TEST_F(HostileFilesTest, FilesThatNobodyHoldsAreDeadWhateverTheyContain) {
+    for (const std::string& content : {std::string(), std::string("garbage"), std::string(1 << 20, '\xff')}) {
+        std::ofstream(PathOf(Id(1))) << content;
+        std::ofstream(PathOf(Id(2))) << content;
+        std::ofstream(mDirectory / "private-1-1") << content;
+        EXPECT_EQ(ResultOfGet(Id(1)), kResult_NotFound);
+        EXPECT_EQ(PutBlock(Id(2), 10, 1), kResult_Success);
+        EXPECT_EQ(SweepDeadBlocks(), 1U);
+        SetPutBudget(0);
+        SetPutBudget(kDefaultPutBudget);
+    }
+    std::ofstream(mDirectory / "somebody-elses") << "file";
+    EXPECT_EQ(SweepDeadBlocks(), 0U);
+    EXPECT_TRUE(fs::remove(mDirectory / "somebody-elses"));
+}
+
+TEST_F(HostileFilesTest, SizesAreThoseOfTheFileNowButNeverBeyondTheMapping) {
+    const Writable writable = MakeBlock(8192, 1);
+    ASSERT_EQ(PutCompletedBinaryData(Id(1), writable), kResult_Success);
+    Readable reference;
+    ASSERT_EQ(Get(Id(1), reference), kResult_Success);
+    for (const std::uint64_t size : {4096, 5, 8192, 100'000, 0}) {
+        fs::resize_file(PathOf(Id(1)), size);
+        EXPECT_EQ(reference->GetSize(), std::min<std::uint64_t>(size, 8192));
+        EXPECT_EQ(writable->GetSize(), std::min<std::uint64_t>(size, 8192));
+    }
+    EXPECT_EQ(ResultOfGet(Id(1)), kResult_Damaged);
+    fs::remove(PathOf(Id(1)));
+    EXPECT_EQ(reference->GetSize(), 0U) << "nobody can tell any more";
+    std::ofstream(PathOf(Id(1))) << "another file under the name";
+    EXPECT_EQ(reference->GetSize(), 0U);
+
+    // A block that is too short when it is put is refused.
+    const Writable shortened = MakeBlock(8192, 1);
+    for (const std::string& entry : Entries()) {
+        if (entry.starts_with("private-")) {
+            fs::resize_file(mDirectory / entry, 8191);
+        }
+    }
+    EXPECT_EQ(PutCompletedBinaryData(Id(2), shortened), kResult_Damaged);
+}
+
+TEST_F(HostileFilesTest, AllNamesGoWhateverBecameOfTheirList) {
+    const std::function<void(const fs::path&)> attacks[] = {
+        [](const fs::path& list) { fs::remove(list); },
+        [](const fs::path& list) { std::ofstream(list) << "garbage of an odd length"; },
+        [](const fs::path& list) { fs::resize_file(list, 16); },
+        [](const fs::path& list) {
+            fs::remove(list);
+            ASSERT_EQ(::mkfifo(list.c_str(), 0600), 0);
+        },
+        [](const fs::path& list) {
+            fs::remove(list);
+            fs::create_symlink("/proc/self/mem", list);
+        },
+    };
+    SetPutBudget(0);
+    for (const auto& attack : attacks) {
+        Writable writable = MakeBlock(10, 1);
+        ASSERT_EQ(PutCompletedBinaryData(Id(1), writable), kResult_Success);
+        Readable reference;
+        ASSERT_EQ(Get(Id(1), reference), kResult_Success);
+        ASSERT_EQ(MakeBinaryDataAlias(Id(1), reference, Id(2)), kResult_Success);
+        ASSERT_EQ(MakeBinaryDataAlias(Id(2), reference, Id(3)), kResult_Success);
+        for (const std::string& entry : Entries()) {
+            if (entry.starts_with("aliases-")) {
+                attack(mDirectory / entry);
+            }
+        }
+        (void)MakeBinaryDataAlias(Id(1), reference, Id(4)); // may fail, may not
+        writable.reset();
+        reference.reset();
+        EXPECT_EQ(Entries(), std::vector<std::string>());
+    }
+}
+
+TEST_F(HostileFilesTest, GenerationErrorsThatAreNoneReadAsNone) {
+    const fs::path error = mDirectory / ("error-" + Id(1).ToString());
+    for (const char* text : {"/dev/zero", "12x", "99999999999", "-", "+1"}) {
+        fs::create_symlink(text, error);
+        std::int32_t code = 0;
+        EXPECT_EQ(GetGenerationError(Id(1), code), kResult_NotFound) << text;
+        EXPECT_EQ(ResultOfGet(Id(1)), kResult_NotFound) << text;
+        EXPECT_EQ(PutBinaryDataGenerationError(Id(1), -4), kResult_Success);
+        EXPECT_EQ(GetGenerationError(Id(1), code), kResult_Success);
+        fs::remove(error);
+    }
+    fs::create_directory(error);
+    EXPECT_EQ(PutBinaryDataGenerationError(Id(1), -4), kResult_Damaged);
+    EXPECT_EQ(PutBlock(Id(1), 10, 1), kResult_Success);
+    fs::remove(error);
+}
+
+} // namespace framebroker
