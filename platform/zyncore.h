@@ -148,7 +148,9 @@ using ContractDialogHook = bool (*)(const char* condition, const char* source, i
 /// Installs a hook and returns the one that was installed before (null at start). Null removes the hook.
 ZYNCORE_API ContractDialogHook SetContractDialogHook(ContractDialogHook hook) noexcept;
 
-/// Notes the failed condition for the ThrowError call that follows on this thread, then asks the dialog hook.
+/// Asks the dialog hook, then notes the failed condition for the ThrowError call that follows on this thread. A check
+/// that fails inside the hook is a report of its own; when the hook throws nothing is noted. Null texts count as empty;
+/// of each text the first 512 characters are kept.
 ZYNCORE_API bool BreakAfterContractDialog(const char* condition, const char* source, int line);
 
 /// True while a debugger is attached to this process.
@@ -183,11 +185,12 @@ ZYNCORE_API std::vector<ContractRecord> ContractReportsAfter(std::uint64_t after
 /// Trace. A category is on or off as a whole at or below a level; a new category is off unless its first question says
 /// otherwise, except "Contract", which is on.
 ///
-/// Answers whether a line of this category and level would be written. enabledByDefault decides for a category nobody
-/// has switched yet.
+/// Answers whether a line of this category and level would be written. For a category that is neither switched nor
+/// asked about yet enabledByDefault decides, for all levels and from then on.
 ZYNCORE_API bool TraceEnabled(const char* category, int level, bool enabledByDefault) noexcept;
 
-/// Changes whenever a category was switched, so that a call site may keep an answer of TraceEnabled.
+/// Changes whenever a category was switched, so that a call site may keep an answer of TraceEnabled. Never 0 before the
+/// first switch, so a kept count of 0 means "not asked yet".
 ZYNCORE_API std::uint32_t TraceChangeCount() noexcept;
 
 /// Switches a category: lines of maxLevel and below are written. A negative maxLevel switches it off.
@@ -196,11 +199,12 @@ ZYNCORE_API void SetTraceLevel(const char* category, int maxLevel);
 /// Writes text as it stands to the sink. The caller forms the line and asks TraceEnabled first.
 ZYNCORE_API void Trace(std::string_view text) noexcept;
 
-/// Receives trace text, one call at a time, on the tracing thread.
+/// Receives trace text, one call at a time, on the tracing thread. What a sink traces itself, and exceptions that leave
+/// it, are dropped.
 using TraceSink = void (*)(std::string_view text, void* context);
 
 /// Replaces the sink. The default writes to standard error. Null restores the default. Returns when no thread is
-/// inside the former sink any more.
+/// inside the former sink any more (except the calling one, when a sink replaces itself).
 ZYNCORE_API void SetTraceSink(TraceSink sink, void* context) noexcept;
 
 } // namespace zyncore::debug
@@ -210,12 +214,14 @@ namespace zyncore::threads {
 /// The system's identifier of the calling thread.
 ZYNCORE_API std::uint64_t GetCurrentThreadID() noexcept;
 
-/// Number of tasks that ExecuteCPUBoundTaskOnAllProcessors runs at the same time: the processors this process may use.
+/// Number of tasks that ExecuteCPUBoundTaskOnAllProcessors runs at the same time, at most: the processors this process
+/// may use, by its affinity mask and its control group's processor quota (cgroup v2) at the first call.
 ZYNCORE_API unsigned ProcessorCount() noexcept;
 
 /// Runs task(n) for n = 0 .. count - 1, in any order, concurrently, the caller's thread included, and returns when all
 /// have finished. A task that throws does not stop the others; the first exception is rethrown after all have run. May
-/// be called from inside a task.
+/// be called from inside a task; a thread that waits in such an inner call runs tasks of that call only. Tasks must not
+/// wait for one another: how many of them run at once is not promised.
 ZYNCORE_API void ExecuteCPUBoundTaskOnAllProcessors(const boost::function<void(std::uint64_t)>& task,
                                                     std::uint64_t count);
 

@@ -150,7 +150,8 @@ struct MemoryRecycler::State {
         RecyclerShard& shard = shards[home];
         const std::lock_guard lock(shard.Lock());
         shard.CountReturn(sizeClass);
-        return shard.HasRoomFor(sizeClass.sizeInBytes) && Keep(shard, data, sizeClass, now);
+        return keeping.load(std::memory_order_relaxed) && shard.HasRoomFor(sizeClass.sizeInBytes) &&
+               Keep(shard, data, sizeClass, now);
     }
 
     /// Keeps a buffer by reserving more of the idle limit for its shard, at the expense of the oldest idle buffers
@@ -218,8 +219,7 @@ struct MemoryRecycler::State {
     void StopKeeping() noexcept {
         {
             const AllLocks locks(*this);
-            keeping.store(false, std::memory_order_relaxed);
-            WithdrawReserves();
+            keeping.store(false, std::memory_order_relaxed); // under the locks: whoever keeps a buffer later sees it
         }
         DiscardWhere([](std::int64_t) { return true; });
     }

@@ -1,0 +1,69 @@
+#include "BRTFoundation.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+
+namespace {
+
+using namespace BRT;
+
+TEST(FoundationTest, CallsAreCountedAndTheLastTerminateGivesIdleMemoryBack) {
+    MemoryRecycler& recycler = MemoryRecycler::Instance();
+    ASSERT_EQ(Foundation::InitializationCount(), 0u);
+    Foundation::Initialize();
+    Foundation::Initialize();
+    const auto outlives = recycler.AllocateBuffer(100'000);
+    recycler.RecycleBuffer(recycler.AllocateBuffer(300'000));
+    Foundation::Terminate();
+    EXPECT_EQ(Foundation::InitializationCount(), 1u);
+    EXPECT_GE(recycler.GetStatistics().bytesIdle, 300'000u);
+    Foundation::Terminate();
+    EXPECT_EQ(recycler.GetStatistics().bytesIdle, 0u);
+    Foundation::Terminate(); // without a matching Initialize
+    EXPECT_EQ(Foundation::InitializationCount(), 0u);
+
+    // A buffer that outlives the last Terminate is still its holder's, and is given back when it is returned.
+    std::memset(outlives.data, 1, outlives.sizeInBytes);
+    recycler.RecycleBuffer(outlives);
+    EXPECT_EQ(recycler.GetStatistics().bytesIdle, 0u);
+
+    // Use starts again without a call.
+    const auto before = recycler.GetStatistics();
+    recycler.RecycleBuffer(recycler.AllocateBuffer(100'000));
+    recycler.RecycleBuffer(recycler.AllocateBuffer(100'000));
+    EXPECT_EQ(recycler.GetStatistics().hits, before.hits + 1);
+}
+
+TEST(FoundationTest, LocksAreRecursiveAndCarryTheInnermostLabel) {
+    CriticalSection section;
+    EXPECT_EQ(CriticalSectionLock::CurrentLabel(), nullptr);
+    {
+        const CriticalSectionLock outer(section, "outer");
+        {
+            const CriticalSectionLock inner(section, "inner");
+            EXPECT_STREQ(CriticalSectionLock::CurrentLabel(), "inner");
+            const CriticalSectionLock unlabelled(section);
+            EXPECT_STREQ(CriticalSectionLock::CurrentLabel(), "inner");
+        }
+        EXPECT_STREQ(CriticalSectionLock::CurrentLabel(), "outer");
+        std::jthread([&] {
+            EXPECT_EQ(CriticalSectionLock::CurrentLabel(), nullptr);
+            EXPECT_FALSE(section.TryEnter());
+        });
+    }
+    EXPECT_EQ(CriticalSectionLock::CurrentLabel(), nullptr);
+    std::jthread([&] {
+        ASSERT_TRUE(section.TryEnter());
+        section.Leave();
+    });
+}
+
+TEST(FoundationTest, RectanglesWrapInsteadOfOverflowing) {
+    const ParamRect<CRect> rect(-2'000'000'000, -10, 2'000'000'000, 20);
+    EXPECT_EQ(rect.Width(), static_cast<std::int32_t>(4'000'000'000u));
+    EXPECT_EQ(rect.Height(), 30);
+}
+
+} // namespace
