@@ -88,21 +88,11 @@ RaggedTaps ComputeTaps(const ResampleAxis& axis, Filter filter) {
     return taps;
 }
 
-/// True when, in every group of so many destination samples, one tap reads less than two vectors of that many lanes.
-bool SpansFitTwoVectors(const std::vector<std::int32_t>& left, std::size_t lanes) noexcept {
-    for (std::size_t n = 0; n < left.size(); n += lanes) {
-        if (left[n + lanes - 1] - left[n] >= static_cast<std::int32_t>(2 * lanes))
-            return false;
-    }
-    return true;
-}
-
-bool SpansFitOneVector(const std::vector<std::int32_t>& left, std::size_t lanes) noexcept {
-    for (std::size_t n = 0; n < left.size(); n += lanes) {
-        if (left[n + lanes - 1] - left[n] >= static_cast<std::int32_t>(lanes))
-            return false;
-    }
-    return true;
+std::int32_t WidestSpan(const std::vector<std::int32_t>& left, std::size_t lanes) noexcept {
+    std::int32_t widest = 0;
+    for (std::size_t n = 0; n < left.size(); n += lanes)
+        widest = std::max(widest, left[n + lanes - 1] - left[n]);
+    return widest;
 }
 
 } // namespace
@@ -125,15 +115,15 @@ FilterTable MakeFilterTable(const ResampleAxis& axis, Filter filter, TableUse us
     table.left.resize(padded, table.left.back());
 
     const auto taps = static_cast<std::size_t>(table.taps);
-    const bool blocks = use == TableUse::Rows && table.taps <= kMaxBlockTaps && SpansFitTwoVectors(table.left, 4) &&
-                        SpansFitTwoVectors(table.left, 8) && SpansFitTwoVectors(table.left, 16);
-    if (blocks) {
-        table.layout = FilterTable::Layout::SamplesTogether;
-        table.spanFitsOneVector =
-            SpansFitOneVector(table.left, 4) && SpansFitOneVector(table.left, 8) && SpansFitOneVector(table.left, 16);
-    } else {
-        table.weightStride = use == TableUse::Rows ? (taps + kBlock - 1) / kBlock * kBlock : taps;
+    bool blocks = use == TableUse::Rows && table.taps <= kMaxBlockTaps;
+    for (const std::int32_t lanes : {4, 8, 16}) {
+        table.spans[lanes / 8] = WidestSpan(table.left, static_cast<std::size_t>(lanes));
+        blocks = blocks && table.Span(lanes) < 2 * lanes;
     }
+    if (blocks)
+        table.layout = FilterTable::Layout::SamplesTogether;
+    else
+        table.weightStride = use == TableUse::Rows ? (taps + kBlock - 1) / kBlock * kBlock : taps;
 
     table.weights.assign(padded * (blocks ? taps : table.weightStride), 0.0f);
     const float* weight = ragged.weights.data();

@@ -27,10 +27,13 @@ struct FilterTable {
     Layout layout = Layout::TapsTogether;
     int taps = 0;                   ///< taps of every destination sample, at most the source size
     std::size_t weightStride = 0;   ///< TapsTogether only
-    bool spanFitsOneVector = false; ///< SamplesTogether only: one tap of a block reads less than one vector
+    std::int32_t spans[3] = {};     ///< Span of 4, 8 and 16; Rows only
     std::vector<std::int32_t> left; ///< first source sample of each destination sample; never decreases;
                                     ///< left + taps <= source size; padded to whole blocks
     std::vector<float> weights;     ///< padded to whole blocks with zeros
+
+    /// How far the first source samples of so many neighbours (4, 8 or 16) from a multiple of that lie apart at most.
+    std::int32_t Span(std::int32_t lanes) const noexcept { return spans[lanes / 8]; }
 
     std::uint64_t SizeInBytes() const noexcept {
         return sizeof *this + left.capacity() * sizeof left[0] + weights.capacity() * sizeof weights[0];

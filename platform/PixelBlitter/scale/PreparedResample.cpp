@@ -13,6 +13,12 @@ namespace {
 /// number does not depend on the ratio. Sixteen rows of 1080p are 0.5 MB, about what a core's own cache holds.
 constexpr int kMaxWindowRows = 16;
 
+/// Destination rows made out of one window, as long as the window stays within the rows that fit the first-level cache
+/// a tile at a time, and its bytes within a core's own cache.
+constexpr int kMaxRowsTogether = 4;
+constexpr int kMaxTiledRows = 24;
+constexpr std::size_t kMaxWindowBytes = std::size_t{1} << 20;
+
 /// Source and destination pixels that are worth a band of their own: some 300 us of work, where waking a thread costs
 /// tens of them.
 constexpr double kPixelsPerBand = 1 << 18;
@@ -26,6 +32,15 @@ constexpr double kHorizontalTapCost = 2.0;
 constexpr std::align_val_t kRowAlignment{64};
 
 using Passes = ResampleOutline::Passes;
+
+/// The most source rows that so many neighbouring destination rows are made of.
+int WindowRows(const FilterTable& table, int rowsTogether) noexcept {
+    int most = table.taps;
+    const auto rows = static_cast<std::size_t>(rowsTogether);
+    for (std::size_t n = 0; n + rows <= table.left.size(); ++n)
+        most = std::max(most, table.left[n + rows - 1] + table.taps - table.left[n]);
+    return most;
+}
 
 } // namespace
 
@@ -85,11 +100,18 @@ void PreparedResample::ChooseSlots() noexcept {
     if (!columnTable)
         return;
     const FilterTable& table = *columnTable;
-    slots = table.taps;
     keepsSums = table.taps > kMaxWindowRows;
     foldsSums = table.taps > kFoldRows;
-    if (!keepsSums)
+    if (!keepsSums) {
+        const std::size_t rowBytes = 4 * columnStride * sizeof(float);
+        const int mostRows = static_cast<int>(std::min<std::size_t>(kMaxWindowBytes / rowBytes, kMaxTiledRows));
+        for (rowsTogether = kMaxRowsTogether; rowsTogether > 1; --rowsTogether) {
+            if (WindowRows(table, rowsTogether) + rowsTogether <= mostRows)
+                break;
+        }
+        slots = WindowRows(table, rowsTogether);
         return;
+    }
     // A sum is under way from the group of rows that holds its first row to the group that holds its last.
     int oldest = 0;
     slots = 1;
@@ -118,7 +140,7 @@ int PreparedResample::ColumnRows() const noexcept {
     if (!columnTable)
         return 1;
     if (!keepsSums)
-        return slots + 1;
+        return slots + rowsTogether;
     return (foldsSums ? 2 : 1) * slots + kRowsAtOnce;
 }
 

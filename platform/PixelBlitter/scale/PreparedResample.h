@@ -23,6 +23,10 @@ struct PlanarRow {
 /// Length of a plane's part of a row: whole blocks and the margin that the kernels may read.
 std::size_t PlaneStride(int width) noexcept;
 
+/// Floats of a row that the vertical pass works on before it turns to the next destination row: with the rows of a
+/// window this fits the first-level cache, so that a sample is fetched into it once for several destination rows.
+inline constexpr std::size_t kTileFloats = 32 * kBlock;
+
 /// A multiple of kRowsAtOnce.
 inline constexpr int kFoldRows = 16 * kRowsAtOnce;
 
@@ -33,13 +37,15 @@ struct PreparedResample {
     std::shared_ptr<const FilterTable> rowTable;    ///< along the rows; empty where the widths agree
     std::shared_ptr<const FilterTable> columnTable; ///< across the rows; empty where the heights agree
 
-    /// The vertical pass keeps the source rows of one destination row (slots of them), or, for filters that reach over
-    /// too many rows, a group of kRowsAtOnce source rows and running sums of the destination rows under way (slots).
+    /// The vertical pass keeps the source rows of rowsTogether destination rows (slots of them), or, for filters that
+    /// reach over too many rows, a group of kRowsAtOnce source rows and running sums of the destination rows under way
+    /// (slots).
     bool keepsSums = false;
     /// Sums over kFoldRows source rows go into a second row of sums, so that the rounding errors of very long filters
     /// do not pile up.
     bool foldsSums = false;
     int slots = 1;
+    int rowsTogether = 1; ///< destination rows made out of one window; changes the speed, never the result
 
     std::size_t readStride = 0;   ///< of a source row that is resampled before the vertical pass; 0 without
     std::size_t columnStride = 0; ///< of the rows in the slots
@@ -51,8 +57,8 @@ struct PreparedResample {
 
     bool IsEmpty() const noexcept;
 
-    /// Rows of columnStride that a band holds: slots, then the sum over a window, or the group of source rows and the
-    /// second row of sums for each slot.
+    /// Rows of columnStride that a band holds: slots, then rowsTogether results of a window, or the group of source
+    /// rows and the second row of sums for each slot.
     int ColumnRows() const noexcept;
     std::size_t FloatsPerBand() const noexcept;
 

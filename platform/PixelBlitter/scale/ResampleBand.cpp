@@ -59,23 +59,32 @@ void ResampleBand::RunRowByRow() noexcept {
 
 void ResampleBand::RunWindow() noexcept {
     const FilterTable& table = *mPrepared.columnTable;
-    const PlanarRow sum = ColumnRow(mPrepared.slots);
     int next = 0; // first source row that was not fetched yet
-    for (int n = mTop; n < mBottom; ++n) {
-        const int left = table.left[static_cast<std::size_t>(n)];
-        for (next = std::max(next, left); next < left + table.taps; ++next)
+    for (int first = mTop; first < mBottom; first += mPrepared.rowsTogether) {
+        const int end = std::min(first + mPrepared.rowsTogether, mBottom);
+        const int lastLeft = table.left[static_cast<std::size_t>(end - 1)];
+        for (next = std::max(next, table.left[static_cast<std::size_t>(first)]); next < lastLeft + table.taps; ++next)
             Fetch(next, ColumnRow(next % mPrepared.slots));
-
-        const float* weights = table.weights.data() + static_cast<std::size_t>(n) * table.weightStride;
-        for (int done = 0; done < table.taps; done += kRowsAtOnce) {
-            const int rowCount = std::min(kRowsAtOnce, table.taps - done);
-            const float* rows[kRowsAtOnce];
-            for (int k = 0; k < rowCount; ++k)
-                rows[k] = ColumnRow((left + done + k) % mPrepared.slots).planes[0];
-            mPrepared.kernels->weightedSum(rows, weights + done, rowCount, sum.planes[0], mPrepared.columnWidth,
-                                           done > 0);
+        for (std::size_t tile = 0; tile < mPrepared.columnWidth; tile += kTileFloats) {
+            for (int n = first; n < end; ++n)
+                SumTile(n, tile, ColumnRow(mPrepared.slots + n - first));
         }
-        Finish(n, sum);
+        for (int n = first; n < end; ++n)
+            Finish(n, ColumnRow(mPrepared.slots + n - first));
+    }
+}
+
+void ResampleBand::SumTile(int destinationRow, std::size_t tile, const PlanarRow& into) noexcept {
+    const FilterTable& table = *mPrepared.columnTable;
+    const int left = table.left[static_cast<std::size_t>(destinationRow)];
+    const float* weights = table.weights.data() + static_cast<std::size_t>(destinationRow) * table.weightStride;
+    const std::size_t count = std::min(kTileFloats, mPrepared.columnWidth - tile);
+    for (int done = 0; done < table.taps; done += kRowsAtOnce) {
+        const int rowCount = std::min(kRowsAtOnce, table.taps - done);
+        const float* rows[kRowsAtOnce];
+        for (int k = 0; k < rowCount; ++k)
+            rows[k] = ColumnRow((left + done + k) % mPrepared.slots).planes[0] + tile;
+        mPrepared.kernels->weightedSum(rows, weights + done, rowCount, into.planes[0] + tile, count, done > 0);
     }
 }
 

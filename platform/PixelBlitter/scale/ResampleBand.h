@@ -26,6 +26,9 @@ private:
     void RunWindow() noexcept;
     void RunSums() noexcept;
 
+    /// Makes one tile of a destination row out of the window.
+    void SumTile(int destinationRow, std::size_t tile, const PlanarRow& into) noexcept;
+
     const PreparedResample& mPrepared;
     const FloatRowSource& mSource;
     FloatRowSink& mSink;

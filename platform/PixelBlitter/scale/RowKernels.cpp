@@ -1,6 +1,7 @@
 #include "scale/RowKernels.h"
 
 #include <algorithm>
+#include <utility>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "scale/RowKernels.cpp"
@@ -17,21 +18,17 @@ using Floats = hn::CappedTag<float, kBlock>;
 using Integers = hn::RebindToSigned<Floats>;
 using Vector = hn::Vec<Floats>;
 
-template <int kRows, bool kAccumulate>
-void SumOfRows(const float* const* rows, const float* weights, float* HWY_RESTRICT destination,
-               std::size_t count) noexcept {
+/// The rows are an index sequence so that the sum is unrolled and its weights stay in registers.
+template <bool kAccumulate, std::size_t... k>
+void SumOfRows(const float* const* rows, const float* weights, float* HWY_RESTRICT destination, std::size_t count,
+               std::index_sequence<0, k...>) noexcept {
     const Floats d;
     const std::size_t lanes = hn::Lanes(d);
-    const float* row[kRows];
-    Vector weight[kRows];
-    for (int k = 0; k < kRows; ++k) {
-        row[k] = rows[k];
-        weight[k] = hn::Set(d, weights[k]);
-    }
+    const float* const HWY_RESTRICT row[] = {rows[0], rows[k]...};
+    const Vector weight[] = {hn::Set(d, weights[0]), hn::Set(d, weights[k])...};
     for (std::size_t i = 0; i < count; i += lanes) {
         Vector sum = hn::Mul(weight[0], hn::Load(d, row[0] + i));
-        for (int k = 1; k < kRows; ++k)
-            sum = hn::MulAdd(weight[k], hn::Load(d, row[k] + i), sum);
+        ((sum = hn::MulAdd(weight[k], hn::Load(d, row[k] + i), sum)), ...);
         // Added last: one rounding at the size of the whole sum instead of one for each row.
         if constexpr (kAccumulate)
             sum = hn::Add(sum, hn::Load(d, destination + i));
@@ -45,21 +42,21 @@ void SumOfSomeRows(const float* const* rows, const float* weights, int rowCount,
     static_assert(kRowsAtOnce == 8);
     switch (rowCount) {
     case 1:
-        return SumOfRows<1, kAccumulate>(rows, weights, destination, count);
+        return SumOfRows<kAccumulate>(rows, weights, destination, count, std::make_index_sequence<1>());
     case 2:
-        return SumOfRows<2, kAccumulate>(rows, weights, destination, count);
+        return SumOfRows<kAccumulate>(rows, weights, destination, count, std::make_index_sequence<2>());
     case 3:
-        return SumOfRows<3, kAccumulate>(rows, weights, destination, count);
+        return SumOfRows<kAccumulate>(rows, weights, destination, count, std::make_index_sequence<3>());
     case 4:
-        return SumOfRows<4, kAccumulate>(rows, weights, destination, count);
+        return SumOfRows<kAccumulate>(rows, weights, destination, count, std::make_index_sequence<4>());
     case 5:
-        return SumOfRows<5, kAccumulate>(rows, weights, destination, count);
+        return SumOfRows<kAccumulate>(rows, weights, destination, count, std::make_index_sequence<5>());
     case 6:
-        return SumOfRows<6, kAccumulate>(rows, weights, destination, count);
+        return SumOfRows<kAccumulate>(rows, weights, destination, count, std::make_index_sequence<6>());
     case 7:
-        return SumOfRows<7, kAccumulate>(rows, weights, destination, count);
+        return SumOfRows<kAccumulate>(rows, weights, destination, count, std::make_index_sequence<7>());
     default:
-        return SumOfRows<8, kAccumulate>(rows, weights, destination, count);
+        return SumOfRows<kAccumulate>(rows, weights, destination, count, std::make_index_sequence<8>());
     }
 }
 
@@ -71,79 +68,96 @@ void WeightedSum(const float* const* rows, const float* weights, int rowCount, f
         SumOfSomeRows<false>(rows, weights, rowCount, destination, count);
 }
 
-/// Picks each lane from the run of samples that begins at from. Lane n takes sample index[n]; all are below the
-/// vector's length (PickerOfOne) or twice that (PickerOfTwo).
-struct PickerOfOne {
-    explicit PickerOfOne(hn::Vec<Integers> index) noexcept : mIndex(hn::IndicesFromVec(Floats(), index)) {}
+/// A run of one vector's length, from which each lane takes the sample that its index names.
+struct OneVector {
+    using Index = decltype(hn::IndicesFromVec(Floats(), hn::Vec<Integers>()));
+    static constexpr std::int32_t kVectors = 1;
 
-    Vector operator()(const float* from) const noexcept {
-        return hn::TableLookupLanes(hn::LoadU(Floats(), from), mIndex);
-    }
+    static Index MakeIndex(hn::Vec<Integers> sample) noexcept { return hn::IndicesFromVec(Floats(), sample); }
+    explicit OneVector(const float* from) noexcept : mRun(hn::LoadU(Floats(), from)) {}
+    Vector Pick(const Index& index) const noexcept { return hn::TableLookupLanes(mRun, index); }
 
 private:
-    decltype(hn::IndicesFromVec(Floats(), hn::Vec<Integers>())) mIndex;
+    Vector mRun;
 };
 
+/// The same with a run of two vectors' length.
 #if HWY_TARGET <= HWY_AVX3
-struct PickerOfTwo {
-    explicit PickerOfTwo(hn::Vec<Integers> index) noexcept : mIndex(index) {}
+struct TwoVectors {
+    using Index = hn::Vec<Integers>;
+    static constexpr std::int32_t kVectors = 2;
 
-    Vector operator()(const float* from) const noexcept {
-        return Vector{_mm512_permutex2var_ps(_mm512_loadu_ps(from), mIndex.raw, _mm512_loadu_ps(from + 16))};
+    static Index MakeIndex(hn::Vec<Integers> sample) noexcept { return sample; }
+    explicit TwoVectors(const float* from) noexcept
+        : mFirst(hn::LoadU(Floats(), from)), mSecond(hn::LoadU(Floats(), from + hn::Lanes(Floats()))) {}
+    Vector Pick(const Index& index) const noexcept {
+        return Vector{_mm512_permutex2var_ps(mFirst.raw, index.raw, mSecond.raw)};
     }
 
 private:
-    hn::Vec<Integers> mIndex;
+    Vector mFirst;
+    Vector mSecond;
 };
 #else
-struct PickerOfTwo {
-    explicit PickerOfTwo(hn::Vec<Integers> index) noexcept
-        : mIndex(hn::IndicesFromVec(
-              Floats(), hn::And(index, hn::Set(Integers(), static_cast<std::int32_t>(hn::Lanes(Floats()) - 1))))),
-          mFromSecond(hn::VecFromMask(
-              Floats(), hn::RebindMask(Floats(), hn::Gt(index, hn::Set(Integers(), static_cast<std::int32_t>(
-                                                                                       hn::Lanes(Floats()) - 1)))))) {}
+struct TwoVectors {
+    struct Index {
+        OneVector::Index within;
+        Vector isInSecond;
+    };
+    static constexpr std::int32_t kVectors = 2;
 
-    Vector operator()(const float* from) const noexcept {
-        const Floats d;
-        const Vector first = hn::TableLookupLanes(hn::LoadU(d, from), mIndex);
-        const Vector second = hn::TableLookupLanes(hn::LoadU(d, from + hn::Lanes(d)), mIndex);
-        return hn::IfVecThenElse(mFromSecond, second, first);
+    static Index MakeIndex(hn::Vec<Integers> sample) noexcept {
+        const auto last = hn::Set(Integers(), static_cast<std::int32_t>(hn::Lanes(Floats()) - 1));
+        return {OneVector::MakeIndex(hn::And(sample, last)),
+                hn::VecFromMask(Floats(), hn::RebindMask(Floats(), hn::Gt(sample, last)))};
+    }
+    explicit TwoVectors(const float* from) noexcept : mFirst(from), mSecond(from + hn::Lanes(Floats())) {}
+    Vector Pick(const Index& index) const noexcept {
+        return hn::IfVecThenElse(index.isInSecond, mSecond.Pick(index.within), mFirst.Pick(index.within));
     }
 
 private:
-    decltype(hn::IndicesFromVec(Floats(), hn::Vec<Integers>())) mIndex;
-    Vector mFromSecond;
+    OneVector mFirst;
+    OneVector mSecond;
 };
 #endif
 
-/// Samples that lie together in the destination read runs of the source that fit Picker; tap t of all of them is one
-/// load, one shuffle and one multiplication.
-template <class Picker>
-void ResampleByBlocks(const FilterTable& table, const float* const source[4], float* const destination[4]) noexcept {
+/// Samples that lie together in the destination read one run of the source for a tap, and, where the run is longer than
+/// their span, the same run for the next taps; then a tap is a shuffle and a multiplication.
+template <class Run>
+void ResampleByBlocks(const FilterTable& table, std::int32_t span, const float* const source[4],
+                      float* const destination[4]) noexcept {
     const Floats d;
     const Integers di;
     const std::size_t lanes = hn::Lanes(d);
     const auto taps = static_cast<std::size_t>(table.taps);
+    const auto tapsPerRun = static_cast<std::size_t>(Run::kVectors * static_cast<std::int32_t>(lanes) - span);
     const float* weights = table.weights.data();
     for (std::size_t block = 0; block < table.left.size(); block += kBlock, weights += taps * kBlock) {
         for (std::size_t part = 0; part < kBlock; part += lanes) {
             const std::int32_t* left = table.left.data() + block + part;
-            const Picker pick(hn::Sub(hn::LoadU(di, left), hn::Set(di, left[0])));
-            const float* plane0 = source[0] + left[0];
-            const float* plane1 = source[1] + left[0];
-            const float* plane2 = source[2] + left[0];
-            const float* plane3 = source[3] + left[0];
+            const auto firstSamples = hn::Sub(hn::LoadU(di, left), hn::Set(di, left[0]));
             Vector sum0 = hn::Zero(d);
             Vector sum1 = sum0;
             Vector sum2 = sum0;
             Vector sum3 = sum0;
-            for (std::size_t t = 0; t < taps; ++t) {
-                const Vector weight = hn::LoadU(d, weights + t * kBlock + part);
-                sum0 = hn::MulAdd(weight, pick(plane0 + t), sum0);
-                sum1 = hn::MulAdd(weight, pick(plane1 + t), sum1);
-                sum2 = hn::MulAdd(weight, pick(plane2 + t), sum2);
-                sum3 = hn::MulAdd(weight, pick(plane3 + t), sum3);
+            for (std::size_t begin = 0; begin < taps; begin += tapsPerRun) {
+                const std::size_t from = static_cast<std::size_t>(left[0]) + begin;
+                const Run run0(source[0] + from);
+                const Run run1(source[1] + from);
+                const Run run2(source[2] + from);
+                const Run run3(source[3] + from);
+                const std::size_t end = std::min(taps, begin + tapsPerRun);
+                auto samples = firstSamples;
+                for (std::size_t t = begin; t < end; ++t) {
+                    const Vector weight = hn::LoadU(d, weights + t * kBlock + part);
+                    const typename Run::Index index = Run::MakeIndex(samples);
+                    sum0 = hn::MulAdd(weight, run0.Pick(index), sum0);
+                    sum1 = hn::MulAdd(weight, run1.Pick(index), sum1);
+                    sum2 = hn::MulAdd(weight, run2.Pick(index), sum2);
+                    sum3 = hn::MulAdd(weight, run3.Pick(index), sum3);
+                    samples = hn::Add(samples, hn::Set(di, 1));
+                }
             }
             hn::Store(sum0, d, destination[0] + block + part);
             hn::Store(sum1, d, destination[1] + block + part);
@@ -220,12 +234,15 @@ void ResampleByTaps(const FilterTable& table, const float* const source[4], floa
 }
 
 void ResampleRow(const FilterTable& table, const float* const source[4], float* const destination[4]) noexcept {
+    const auto lanes = static_cast<std::int32_t>(hn::Lanes(Floats()));
+    const std::int32_t span = table.Span(lanes);
     switch (table.layout) {
     case FilterTable::Layout::SamplesTogether:
-        if (table.spanFitsOneVector)
-            ResampleByBlocks<PickerOfOne>(table, source, destination);
+        // One vector is picked from faster, unless it must be loaded anew for nearly every tap.
+        if (lanes - span >= std::min(table.taps, 4))
+            ResampleByBlocks<OneVector>(table, span, source, destination);
         else
-            ResampleByBlocks<PickerOfTwo>(table, source, destination);
+            ResampleByBlocks<TwoVectors>(table, span, source, destination);
         break;
     case FilterTable::Layout::TapsTogether:
         ResampleByTaps(table, source, destination);
