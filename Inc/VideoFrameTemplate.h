@@ -2,6 +2,7 @@
 
 /// The IVideoFrame implementation of frames that keep their properties in plain members.
 
+#include "BRTFoundation.h"
 #include "PixelFormatUtilities.h"
 #include "RenderKit.h"
 #include "VideoFrameGeometry.h"
@@ -18,6 +19,12 @@ namespace VF {
 template <class Base>
 class VideoFrameTemplate : public Base {
 public:
+    /// A counted reference to the object itself. The first operation after IVideoFrame's, so it is declared before any
+    /// operation of the secondary interfaces, which would otherwise take its slot.
+    virtual BRT::InterfaceRef<RK::IVideoFrame> GetSelfReference() {
+        return BRT::InterfaceRef<RK::IVideoFrame>(static_cast<RK::IVideoFrame*>(this));
+    }
+
     BRT::ParamRect<BRT::CRect> GetBounds() override { return {0, 0, mFrameRect.width, mFrameRect.height}; }
     bool IsRectNative(const BRT::ParamRect<BRT::CRect>& inRect) override {
         return IsRectNativeToFrame(inRect, GetBounds(), mPixelFormat);

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "../FrameBlock.h"
+#include "BRTFoundation.h"
+#include "RenderKit.h"
+#include "VideoFrameInterfaces.h"
+
+#include <cstdint>
+
+namespace VF::Details {
+
+inline constexpr const char* kManipulatorsSource = "Src/VideoFrameManipulators";
+
+/// The converter's own result for memory exhausted.
+inline constexpr int kConverterOutOfMemory = kPB_OutOfMemory;
+
+/// A frame with the accesses that a copy needs. Either access may be empty; using an empty one throws.
+struct FrameAccess {
+    explicit FrameAccess(const BRT::InterfaceRef<RK::IVideoFrame>& inFrame)
+        : memory(BRT::QueryInterface<IVideoFrameMemoryAccess>(inFrame)),
+          rows(BRT::QueryInterface<IVideoFrame2DPixelMemoryAccess>(inFrame)) {}
+
+    /// Bytes from row to row; for formats without rows the image's size, cut to 32 bits.
+    std::int32_t Stride() const;
+
+    BRT::InterfaceRef<IVideoFrameMemoryAccess> memory;
+    BRT::InterfaceRef<IVideoFrame2DPixelMemoryAccess> rows;
+};
+
+/// Bytes per pixel of an interleaved 4:4:4:4 format, 0 for every other.
+std::uint32_t BytesPerAddressablePixel(zynmediatypes::PixelFormat format) noexcept;
+
+/// Whether the format is interleaved 4:4:4:4, so that its pixels can be reached one by one.
+bool IsAddressable(zynmediatypes::PixelFormat format) noexcept;
+
+/// The converter's format for a frame as a whole: straight 8u, 15u and float formats follow the frame's alpha type.
+PB_PixelFormat AlphaAwareConverterFormat(const BRT::InterfaceRef<RK::IVideoFrame>& frame);
+
+} // namespace VF::Details

@@ -1,0 +1,300 @@
+// Frames on blocks: the header's bytes, publication, other processes, and blocks that lie.
+
+#include "ContractLog.h"
+#include "SharedMemoryFormat.h"
+#include "SharedMemoryVideoFrame/CreateFrames.h"
+#include "SharedMemoryVideoFrame/MemoryRecyclerVideoFrame.h"
+#include "TestFrames.h"
+#include "VFResults.h"
+#include "VideoFrameManipulators.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <random>
+
+namespace {
+
+using namespace vftest;
+using VF::SharedMemoryVideoFrameHeader;
+using zyncore::utility::Guid;
+using zynmediatypes::kPixelFormat_BGRA_4444_8u;
+
+std::uint32_t Word(const FrameRef& frame, std::size_t offset, std::size_t pixelOffset = 0) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, Pixels(frame) - pixelOffset - 128 + offset, 4);
+    return word;
+}
+
+FrameRef Receive(const Guid& id) {
+    boost::shared_ptr<framebroker::BinaryReference> reference;
+    static_cast<void>(framebroker::GetBinaryDataIfAvailable(id, reference));
+    return VF::Details::WrapBinaryReference(reference, id);
+}
+
+std::int32_t Publish(const FrameRef& frame, const Guid& id) {
+    return BRT::QueryInterface<VF::IPublishableVideoFrame>(frame)->Publish(id);
+}
+
+class MemoryFrame : public LibraryTest {};
+
+TEST_F(MemoryFrame, HeaderBytesLieAtTheirOffsets) {
+    FrameRef frame;
+    ASSERT_EQ(VF::CreateVideoFrame(frame, kPixelFormat_BGRA_4444_8u, 5, 3, {10, 11}, false, false), 0);
+    frame->SetUserRect({1, 2, 11, 22});
+    frame->SetAlphaBounds({1, 1, 4, 3});
+    frame->SetRenderTime(0x01020304);
+    const std::uint32_t unset = 0xFFFFFFFFU;
+    const std::uint32_t expected[32] = {128,   6,     188,        0x61726762, kPixelFormat_BGRA_4444_8u.properties,
+                                        unset, unset, 5,          3,          3,
+                                        1,     1,     1,          3,          2,
+                                        10,    11,    20,         1,          2,
+                                        10,    20,    0x01020304, 0};
+    for (std::size_t word = 0; word < 32; ++word) {
+        EXPECT_EQ(Word(frame, 4 * word), expected[word]) << "offset " << 4 * word;
+    }
+    // The origin is one fact: a negative half hides the other, and the header keeps what was set.
+    frame->SetOrigin({-5, 10});
+    EXPECT_EQ(frame->GetOrigin(), (BRT::ParamPoint<BRT::CPoint>{-1, -1}));
+    EXPECT_EQ(Word(frame, 20), static_cast<std::uint32_t>(-5));
+    EXPECT_EQ(Word(frame, 24), 10U);
+
+    FrameRef planar = MakeFrame(zynmediatypes::kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_601, 6, 4);
+    EXPECT_EQ(Word(planar, 68), 36U) << "formats without rows count the whole image";
+}
+
+TEST_F(MemoryFrame, ARecyclerFrameCannotBePublished) {
+    FrameRef frame = MakeFrame(kPixelFormat_BGRA_4444_8u, 4, 4);
+    void* found = &frame;
+    EXPECT_EQ(frame->QueryInterface(VF::IPublishableVideoFrame::kInterfaceID, &found), VF::kResult_NoSuchInterface);
+    EXPECT_EQ(found, nullptr);
+    ContractLog log;
+    auto* const object = static_cast<VF::MemoryRecyclerVideoFrame*>(frame.GetPtr());
+    EXPECT_EQ(object->Publish(Guid::Generate()), VF::kResult_Failed);
+    FrameRef dv = MakeFrame(zynmediatypes::kPixelFormat_NTSCDV25, 720, 480);
+    auto* const opaque = static_cast<VF::MemoryRecyclerVideoFrame*>(dv.GetPtr());
+    EXPECT_EQ(opaque->GetField0Data(), Pixels(dv));
+    EXPECT_NE(opaque->GetField1Data(), nullptr);
+    EXPECT_EQ(log.Take(), (std::vector<std::string>{"false @ Src/SharedMemoryVideoFrame:397",
+                                                    "IsRowAddressable() @ Src/SharedMemoryVideoFrame:652",
+                                                    "IsRowAddressable() @ Src/SharedMemoryVideoFrame:658"}));
+}
+
+TEST_F(MemoryFrame, PublishingMakesItReadOnlyForGoodAndThenAliases) {
+    FrameRef frame = MakePublishableFrame(kPixelFormat_BGRA_4444_8u, 8, 6);
+    PaintCoordinates(frame);
+    const Guid first = Guid::Generate();
+    const Guid second = Guid::Generate();
+    const Guid third = Guid::Generate();
+    EXPECT_EQ(Publish(frame, first), 0);
+    EXPECT_TRUE(frame->GetReadOnly());
+    frame->SetReadOnly(false);
+    EXPECT_TRUE(frame->GetReadOnly());
+    EXPECT_FALSE(BRT::QueryInterface<RK::IVideoFrameClearable>(frame));
+    EXPECT_EQ(Publish(frame, second), 0);
+    EXPECT_EQ(Publish(frame, first), VF::kResult_Failed) << "the name is alive";
+
+    FrameRef wrapped = Receive(second);
+    ASSERT_TRUE(wrapped);
+    EXPECT_EQ(Publish(wrapped, third), 0);
+    FrameRef alias = Receive(third);
+    ASSERT_TRUE(alias);
+    EXPECT_EQ(PixelAt(alias, 7, 5), PixelAt(frame, 7, 5));
+
+    // A writable copy of a frame that others read.
+    FrameRef copy = VF::MakeWriteableVideoFrame(alias, zynmediatypes::kRenderQuality_High);
+    ASSERT_TRUE(copy);
+    EXPECT_FALSE(copy->GetReadOnly());
+    EXPECT_EQ(std::memcmp(Pixels(copy), Pixels(frame), 8 * 6 * 4), 0);
+    EXPECT_EQ(VF::MakeWriteableVideoFrame(copy, zynmediatypes::kRenderQuality_High), copy);
+}
+
+TEST_F(MemoryFrame, FieldsBeginWhereThePicturesTopLineFalls) {
+    for (const std::uint32_t height : {1080U, 1081U}) {
+        for (const int fieldType : {0, 1, 2, 3}) {
+            FrameRef frame = MakeFrame(kPixelFormat_BGRA_4444_8u, 2, height, false);
+            frame->SetFieldType(static_cast<zynmediatypes::FieldType>(fieldType));
+            const auto rows = BRT::QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+            const std::uint32_t first = (fieldType == 1) != (height == 1081) ? 1 : 0;
+            EXPECT_EQ(rows->GetFieldFirstLine(0), first);
+            EXPECT_EQ(rows->GetFieldFirstLine(1), 1 - first);
+            EXPECT_EQ(rows->GetFieldFirstLine(7), 1 - first);
+            EXPECT_EQ(rows->GetField0Data(), Pixels(frame) + first * 8);
+            EXPECT_EQ(rows->GetField1Data(), Pixels(frame) + (1 - first) * 8);
+            EXPECT_EQ(rows->GetFieldRowBytes(), 16);
+        }
+    }
+}
+
+TEST_F(MemoryFrame, AKeptClearableFillsOnlyWhatNobodyElseReads) {
+    FrameRef frame = MakePublishableFrame(kPixelFormat_BGRA_4444_8u, 4, 4);
+    const auto clearable = BRT::QueryInterface<RK::IVideoFrameClearable>(frame);
+    frame->SetReadOnly(true);
+    EXPECT_FALSE(BRT::QueryInterface<RK::IVideoFrameClearable>(frame));
+    EXPECT_EQ(clearable->FillWithOpaqueWhite(), 0);
+    EXPECT_EQ(PixelAt(frame, 0, 0), 0xFFFFFFFFU);
+    frame->SetReadOnly(false);
+    EXPECT_EQ(Publish(frame, Guid::Generate()), 0);
+    EXPECT_EQ(clearable->FillWithOpaqueBlack(), -1);
+    EXPECT_EQ(PixelAt(frame, 0, 0), 0xFFFFFFFFU);
+}
+
+TEST_F(MemoryFrame, AFailedPublicationLeavesTheFrameWritable) {
+    FrameRef taken = MakePublishableFrame(kPixelFormat_BGRA_4444_8u, 4, 4);
+    FrameRef frame = MakePublishableFrame(kPixelFormat_BGRA_4444_8u, 4, 4);
+    const Guid id = Guid::Generate();
+    ASSERT_EQ(Publish(taken, id), 0);
+    EXPECT_EQ(Publish(frame, id), VF::kResult_Failed);
+    EXPECT_FALSE(frame->GetReadOnly());
+    EXPECT_EQ(Publish(frame, Guid::Generate()), 0);
+    EXPECT_TRUE(frame->GetReadOnly());
+}
+
+// The reader is forked before the library starts, so that it has nothing of the writer's.
+class BetweenProcesses : public LibraryTest {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(pipe(mNames), 0);
+        ASSERT_EQ(pipe(mHubs), 0);
+        mReader = fork();
+        ASSERT_GE(mReader, 0);
+        if (mReader == 0) {
+            _exit(Read());
+        }
+        LibraryTest::SetUp();
+        std::array<char, 256> hub{};
+        std::strncpy(hub.data(), getenv("VF_SHAREHUB_DIR"), hub.size() - 1);
+        ASSERT_EQ(write(mHubs[1], hub.data(), hub.size()), static_cast<ssize_t>(hub.size()));
+    }
+
+    // Gives the name to the reader and returns what it answers.
+    int AskReader(const Guid& id) {
+        EXPECT_EQ(write(mNames[1], &id, sizeof(id)), static_cast<ssize_t>(sizeof(id)));
+        int status = 0;
+        EXPECT_EQ(waitpid(mReader, &status, 0), mReader);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    int Read() {
+        std::array<char, 256> hub{};
+        Guid id;
+        if (read(mHubs[0], hub.data(), hub.size()) <= 0 || read(mNames[0], &id, sizeof(id)) <= 0) {
+            return 64;
+        }
+        setenv("VF_SHAREHUB_DIR", hub.data(), 1);
+        int failures = 0;
+        VF::Initialize();
+        {
+            FrameRef wrapped = Receive(id);
+            failures |= wrapped ? 0 : 1;
+            failures |= wrapped && wrapped->GetReadOnly() ? 0 : 2;
+            failures |= wrapped && wrapped->GetOrigin() == BRT::ParamPoint<BRT::CPoint>{7, 9} ? 0 : 4;
+            failures |= wrapped && PixelAt(wrapped, 32, 16) == (0xFF000000U | 16U << 12 | 32U) ? 0 : 8;
+        }
+        VF::Shutdown();
+        return failures;
+    }
+
+    int mNames[2]{};
+    int mHubs[2]{};
+    pid_t mReader = -1;
+};
+
+TEST_F(BetweenProcesses, APublishedFrameIsSeenWhole) {
+    FrameRef frame = MakePublishableFrame(kPixelFormat_BGRA_4444_8u, 33, 17);
+    PaintCoordinates(frame);
+    frame->SetOrigin({7, 9});
+    const Guid id = Guid::Generate();
+    ASSERT_EQ(Publish(frame, id), 0);
+    EXPECT_EQ(AskReader(id), 0);
+}
+
+// Blocks with headers full of nonsense: accessors answer from the header, pixel operations stay inside the block.
+TEST_F(MemoryFrame, HostileHeadersNeverLeadOutsideTheBlock) {
+    std::mt19937 random(4711);
+    FrameRef destination = MakeFrame(kPixelFormat_BGRA_4444_8u, 16, 16);
+    for (int round = 0; round < 300; ++round) {
+        boost::shared_ptr<framebroker::WritableBinaryReference> block;
+        const std::uint64_t size = 128 + random() % 4096;
+        ASSERT_EQ(framebroker::GetWritableBinaryData(size, block), 0);
+        auto* const bytes = static_cast<std::uint8_t*>(block->AcquireDataPointer());
+        auto header = SharedMemoryVideoFrameHeader{};
+        auto* const words = reinterpret_cast<std::uint32_t*>(&header);
+        const bool plausible = round % 2 == 0;
+        for (std::size_t i = 0; i < 32; ++i) {
+            words[i] = plausible ? random() % 64 : random();
+        }
+        header.version = round % 3 == 0 ? 5 : 6;
+        header.pixelFormat =
+            zynmediatypes::kPixelFormatTable[random() % zynmediatypes::kPixelFormatTable.size()].format;
+        if (round % 4 == 0) {
+            header.rowBytes = -header.rowBytes;
+        }
+        if (round % 7 == 0) {
+            header.pixelFormat.name = zynmediatypes::FourCharacterCode("@own");
+        }
+        std::memcpy(bytes, &header, sizeof(header));
+        const Guid id = Guid::Generate();
+        ASSERT_EQ(framebroker::PutCompletedBinaryData(id, block), 0);
+        block->ReleaseDataPointer(bytes);
+        block.reset();
+        FrameRef frame = Receive(id);
+        ASSERT_TRUE(frame);
+        namespace Manipulators = VF::VideoFrameManipulators;
+        const Rect bounds = frame->GetBounds();
+        static_cast<void>(BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(frame)->GetDataSize());
+        static_cast<void>(Manipulators::CopyFrame(frame, destination, zynmediatypes::kRenderQuality_Low));
+        for (const int selector : {0, 1, 2}) {
+            if (selector == 2 || BRT::QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>(frame)) {
+                EXPECT_EQ(Manipulators::CopyRect(frame, bounds, destination, {0, 0, 16, 16},
+                                                 zynmediatypes::kRenderQuality_Low, selector),
+                          0);
+            }
+        }
+        // Nothing may be written into it either.
+        EXPECT_EQ(Manipulators::CopyFrame(destination, frame, zynmediatypes::kRenderQuality_Low), 0);
+        if (bounds.right > 0 && bounds.bottom > 0 && bounds.right < 64 && bounds.bottom < 64) {
+            FrameRef addressable;
+            try {
+                static_cast<void>(Manipulators::MakeAddressableVideoFrame(frame, addressable, kPixelFormat_BGRA_4444_8u,
+                                                                          zynmediatypes::kRenderQuality_Low));
+            } catch (const BRT::NullInterfaceException&) {
+            }
+        }
+    }
+}
+
+TEST_F(MemoryFrame, ShortOrEmptyBlocksGiveNoFrame) {
+    EXPECT_FALSE(Receive(Guid::Generate()));
+    boost::shared_ptr<framebroker::WritableBinaryReference> block;
+    ASSERT_EQ(framebroker::GetWritableBinaryData(127, block), 0);
+    const Guid id = Guid::Generate();
+    ASSERT_EQ(framebroker::PutCompletedBinaryData(id, block), 0);
+    EXPECT_FALSE(Receive(id));
+}
+
+// A broker whose folder is somebody else's is no broker: frames live in recycled memory.
+TEST(MemoryFrameWithoutBroker, FallsBackToRecycledMemory) {
+    std::string name = (std::filesystem::temp_directory_path() / "vf-test-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    chmod(name.c_str(), 0777);
+    setenv("VF_SHAREHUB_DIR", name.c_str(), 1);
+    VF::Initialize();
+    FrameRef frame = MakePublishableFrame(kPixelFormat_BGRA_4444_8u, 4, 4);
+    EXPECT_TRUE(frame);
+    EXPECT_FALSE(BRT::QueryInterface<VF::IPublishableVideoFrame>(frame));
+    VF::SetCreatePublishableCustomVideoFrames(true);
+    EXPECT_EQ(VF::CreateCustomVideoFrame(frame, {zynmediatypes::FourCharacterCode("@own"), 0}, 4, 4, 10, {1, 1}), 0);
+    EXPECT_TRUE(frame);
+    VF::SetCreatePublishableCustomVideoFrames(false);
+    VF::Shutdown();
+    std::filesystem::remove_all(name);
+}
+
+} // namespace

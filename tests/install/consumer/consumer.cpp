@@ -1,0 +1,12 @@
+#include "VideoFrameFactory.h"
+#include "VideoFrameUtilities.h"
+
+int main() {
+    VF::Initialize();
+    BRT::InterfaceRef<RK::IVideoFrame> frame;
+    VF::CreateVideoFrame(frame, zynmediatypes::kPixelFormat_BGRA_4444_8u, 16, 9, {1, 1}, true, false);
+    const bool right = frame && frame->GetBounds().Width() == 16;
+    frame.Reset();
+    VF::Shutdown();
+    return right ? 0 : 1;
+}
