@@ -4,31 +4,16 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
+#include <thread>
 
 namespace framebroker {
 
 namespace {
 
-/// Readers are operations, the writer is a fork. A waiting fork goes first: busy threads would keep it out for seconds.
-class OperationsLock {
-public:
-    OperationsLock() noexcept {
-        pthread_rwlockattr_t attributes;
-        ::pthread_rwlockattr_init(&attributes);
-        ::pthread_rwlockattr_setkind_np(&attributes, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
-        ::pthread_rwlock_init(&mLock, &attributes);
-        ::pthread_rwlockattr_destroy(&attributes);
-    }
-    void LockShared() noexcept { ::pthread_rwlock_rdlock(&mLock); }
-    void LockExclusive() noexcept { ::pthread_rwlock_wrlock(&mLock); }
-    void Unlock() noexcept { ::pthread_rwlock_unlock(&mLock); }
-
-private:
-    pthread_rwlock_t mLock;
-};
-
 struct ForkState {
-    OperationsLock operations;
+    std::mutex gate; ///< held by a fork, and by an operation for the moment of its beginning
+    std::atomic<std::uint32_t> operations{0};
     std::atomic<std::uint64_t> generation{1};
     std::atomic<ChildHook> childHook{nullptr};
 
@@ -39,16 +24,23 @@ struct ForkState {
         return instance;
     }
 
-    static void BeforeFork() { Instance().operations.LockExclusive(); }
-    static void InParent() { Instance().operations.Unlock(); }
+    static void BeforeFork() {
+        // No operation can begin any more; those under way end by themselves. A lock that lets operations in as long as
+        // others are inside would keep a fork out for seconds when several threads are busy.
+        ForkState& state = Instance();
+        state.gate.lock();
+        while (state.operations.load() > 0) {
+            std::this_thread::yield();
+        }
+    }
+    static void InParent() { Instance().gate.unlock(); }
     static void InChild() {
         ForkState& state = Instance();
-        // The lock remembers the parent's thread as its owner, so the child cannot unlock it and starts with a new one.
-        std::construct_at(&state.operations);
         state.generation.fetch_add(1);
         if (const ChildHook hook = state.childHook.load()) {
             hook();
         }
+        state.gate.unlock();
     }
 };
 
@@ -59,10 +51,12 @@ std::uint64_t ForkGeneration() noexcept {
 }
 
 OperationScope::OperationScope() noexcept {
-    ForkState::Instance().operations.LockShared();
+    ForkState& state = ForkState::Instance();
+    const std::lock_guard lock(state.gate);
+    state.operations.fetch_add(1);
 }
 OperationScope::~OperationScope() {
-    ForkState::Instance().operations.Unlock();
+    ForkState::Instance().operations.fetch_sub(1);
 }
 
 void SetChildHook(ChildHook hook) noexcept {
