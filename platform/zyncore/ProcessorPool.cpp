@@ -12,7 +12,9 @@ namespace zyncore::threads {
 namespace {
 
 /// One ExecuteCPUBoundTaskOnAllProcessors call. Runners draw numbers until none is left, which balances tasks of
-/// unequal length. The two counters also order the task's data between the threads.
+/// unequal length. The counters also order memory: everything before the call is seen by all tasks, everything the
+/// tasks did is seen after it. Tasks are not ordered among themselves, so that the thread sanitizer reports their
+/// races.
 class Job {
 public:
     Job(const boost::function<void(std::uint64_t)>& task, std::uint64_t count) : mTask(task), mCount(count) {
@@ -24,7 +26,7 @@ public:
     void DrawAndRun() noexcept {
         // Read before drawing, so that numbers past the end stay few and the counter cannot wrap.
         while (mNext.load(std::memory_order_acquire) < mCount) {
-            const std::uint64_t number = mNext.fetch_add(1, std::memory_order_acq_rel);
+            const std::uint64_t number = mNext.fetch_add(1, std::memory_order_relaxed);
             if (number >= mCount) {
                 break;
             }

@@ -1,6 +1,8 @@
 /// Faults that a sanitizer build must catch. They fail when the sanitizer is off, so that a clean run of the other
 /// tests means something.
 
+#include "zyncore.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -46,26 +48,47 @@ TEST(SanitizerCanaryTest, SignedOverflowIsCaught) {
 
 #if defined(VF_SANITIZE_thread)
 
+/// Writes value on two threads at once that nothing orders.
+class RacingWriter {
+public:
+    void Write() {
+        mStarted.fetch_add(1, std::memory_order_relaxed);
+        while (mStarted.load(std::memory_order_relaxed) < 2) {
+            std::this_thread::yield();
+        }
+        for (int n = 0; n < 1000; ++n) {
+            mValue = n;
+        }
+    }
+
+private:
+    volatile int mValue = 0;
+    std::atomic<int> mStarted{0};
+};
+
 TEST(SanitizerCanaryTest, DataRaceIsCaught) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(
         {
-            volatile int value = 0;
-            std::atomic<int> started{0};
-            const auto write = [&] {
-                // Relaxed: both threads run at once, and nothing orders their writes.
-                started.fetch_add(1, std::memory_order_relaxed);
-                while (started.load(std::memory_order_relaxed) < 2) {
-                    std::this_thread::yield();
-                }
-                for (int n = 0; n < 1000; ++n) {
-                    value = n;
-                }
-            };
-            {
-                const std::jthread first(write);
-                const std::jthread second(write);
-            }
+            RacingWriter writer;
+            std::jthread first(&RacingWriter::Write, &writer);
+            std::jthread second(&RacingWriter::Write, &writer);
+            first.join();
+            second.join();
+            std::exit(0);
+        },
+        EndedWithAnError, "data race");
+}
+
+TEST(SanitizerCanaryTest, DataRaceBetweenPoolTasksIsCaught) {
+    if (zyncore::threads::ProcessorCount() < 2) {
+        GTEST_SKIP() << "one processor";
+    }
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            RacingWriter writer;
+            zyncore::threads::ExecuteCPUBoundTaskOnAllProcessors([&](std::uint64_t) { writer.Write(); }, 2);
             std::exit(0);
         },
         EndedWithAnError, "data race");
