@@ -8,16 +8,10 @@
 namespace PixelBlitter {
 namespace {
 
-SourcePicture AsSource(const DestinationPicture& picture) noexcept {
-    return {picture.format, picture.base, picture.stride, picture.width, picture.height};
-}
-
 // Whether running the path on these pictures would overwrite source pixels that it still needs.
 bool WouldOverwriteSource(const Path& path, const SourcePicture& source,
                           const DestinationPicture& destination) noexcept {
-    const AddressRange from = AddressesOf(source);
-    const AddressRange to = AddressesOf(AsSource(destination));
-    if (from.end <= to.first || to.end <= from.first) {
+    if (!Overlap(source, ReadOnly(destination))) {
         return false;
     }
     const bool samePlace = source.base == destination.base && source.stride == destination.stride;
@@ -25,7 +19,8 @@ bool WouldOverwriteSource(const Path& path, const SourcePicture& source,
     return !(samePlace && noLarger && path.worksInPlace);
 }
 
-// A copy of the picture in block, rows packed.
+} // namespace
+
 SourcePicture CopyInto(const SourcePicture& source, void* block, const Kernels& kernels) noexcept {
     SourcePicture copy = source;
     copy.base = static_cast<const std::uint8_t*>(block);
@@ -33,8 +28,6 @@ SourcePicture CopyInto(const SourcePicture& source, void* block, const Kernels& 
     kCopyPath.run({source, Writable(copy), kernels});
     return copy;
 }
-
-} // namespace
 
 PB_Result ConvertPicture(const SourcePicture& source, const DestinationPicture& destination) noexcept {
     const Path* const path = ChoosePath(source.format, destination.format);
@@ -47,7 +40,7 @@ PB_Result ConvertPicture(const SourcePicture& source, const DestinationPicture& 
     }
     Conversion conversion{source, destination, KernelsOfThisMachine()};
     conversion.scratch = scratch->get();
-    conversion.stream = StreamsStores(PixelBytes(source) + PixelBytes(AsSource(destination)));
+    conversion.stream = StreamsStores(PixelBytes(source) + PixelBytes(ReadOnly(destination)));
     std::optional<ScratchBlock> copyOfSource;
     if (WouldOverwriteSource(*path, source, destination)) {
         copyOfSource = TakeScratch(PixelBytes(source));

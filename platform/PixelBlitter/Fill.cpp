@@ -75,8 +75,7 @@ void FillPlanes(const DestinationPicture& picture, const FillUnit& unit, bool st
 
 void FillPicture(const DestinationPicture& picture, const FillUnit& unit) noexcept {
     const Kernels& kernels = KernelsOfThisMachine();
-    const SourcePicture asSource{picture.format, picture.base, picture.stride, picture.width, picture.height};
-    const std::uint64_t bytes = PixelBytes(asSource);
+    const std::uint64_t bytes = PixelBytes(ReadOnly(picture));
     const bool stream = StreamsStores(bytes);
     if (picture.format.packing == Packing::Planar) {
         FillPlanes(picture, unit, stream, kernels);

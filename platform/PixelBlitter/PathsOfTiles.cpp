@@ -52,10 +52,15 @@ bool KeepsHalfChroma(const Format& from, const Format& to) noexcept {
     return from.IsSubsampled() && to.IsSubsampled() && from.model == to.model && from.centredChroma == to.centredChroma;
 }
 
+std::uint64_t SubsampledScratch(const DestinationPicture& destination) noexcept {
+    return RowWriter::StoreBytes(destination, VerticalSiting::kReach);
+}
+
 void RunSubsampled(const Conversion& conversion) noexcept {
     const SourcePicture& source = conversion.source;
     const RowReader reader(source, conversion.kernels);
-    RowWriter writer(conversion.destination, conversion.kernels, conversion.stream, conversion.scratch);
+    RowWriter writer(conversion.destination, conversion.kernels, conversion.scratch, VerticalSiting::kReach);
+    ByteOutput output(conversion.kernels, conversion.stream);
     const ColourSteps steps(source.format, conversion.destination.format);
     const bool half = KeepsHalfChroma(source.format, conversion.destination.format);
     // The filters of a subsampled destination look one column beyond the tile on either side.
@@ -66,7 +71,7 @@ void RunSubsampled(const Conversion& conversion) noexcept {
         for (int left = 0; left < width;) {
             const int right = width - left > kTile ? left + kTile : width;
             if (half) {
-                writer.WriteHalf(row, left, right, reader.ReadHalf(row, left, right, scratch));
+                writer.WriteHalf(row, left, right, reader.ReadHalf(row, left, right, scratch), output);
             } else {
                 const int first = std::max(0, left - halo);
                 const int end = width - right > halo ? right + halo : width;
@@ -76,11 +81,11 @@ void RunSubsampled(const Conversion& conversion) noexcept {
                 for (float*& plane : planes) {
                     plane += left - first;
                 }
-                writer.Write(row, left, right, planes, scratch);
+                writer.Write(row, left, right, planes, scratch, output);
             }
             left = right;
         }
-        writer.FinishRow(row);
+        writer.FinishRows(row, output);
     }
 }
 
@@ -159,6 +164,6 @@ void RunPlanes(const Conversion& conversion) noexcept {
 
 const Path kTilePath{"float tiles", TilesAccept, RunTiles, nullptr, true};
 const Path kPlanePath{"float tiles", PlanesAccept, RunPlanes, nullptr, false};
-const Path kSubsampledPath{"float tiles", SubsampledAccept, RunSubsampled, RowWriter::RingBytes, false};
+const Path kSubsampledPath{"float tiles", SubsampledAccept, RunSubsampled, SubsampledScratch, false};
 
 } // namespace PixelBlitter

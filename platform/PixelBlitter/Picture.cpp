@@ -63,6 +63,12 @@ AddressRange AddressesOf(const SourcePicture& picture) noexcept {
     return {std::min(base, last), std::max(base, last) + UsedRowBytes(picture.format, picture.width)};
 }
 
+bool Overlap(const SourcePicture& a, const SourcePicture& b) noexcept {
+    const AddressRange first = AddressesOf(a);
+    const AddressRange second = AddressesOf(b);
+    return first.first < second.end && second.first < first.end;
+}
+
 std::uint64_t PixelBytes(const SourcePicture& picture) noexcept {
     if (!picture.format.HasRows()) {
         return PB_PixelFormatSize(picture.format.value, picture.width, picture.height);

@@ -56,12 +56,18 @@ PB_Result CheckPicture(const PictureArguments& arguments, SourcePicture& outPict
 /// The same picture for writing; the memory must be the caller's destination.
 DestinationPicture Writable(const SourcePicture& picture) noexcept;
 
+/// A destination seen as a source.
+inline SourcePicture ReadOnly(const DestinationPicture& picture) noexcept {
+    return {picture.format, picture.base, picture.stride, picture.width, picture.height};
+}
+
 /// Addresses from first to last byte + 1 of the picture's pixels.
 struct AddressRange {
     std::uintptr_t first = 0;
     std::uintptr_t end = 0;
 };
 AddressRange AddressesOf(const SourcePicture& picture) noexcept;
+bool Overlap(const SourcePicture& a, const SourcePicture& b) noexcept;
 
 /// Bytes of the picture's pixels, without padding between rows.
 std::uint64_t PixelBytes(const SourcePicture& picture) noexcept;

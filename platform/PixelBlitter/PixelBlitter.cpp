@@ -1,14 +1,19 @@
 #include "PixelBlitter.h"
 
 #include "Convert.h"
+#include "Scale.h"
+#include "scale/Resampler.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 
 using namespace PixelBlitter;
 
 namespace {
+
+std::atomic<int> sUsers{0};
 
 std::uint64_t Magnitude(int value) noexcept {
     return static_cast<std::uint64_t>(value < 0 ? -std::int64_t{value} : std::int64_t{value});
@@ -28,6 +33,12 @@ std::uint64_t LimitByStride(std::uint64_t bytes, int rowBytes) noexcept {
     return rowBytes == 0 ? bytes : std::min(bytes, Magnitude(rowBytes));
 }
 
+PB_Result CheckBoth(const PictureArguments& source, const PictureArguments& destination, SourcePicture& outSource,
+                    SourcePicture& outDestination) noexcept {
+    const PB_Result result = CheckPicture(source, outSource);
+    return result == kPB_Success ? CheckPicture(destination, outDestination) : result;
+}
+
 int ConvertSameSize(const PictureArguments& source, const PictureArguments& destination) noexcept {
     if (source.format == kPB_CustomFormat && destination.format == kPB_CustomFormat) {
         return MoveOneRun(source.data, const_cast<void*>(destination.data),
@@ -35,10 +46,7 @@ int ConvertSameSize(const PictureArguments& source, const PictureArguments& dest
     }
     SourcePicture from;
     SourcePicture to;
-    if (const PB_Result result = CheckPicture(source, from); result != kPB_Success) {
-        return result;
-    }
-    if (const PB_Result result = CheckPicture(destination, to); result != kPB_Success) {
+    if (const PB_Result result = CheckBoth(source, destination, from, to); result != kPB_Success) {
         return result;
     }
     return ConvertPicture(from, Writable(to));
@@ -126,17 +134,21 @@ int PB_Convert(const void* source, int sourceRowBytes, PB_PixelFormat sourceForm
     }
     const std::optional<Format> format = FindFormat(sourceFormat);
     if (format && sourceFormat == destinationFormat && !format->HasRows() && format->packing != Packing::Opaque) {
-        // Whole images: a caller whose block holds less than the format says states that as its stride.
-        const std::uint64_t size = PB_PixelFormatSize(sourceFormat, width, height);
-        return MoveOneRun(source, destination, LimitByStride(LimitByStride(size, sourceRowBytes), destinationRowBytes));
+        SourcePicture whole;
+        if (const PB_Result result = CheckBoth(from, to, whole, whole); result != kPB_Success) {
+            return result;
+        }
+        // A caller whose block holds less than the format says states that as its stride.
+        return MoveOneRun(source, destination,
+                          LimitByStride(LimitByStride(PixelBytes(whole), sourceRowBytes), destinationRowBytes));
     }
     return ConvertSameSize(from, to);
 }
 
 int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int sourceHeight,
-                    PB_PixelFormat sourceFormat, int /*sourceFieldType*/, void* destination, int destinationRowBytes,
+                    PB_PixelFormat sourceFormat, int sourceFieldType, void* destination, int destinationRowBytes,
                     int destinationWidth, int destinationHeight, PB_PixelFormat destinationFormat,
-                    int /*destinationFieldType*/, int /*quality*/) noexcept {
+                    int destinationFieldType, int quality) noexcept {
     const PictureArguments from{source, sourceRowBytes, sourceWidth, sourceHeight, sourceFormat};
     const PictureArguments to{destination, destinationRowBytes, destinationWidth, destinationHeight, destinationFormat};
     if (IsEmpty(from) || IsEmpty(to)) {
@@ -145,5 +157,50 @@ int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int
     if (sourceWidth == destinationWidth && sourceHeight == destinationHeight) {
         return ConvertSameSize(from, to);
     }
-    return kPB_UnsupportedGeometry;
+    SourcePicture checkedSource;
+    SourcePicture checkedDestination;
+    if (const PB_Result result = CheckBoth(from, to, checkedSource, checkedDestination); result != kPB_Success) {
+        return result;
+    }
+    return ScalePicture(checkedSource, Writable(checkedDestination),
+                        ResolveFields(sourceFieldType, destinationFieldType), quality);
+}
+
+PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat sourceFormat, int sourceFieldType,
+                            int destinationWidth, int destinationHeight, PB_PixelFormat destinationFormat,
+                            int destinationFieldType, int quality) {
+    PB_Plan plan;
+    plan.filter = "none";
+    // Any address will do: nothing is read or written.
+    unsigned char nowhere = 0;
+    const auto packed = [](PB_PixelFormat format, int width) {
+        return static_cast<int>(std::min<std::uint64_t>(PB_PixelFormatSize(format, width, 1), INT32_MAX));
+    };
+    const PictureArguments from{&nowhere, packed(sourceFormat, sourceWidth), sourceWidth, sourceHeight, sourceFormat};
+    const PictureArguments to{&nowhere, packed(destinationFormat, destinationWidth), destinationWidth,
+                              destinationHeight, destinationFormat};
+    if (IsEmpty(from) || IsEmpty(to)) {
+        plan.path = "nothing";
+        return plan;
+    }
+    SourcePicture source;
+    SourcePicture destination;
+    plan.result = CheckBoth(from, to, source, destination);
+    if (plan.result != kPB_Success) {
+        return plan;
+    }
+    plan.bytesMoved = PixelBytes(source) + PixelBytes(destination);
+    if (sourceWidth != destinationWidth || sourceHeight != destinationHeight) {
+        OutlineScale(source, Writable(destination), ResolveFields(sourceFieldType, destinationFieldType), quality,
+                     plan);
+        return plan;
+    }
+    const Path* const path = ChoosePath(source.format, destination.format);
+    if (path == nullptr) {
+        plan.result = kPB_UnsupportedFormat;
+        return plan;
+    }
+    plan.path = path->name;
+    plan.temporaryBytes = path->scratchBytes ? path->scratchBytes(Writable(destination)) : 0;
+    return plan;
 }

@@ -123,35 +123,37 @@ HalfTile RowReader::ReadHalf(int row, int left, int right, TileScratch& scratch)
             {scratch.half[0] + TileScratch::kLead + skip, scratch.half[1] + TileScratch::kLead + skip}};
 }
 
-RowWriter::RowWriter(const DestinationPicture& picture, const Kernels& kernels, bool stream, void* ring) noexcept
+RowWriter::RowWriter(const DestinationPicture& picture, const Kernels& kernels, void* chromaStore,
+                     int rowsKept) noexcept
     : mPicture(picture), mKernels(kernels), mVertical(picture.height, picture.format.fieldChroma),
       mLuma(QuantiserOf(LumaCodes(picture.format))), mChroma(QuantiserOf(ChromaCodes(picture.format))),
-      mRing(static_cast<float*>(ring)), mOutput(kernels, stream) {
+      mStore(static_cast<float*>(chromaStore)), mRowsKept(rowsKept) {
     QuantisersInMemoryOrder(picture.format, mComponents);
 }
 
-std::uint64_t RowWriter::RingBytes(const DestinationPicture& picture) noexcept {
+std::uint64_t RowWriter::StoreBytes(const DestinationPicture& picture, int rowsKept) noexcept {
     if (picture.format.packing != Packing::Planar) {
         return 0;
     }
     const auto chromaWidth = static_cast<std::uint64_t>(picture.ChromaWidth());
-    return (chromaWidth + kPlanePadding) * sizeof(float) * 2 * VerticalSiting::kReach;
+    return (chromaWidth + kPlanePadding) * sizeof(float) * 2 * static_cast<std::uint64_t>(rowsKept);
 }
 
-float* RowWriter::RingRow(int row, int plane) const noexcept {
+float* RowWriter::StoredRow(int row, int plane) const noexcept {
     const std::size_t rowFloats = static_cast<std::size_t>(mPicture.ChromaWidth()) + kPlanePadding;
-    const auto slot = static_cast<std::size_t>(row % VerticalSiting::kReach);
-    return mRing + (2 * slot + static_cast<std::size_t>(plane)) * rowFloats;
+    const auto slot = static_cast<std::size_t>(row % mRowsKept);
+    return mStore + (2 * slot + static_cast<std::size_t>(plane)) * rowFloats;
 }
 
-void RowWriter::Write(int row, int left, int right, float* const planes[4], TileScratch& scratch) noexcept {
+void RowWriter::Write(int row, int left, int right, float* const planes[4], TileScratch& scratch,
+                      ByteOutput& output) const noexcept {
     const int count = right - left;
     if (mPicture.format.Is444()) {
         const auto pixelBytes = BytesPerPixel(mPicture.format);
         std::uint8_t* const destination = mPicture.Row(row) + left * static_cast<std::ptrdiff_t>(pixelBytes);
-        Pack444(mKernels, mPicture.format, planes, mOutput.Begin(destination), static_cast<std::size_t>(count),
+        Pack444(mKernels, mPicture.format, planes, output.Begin(destination), static_cast<std::size_t>(count),
                 mComponents);
-        mOutput.Commit(destination, static_cast<std::size_t>(count) * pixelBytes);
+        output.Commit(destination, static_cast<std::size_t>(count) * pixelBytes);
         return;
     }
     const HorizontalSiting& siting = mPicture.format.centredChroma ? kCentreSited : kLeftSited;
@@ -167,28 +169,28 @@ void RowWriter::Write(int row, int left, int right, float* const planes[4], Tile
         tile.chroma[plane] = scratch.half[plane] + TileScratch::kLead;
         mKernels.narrowChroma(chroma, tile.chroma[plane], static_cast<std::size_t>(HalfWidth(count)), siting.narrow);
     }
-    WriteHalf(row, left, right, tile);
+    WriteHalf(row, left, right, tile, output);
 }
 
-void RowWriter::WriteHalf(int row, int left, int right, const HalfTile& tile) noexcept {
+void RowWriter::WriteHalf(int row, int left, int right, const HalfTile& tile, ByteOutput& output) const noexcept {
     const int count = right - left;
     const int pairs = HalfWidth(count);
     const auto& [luma, chroma] = tile;
     const auto& [v, u] = chroma;
     if (mPicture.format.packing == Packing::Planar) {
         std::uint8_t* const destination = mPicture.LumaRow(row) + left;
-        mKernels.packPlane(luma, mOutput.Begin(destination), static_cast<std::size_t>(count), mLuma);
-        mOutput.Commit(destination, static_cast<std::size_t>(count));
-        std::copy_n(u, pairs, RingRow(row, 0) + left / 2);
-        std::copy_n(v, pairs, RingRow(row, 1) + left / 2);
+        mKernels.packPlane(luma, output.Begin(destination), static_cast<std::size_t>(count), mLuma);
+        output.Commit(destination, static_cast<std::size_t>(count));
+        std::copy_n(u, pairs, StoredRow(row, 0) + left / 2);
+        std::copy_n(v, pairs, StoredRow(row, 1) + left / 2);
         return;
     }
     if (mPicture.format.packing == Packing::Pairs) {
         luma[count] = luma[count - 1]; // the second pixel of a pair that only one pixel uses
         std::uint8_t* const destination = mPicture.Row(row) + std::ptrdiff_t{2} * left;
-        mKernels.packPairs(luma, u, v, mPicture.format.alphaFirst, mOutput.Begin(destination),
+        mKernels.packPairs(luma, u, v, mPicture.format.alphaFirst, output.Begin(destination),
                            static_cast<std::size_t>(pairs), mLuma, mChroma);
-        mOutput.Commit(destination, static_cast<std::size_t>(pairs) * 4);
+        output.Commit(destination, static_cast<std::size_t>(pairs) * 4);
         return;
     }
     // Groups are written whole; what lies beyond the last pixel repeats it.
@@ -197,11 +199,11 @@ void RowWriter::WriteHalf(int row, int left, int right, const HalfTile& tile) no
     std::fill(u + pairs, u + 3 * groups, u[pairs - 1]);
     std::fill(v + pairs, v + 3 * groups, v[pairs - 1]);
     std::uint8_t* const destination = mPicture.Row(row) + std::ptrdiff_t{16} * (left / 6);
-    mKernels.packGroups(luma, u, v, mOutput.Begin(destination), static_cast<std::size_t>(groups), mLuma, mChroma);
-    mOutput.Commit(destination, static_cast<std::size_t>(groups) * 16);
+    mKernels.packGroups(luma, u, v, output.Begin(destination), static_cast<std::size_t>(groups), mLuma, mChroma);
+    output.Commit(destination, static_cast<std::size_t>(groups) * 16);
 }
 
-void RowWriter::FinishRow(int row) noexcept {
+void RowWriter::FinishRows(int lastRow, ByteOutput& output) noexcept {
     if (mPicture.format.packing != Packing::Planar) {
         return;
     }
@@ -209,19 +211,20 @@ void RowWriter::FinishRow(int row) noexcept {
     alignas(64) float mixed[kTilePixels + kPlanePadding];
     for (; mNextChromaRow < mPicture.ChromaHeight(); ++mNextChromaRow) {
         const VerticalSiting::Rows rows = mVertical.RowsOfChroma(mNextChromaRow);
-        if (rows.last > row) {
+        if (rows.last > lastRow) {
             return;
         }
         for (const int plane : {0, 1}) {
             for (int left = 0; left < chromaWidth; left += static_cast<int>(kTilePixels)) {
                 const auto count =
                     static_cast<std::size_t>(std::min(static_cast<int>(kTilePixels), chromaWidth - left));
-                const float* const taps[4] = {RingRow(rows.row[0], plane) + left, RingRow(rows.row[1], plane) + left,
-                                              RingRow(rows.row[2], plane) + left, RingRow(rows.row[3], plane) + left};
+                const float* const taps[4] = {
+                    StoredRow(rows.row[0], plane) + left, StoredRow(rows.row[1], plane) + left,
+                    StoredRow(rows.row[2], plane) + left, StoredRow(rows.row[3], plane) + left};
                 mKernels.mixRows(taps, rows.weight, mixed, count);
                 std::uint8_t* const destination = mPicture.ChromaRow(plane, mNextChromaRow) + left;
-                mKernels.packPlane(mixed, mOutput.Begin(destination), count, mChroma);
-                mOutput.Commit(destination, count);
+                mKernels.packPlane(mixed, output.Begin(destination), count, mChroma);
+                output.Commit(destination, count);
             }
         }
     }

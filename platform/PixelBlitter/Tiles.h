@@ -84,24 +84,27 @@ private:
 
 class RowWriter {
 public:
-    /// ring is RingBytes(picture) bytes, aligned for floats.
-    RowWriter(const DestinationPicture& picture, const Kernels& kernels, bool stream, void* ring) noexcept;
+    /// chromaStore is StoreBytes(picture, rowsKept) bytes, aligned for floats: chroma at half width of the last
+    /// rowsKept rows of a planar picture, from which its chroma rows are mixed.
+    RowWriter(const DestinationPicture& picture, const Kernels& kernels, void* chromaStore, int rowsKept) noexcept;
 
-    static std::uint64_t RingBytes(const DestinationPicture& picture) noexcept;
+    static std::uint64_t StoreBytes(const DestinationPicture& picture, int rowsKept) noexcept;
 
     /// Writes columns [left, right) of a row; left divides by 48. planes address column left; planes[0] and planes[1]
-    /// hold one more column on either side where the picture has it. The planes are used up. Rows of planar pictures
-    /// come from the top down.
-    void Write(int row, int left, int right, float* const planes[4], TileScratch& scratch) noexcept;
+    /// hold one more column on either side where the picture has it. The planes are used up. Different rows may be
+    /// written by several threads at once.
+    void Write(int row, int left, int right, float* const planes[4], TileScratch& scratch,
+               ByteOutput& output) const noexcept;
 
     /// The same with chroma at half width, for subsampled formats.
-    void WriteHalf(int row, int left, int right, const HalfTile& tile) noexcept;
+    void WriteHalf(int row, int left, int right, const HalfTile& tile, ByteOutput& output) const noexcept;
 
-    /// Ends a row.
-    void FinishRow(int row) noexcept;
+    /// Says that all rows down to this one have been written: chroma rows that need no others are made. Rows must not
+    /// run ahead of this by more than rowsKept.
+    void FinishRows(int lastRow, ByteOutput& output) noexcept;
 
 private:
-    float* RingRow(int row, int plane) const noexcept;
+    float* StoredRow(int row, int plane) const noexcept;
 
     DestinationPicture mPicture;
     const Kernels& mKernels;
@@ -109,9 +112,9 @@ private:
     Quantiser mComponents[4];
     Quantiser mLuma;
     Quantiser mChroma;
-    float* mRing;
+    float* mStore;
+    int mRowsKept;
     int mNextChromaRow = 0;
-    ByteOutput mOutput;
 };
 
 /// Unpacks and packs four-component pixels; planes in canonical order, ranges in memory order.

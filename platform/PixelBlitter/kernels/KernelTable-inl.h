@@ -36,6 +36,7 @@ const Kernels* TableOfTarget() {
         .fromLinear = FromLinear,
         .premultiply = Premultiply,
         .unpremultiply = Unpremultiply,
+        .clampToUnit = ClampToUnit,
         .widenChroma = WidenChroma,
         .narrowChroma = NarrowChroma,
         .mixRows = MixRows,

@@ -351,6 +351,13 @@ void Unpremultiply(float* const planes[4], std::size_t count) noexcept {
     }
 }
 
+void ClampToUnit(float* samples, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        const VF clamped = hn::Min(hn::Max(hn::LoadU(df, samples + i), hn::Zero(df)), hn::Set(df, 1.0F));
+        hn::StoreU(clamped, df, samples + i);
+    }
+}
+
 void WidenChroma(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept {
     const VF w1 = hn::Set(df, weights[1]), w2 = hn::Set(df, weights[2]), w3 = hn::Set(df, weights[3]);
     if (weights[0] == 0) { // the even samples are the input itself

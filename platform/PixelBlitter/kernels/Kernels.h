@@ -97,6 +97,8 @@ struct Kernels {
     void (*premultiply)(float* const planes[4], std::size_t count) noexcept;
     void (*unpremultiply)(float* const planes[4], std::size_t count) noexcept; ///< alpha 0 gives colour 0
 
+    void (*clampToUnit)(float* samples, std::size_t count) noexcept; ///< to 0..1, NaN to 0
+
     // Chroma between full and half width. Samples [-1] and [count] of the input must exist.
     // out[2k] = w[0] * in[k - 1] + w[1] * in[k]; out[2k + 1] = w[2] * in[k] + w[3] * in[k + 1].
     void (*widenChroma)(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept;

@@ -1,0 +1,215 @@
+#include "Scale.h"
+
+#include "Colour.h"
+#include "Convert.h"
+#include "MemoryRegime.h"
+#include "Scratch.h"
+#include "Tiles.h"
+#include "scale/Resampler.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+
+namespace PixelBlitter {
+namespace {
+
+constexpr int kTile = static_cast<int>(kTilePixels);
+
+// The lines of a picture that a side consists of.
+struct LineSet {
+    Lines lines = Lines::All;
+    int PictureRow(int row) const noexcept {
+        return lines == Lines::All ? row : 2 * row + (lines == Lines::Odd ? 1 : 0);
+    }
+};
+
+// What is filtered: the source's own model and encoding, premultiplied where both sides have alpha.
+Format FilteredFormat(const Format& source, const Format& destination) noexcept {
+    Format filtered = source;
+    const bool usesAlpha = source.alpha != AlphaKind::None && destination.alpha != AlphaKind::None;
+    filtered.alpha = usesAlpha ? AlphaKind::Premultiplied : AlphaKind::None;
+    return filtered;
+}
+
+class PictureRows final : public FloatRowSource {
+public:
+    PictureRows(const SourcePicture& picture, const Format& filtered, const Kernels& kernels, LineSet lines) noexcept
+        : mReader(picture, kernels), mSteps(picture.format, filtered), mKernels(kernels), mLines(lines) {}
+
+    void Read(int row, int left, int right, float* const planes[4]) const noexcept override {
+        TileScratch scratch;
+        for (int first = left; first < right; first += kTile) {
+            const int end = std::min(right, first + kTile);
+            const auto count = static_cast<std::size_t>(end - first);
+            float* tile[4];
+            mReader.Read(mLines.PictureRow(row), first, end, scratch, tile);
+            mSteps.Apply(mKernels, tile, count);
+            for (int c = 0; c < 4; ++c) {
+                std::copy_n(tile[c], count, planes[c] + (first - left));
+            }
+        }
+    }
+
+private:
+    RowReader mReader;
+    ColourSteps mSteps;
+    const Kernels& mKernels;
+    LineSet mLines;
+};
+
+class PictureSink final : public FloatRowSink {
+public:
+    PictureSink(const RowWriter& writer, const Format& filtered, const DestinationPicture& picture,
+                const Kernels& kernels, bool stream, LineSet lines) noexcept
+        : mWriter(writer), mSteps(filtered, picture.format), mKernels(kernels), mStream(stream), mLines(lines),
+          mHalo(picture.format.IsSubsampled() ? 1 : 0), mClampAlpha(filtered.alpha != AlphaKind::None) {}
+
+    // Rows come whole.
+    void Write(int row, int left, int right, const float* const planes[4]) noexcept override {
+        TileScratch scratch;
+        ByteOutput output(mKernels, mStream);
+        for (int first = left; first < right; first += kTile) {
+            const int end = std::min(right, first + kTile);
+            const int haloFirst = std::max(left, first - mHalo);
+            const int haloEnd = std::min(right, end + mHalo);
+            const auto count = static_cast<std::size_t>(haloEnd - haloFirst);
+            float* tile[4];
+            for (int c = 0; c < 4; ++c) {
+                tile[c] = scratch.full[c] + TileScratch::kLead;
+                std::copy_n(planes[c] + (haloFirst - left), count, tile[c]);
+            }
+            if (mClampAlpha) {
+                mKernels.clampToUnit(tile[3], count);
+            }
+            mSteps.Apply(mKernels, tile, count);
+            for (float*& plane : tile) {
+                plane += first - haloFirst;
+            }
+            mWriter.Write(mLines.PictureRow(row), first, end, tile, scratch, output);
+        }
+    }
+
+private:
+    const RowWriter& mWriter;
+    ColourSteps mSteps;
+    const Kernels& mKernels;
+    bool mStream;
+    LineSet mLines;
+    int mHalo;
+    bool mClampAlpha;
+};
+
+// One resampling: the whole pictures, or one field of each.
+struct Pass {
+    LineSet source;
+    LineSet destination;
+};
+struct Passes {
+    Pass pass[2];
+    int count = 1;
+};
+
+Passes PassesOf(const FieldPair& fields) noexcept {
+    Passes passes;
+    if (!fields.interlaced) {
+        return passes;
+    }
+    passes.count = 2;
+    for (const bool first : {true, false}) {
+        const auto parity = [first](bool topFirst) { return LineSet{first == topFirst ? Lines::Even : Lines::Odd}; };
+        passes.pass[first ? 0 : 1] = {parity(fields.sourceTopFirst), parity(fields.destinationTopFirst)};
+    }
+    return passes;
+}
+
+ResampleRequest RequestFor(const Pass& pass, const SourcePicture& source, const DestinationPicture& destination,
+                           int quality) noexcept {
+    ResampleRequest request;
+    request.horizontal = WholeAxis(source.width, destination.width);
+    request.vertical = LinesAxis(source.height, pass.source.lines, destination.height, pass.destination.lines);
+    request.filter = FilterForQuality(quality);
+    return request;
+}
+
+bool Scalable(const Format& format) noexcept {
+    return format.Is444() || format.IsSubsampled();
+}
+
+} // namespace
+
+FieldPair ResolveFields(int sourceFieldType, int destinationFieldType) noexcept {
+    const auto isSet = [](int type) {
+        return type >= zynmediatypes::kFieldType_Progressive && type <= zynmediatypes::kFieldType_LowerFirst;
+    };
+    if (!isSet(sourceFieldType)) {
+        sourceFieldType = destinationFieldType;
+    }
+    if (!isSet(destinationFieldType)) {
+        destinationFieldType = sourceFieldType;
+    }
+    FieldPair fields;
+    fields.interlaced = isSet(sourceFieldType) && sourceFieldType != zynmediatypes::kFieldType_Progressive &&
+                        destinationFieldType != zynmediatypes::kFieldType_Progressive;
+    fields.sourceTopFirst = sourceFieldType == zynmediatypes::kFieldType_UpperFirst;
+    fields.destinationTopFirst = destinationFieldType == zynmediatypes::kFieldType_UpperFirst;
+    return fields;
+}
+
+PB_Result ScalePicture(const SourcePicture& source, const DestinationPicture& destination, const FieldPair& fields,
+                       int quality) noexcept {
+    if (!Scalable(source.format) || !Scalable(destination.format)) {
+        return kPB_UnsupportedFormat;
+    }
+    const Passes passes = PassesOf(fields);
+    std::unique_ptr<ResamplePlan> plans[2];
+    for (int i = 0; i < passes.count; ++i) {
+        plans[i] = ResamplePlan::Make(RequestFor(passes.pass[i], source, destination, quality));
+        if (!plans[i]) {
+            return kPB_OutOfMemory;
+        }
+    }
+    // Rows come from several bands at once, so the chroma of all of them is kept until the end.
+    const std::optional<ScratchBlock> store = TakeScratch(RowWriter::StoreBytes(destination, destination.height));
+    const bool overlap = Overlap(source, ReadOnly(destination));
+    const std::optional<ScratchBlock> copy = TakeScratch(overlap ? PixelBytes(source) : 0);
+    if (!store || !copy) {
+        return kPB_OutOfMemory;
+    }
+    const Kernels& kernels = KernelsOfThisMachine();
+    const SourcePicture stable = overlap ? CopyInto(source, copy->get(), kernels) : source;
+    const bool stream = StreamsStores(PixelBytes(source) + PixelBytes(ReadOnly(destination)));
+    const Format filtered = FilteredFormat(source.format, destination.format);
+    RowWriter writer(destination, kernels, store->get(), destination.height);
+    for (int i = 0; i < passes.count; ++i) {
+        const PictureRows rows(stable, filtered, kernels, passes.pass[i].source);
+        PictureSink sink(writer, filtered, destination, kernels, stream, passes.pass[i].destination);
+        plans[i]->Run(rows, sink);
+    }
+    ByteOutput output(kernels, stream);
+    writer.FinishRows(destination.height - 1, output);
+    return kPB_Success;
+}
+
+void OutlineScale(const SourcePicture& source, const DestinationPicture& destination, const FieldPair& fields,
+                  int quality, PB_Plan& plan) {
+    if (!Scalable(source.format) || !Scalable(destination.format)) {
+        plan.result = kPB_UnsupportedFormat;
+        return;
+    }
+    plan.path = fields.interlaced ? "scale fields" : "scale";
+    plan.filter = FilterName(FilterForQuality(quality));
+    plan.temporaryBytes = RowWriter::StoreBytes(destination, destination.height);
+    const Passes passes = PassesOf(fields);
+    for (int i = 0; i < passes.count; ++i) {
+        const auto outline = ResamplePlan::Outline(RequestFor(passes.pass[i], source, destination, quality));
+        if (!outline) {
+            plan.result = kPB_OutOfMemory;
+            return;
+        }
+        plan.bands = std::max(plan.bands, outline->bands);
+        plan.temporaryBytes += outline->temporaryBytes + outline->tableBytes;
+    }
+}
+
+} // namespace PixelBlitter

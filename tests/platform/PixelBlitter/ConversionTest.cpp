@@ -1,0 +1,224 @@
+#include "TestPicture.h"
+
+#include <gtest/gtest.h>
+#include <hwy/targets.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <map>
+#include <string>
+
+namespace {
+
+struct Size {
+    int width, height;
+};
+// Widths around the units of the packed layouts, vectors and tiles.
+constexpr Size kSizes[] = {{1, 1},  {2, 2},  {3, 3},   {5, 1},   {6, 2},   {7, 5},  {47, 3},
+                           {48, 2}, {49, 4}, {130, 3}, {481, 2}, {967, 1}, {34, 11}};
+
+// The largest distance from the unrounded result; a half is rounding, the rest is float arithmetic.
+double Tolerance(const reference::Format& from, const reference::Format& to, double magnitude) {
+    if (to.layout == reference::Layout::Floats) {
+        return 1e-6 * magnitude;
+    }
+    return to.layout == reference::Layout::Words && from.layout == reference::Layout::Floats ? 0.53 : 0.51;
+}
+
+class EveryFormat : public testing::TestWithParam<std::int32_t> {};
+
+std::string NameOf(const testing::TestParamInfo<std::int32_t>& info) {
+    std::ostringstream name;
+    name << std::hex << info.param;
+    return name.str();
+}
+
+TEST_P(EveryFormat, ConvertsToEveryFormatAsTheDefinitionsSay) {
+    const reference::Format from(GetParam());
+    std::map<reference::Layout, double> worst;
+    unsigned turn = static_cast<unsigned>(GetParam());
+    for (const std::int32_t to : reference::AllFormats()) {
+        for (int i = 0; i < 3; ++i, ++turn) {
+            const Size size = kSizes[turn % std::size(kSizes)];
+            TestPicture source(from.value, size.width, size.height, static_cast<int>(turn % 3) * 5, turn % 4 == 1);
+            TestPicture destination(to, size.width, size.height, static_cast<int>(turn % 5) * 3, turn % 4 == 2);
+            source.Randomise(turn);
+            const auto before = source.Pixels();
+            SCOPED_TRACE(testing::Message() << std::hex << to << std::dec << " " << size.width << "x" << size.height);
+            ASSERT_EQ(Convert(source, destination), kPB_Success);
+            ASSERT_TRUE(destination.PaddingUntouched());
+            ASSERT_EQ(source.Pixels(), before);
+            if (from.value == to) {
+                EXPECT_EQ(destination.Pixels(), before);
+                continue;
+            }
+            double magnitude = 1;
+            const reference::Picture expected =
+                reference::Convert(from, destination.format, source.Codes(), &magnitude);
+            const reference::Picture got = destination.Codes();
+            double error = 0;
+            for (int c = 0; c < (destination.format.Is444() ? 4 : 3); ++c) {
+                // Words above white pass through moves of bytes and are clipped by everything else.
+                const auto& want = expected.plane[c].samples;
+                for (std::size_t n = 0; n < want.size(); ++n) {
+                    const double distance = std::abs(got.plane[c].samples[n] - want[n]);
+                    const bool aboveWhite = from.layout == reference::Layout::Words && got.plane[c].samples[n] > 32768;
+                    error = std::max(
+                        error, aboveWhite && destination.format.layout == reference::Layout::Words ? 0 : distance);
+                }
+            }
+            ASSERT_LE(error, Tolerance(from, destination.format, magnitude)) << "magnitude " << magnitude;
+            worst[destination.format.layout] =
+                std::max(worst[destination.format.layout],
+                         error / (destination.format.layout == reference::Layout::Floats ? magnitude : 1));
+        }
+    }
+    for (const auto& [layout, error] : worst) {
+        RecordProperty("worst" + std::to_string(static_cast<int>(layout)), std::to_string(error));
+    }
+}
+INSTANTIATE_TEST_SUITE_P(Conversion, EveryFormat,
+                         testing::ValuesIn(reference::AllFormats().begin(), reference::AllFormats().end()), NameOf);
+
+TEST(RoundTrip, IsByteIdentical) {
+    // From, through, and back: the middle holds all that the first can say.
+    constexpr std::int32_t kTrips[][2] = {
+        {0x4, 0x104},   {0x4, 0x84},     {0x4, 0x1004},     {0x8, 0x108},    {0x4, 0x1104},  {0x84, 0x104},
+        {0x84, 0x1104}, {0x88, 0x1088},  {0x1004, 0x106},   {0x805, 0x905},  {0xA05, 0xB05}, {0x104, 0x1104},
+        {0x811, 0x851}, {0x1811, 0x851}, {0xA11, 0xA51},    {0x811, 0x1811}, {0x84, 0x106},  {0x811, 0x905},
+        {0x851, 0x905}, {0x4, 0x905},    {0xA000831, 0x811}};
+    for (const auto& [first, middle] : kTrips) {
+        for (const Size size : kSizes) {
+            TestPicture source(first, size.width, size.height, 3);
+            TestPicture between(middle, size.width, size.height);
+            TestPicture back(first, size.width, size.height, 0, true);
+            source.Randomise(static_cast<std::uint32_t>(size.width));
+            if (source.format.layout == reference::Layout::Words) { // above white there is no way back
+                for (int row = 0; row < size.height; ++row) {
+                    for (int x = 0; x < 4 * size.width; ++x) {
+                        const auto word = static_cast<std::uint16_t>((x * 2731 + row * 77) % 32769);
+                        std::memcpy(source.base + row * source.stride + 2 * x, &word, 2);
+                    }
+                }
+            }
+            ASSERT_EQ(Convert(source, between), kPB_Success);
+            ASSERT_EQ(Convert(between, back), kPB_Success);
+            if (source.format.layout == reference::Layout::Planar ||
+                (!source.format.Is444() && between.format.Is444())) {
+                // Chroma went through another grid; luma must be what it was.
+                EXPECT_EQ(back.Codes().plane[2].samples, source.Codes().plane[2].samples);
+            } else {
+                EXPECT_EQ(back.Codes().plane[0].samples, source.Codes().plane[0].samples);
+                EXPECT_EQ(back.Codes().plane[1].samples, source.Codes().plane[1].samples);
+                EXPECT_EQ(back.Codes().plane[2].samples, source.Codes().plane[2].samples)
+                    << std::hex << first << " " << middle;
+            }
+        }
+    }
+}
+
+TEST(Conversion, WorksInPlaceWhateverTheFormats) {
+    for (const std::int32_t from : reference::AllFormats()) {
+        for (const std::int32_t to : reference::AllFormats()) {
+            const bool rows = reference::Format(from).HasRows();
+            if (rows != reference::Format(to).HasRows()) {
+                continue;
+            }
+            // The memory holds the larger of the two; both use its stride.
+            const int width = 70, height = 4;
+            const std::size_t stride =
+                rows ? std::max(reference::Format(from).StrideUnit(width), reference::Format(to).StrideUnit(width)) : 0;
+            TestPicture source(from, width, height), expected(to, width, height);
+            source.Randomise(5);
+            ASSERT_EQ(Convert(source, expected), kPB_Success);
+            std::vector<std::uint8_t> memory(rows ? stride * height : reference::Format(to).ImageBytes(width, height));
+            const auto rowBytes = static_cast<int>(stride);
+            ASSERT_EQ(PB_Convert(source.base, source.RowBytes(), from, memory.data(), rowBytes, from, width, height, 0),
+                      0);
+            ASSERT_EQ(PB_Convert(memory.data(), rowBytes, from, memory.data(), rowBytes, to, width, height, 0), 0);
+            TestPicture got(to, width, height);
+            ASSERT_EQ(PB_Convert(memory.data(), rowBytes, to, got.base, got.RowBytes(), to, width, height, 0), 0);
+            ASSERT_EQ(got.Pixels(), expected.Pixels()) << std::hex << from << " " << to;
+        }
+    }
+}
+
+TEST(Conversion, EveryProcessorTargetGivesTheSameBytes) {
+    std::vector<std::vector<std::uint8_t>> portable;
+    const auto run = [](const auto& take) {
+        unsigned turn = 0;
+        for (const std::int32_t from : reference::AllFormats()) {
+            for (const std::int32_t to : reference::AllFormats()) {
+                const Size size = kSizes[++turn % std::size(kSizes)];
+                TestPicture source(from, size.width, size.height), destination(to, size.width, size.height);
+                source.Randomise(turn);
+                ASSERT_EQ(Convert(source, destination), kPB_Success);
+                take(turn, from, to, destination.Pixels());
+            }
+        }
+    };
+    const std::int64_t targets = hwy::SupportedTargets();
+    hwy::SetSupportedTargetsForTest(HWY_EMU128);
+    run([&](unsigned, std::int32_t, std::int32_t, std::vector<std::uint8_t> pixels) {
+        portable.push_back(std::move(pixels));
+    });
+    int compared = 0;
+    for (const std::int64_t target : {HWY_SSSE3, HWY_AVX2, HWY_AVX3}) {
+        if ((targets & target) == 0) {
+            continue;
+        }
+        hwy::SetSupportedTargetsForTest(target);
+        hwy::GetChosenTarget().Update(target);
+        run([&](unsigned turn, std::int32_t from, std::int32_t to, const std::vector<std::uint8_t>& pixels) {
+            ASSERT_EQ(pixels, portable[turn - 1]) << std::hex << from << " to " << to << " on " << target;
+        });
+        ++compared;
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    EXPECT_GT(compared, 0);
+}
+
+TEST(Conversion, SurvivesFloatsThatAreNoNumbers) {
+    const float odd[] = {NAN, INFINITY, -INFINITY, 3e38F, -3e38F, 1e-40F, -0.0F, 0.5F};
+    for (const std::int32_t from : {0x104, 0x106, 0x108, 0x10A, 0x905, 0xB09}) {
+        TestPicture source(from, 64, 1);
+        for (int i = 0; i < 256; ++i) {
+            std::memcpy(source.base + 4 * i, &odd[(i * 5 + i / 7) % 8], 4);
+        }
+        for (const std::int32_t to : reference::AllFormats()) {
+            TestPicture destination(to, 64, 1);
+            EXPECT_EQ(Convert(source, destination), kPB_Success);
+        }
+    }
+    // NaN becomes code 0, infinities the ends of the range.
+    const float pixel[4] = {NAN, INFINITY, -INFINITY, INFINITY};
+    std::uint8_t bytes[4];
+    ASSERT_EQ(PB_Convert(pixel, 0, 0x104, bytes, 0, 0x4, 1, 1, 0), 0);
+    EXPECT_EQ(std::vector<int>(bytes, bytes + 4), (std::vector{0, 255, 0, 255}));
+}
+
+TEST(Conversion, KeepsTheTransferCurveToOneMillionth) {
+    std::vector<float> samples;
+    for (double v = -1.5; v < 70; v += v < 1.5 ? 0.0007 : 0.7) {
+        samples.insert(samples.end(),
+                       {static_cast<float>(v), static_cast<float>(v * 0.01), static_cast<float>(v * v), 1.0F});
+    }
+    const auto width = static_cast<int>(samples.size() / 4);
+    std::vector<float> result(samples.size());
+    for (const bool toLinear : {true, false}) {
+        ASSERT_EQ(PB_Convert(samples.data(), 0, toLinear ? 0x104 : 0x106, result.data(), 0, toLinear ? 0x106 : 0x104,
+                             width, 1, 0),
+                  0);
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            const double value = samples[i];
+            const double expected = i % 4 == 3 ? 1
+                                    : toLinear ? reference::ToLinear(value)
+                                               : reference::FromLinear(value);
+            ASSERT_NEAR(result[i], expected, 1e-6 * std::abs(expected)) << value << " " << toLinear;
+        }
+    }
+}
+
+} // namespace
