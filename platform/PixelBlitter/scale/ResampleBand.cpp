@@ -91,39 +91,53 @@ void ResampleBand::SumTile(int destinationRow, std::size_t tile, const PlanarRow
 void ResampleBand::RunSums() noexcept {
     const FilterTable& table = *mPrepared.columnTable;
     const auto left = [&table](int n) noexcept { return table.left[static_cast<std::size_t>(n)]; };
-    const int lastRow = left(mBottom - 1) + table.taps - 1;
+    const int firstRow = left(mTop);
+    const int endRow = left(mBottom - 1) + table.taps;
     int oldest = mTop; // first destination row that is not finished
+    int newest = mTop; // first destination row that no source row went into
 
     // Groups begin at multiples of their size, wherever the band begins, so that every band adds in the same order.
-    for (int group = left(mTop) / kRowsAtOnce * kRowsAtOnce; group <= lastRow; group += kRowsAtOnce) {
-        const int groupEnd = std::min(group + kRowsAtOnce, lastRow + 1);
-        const float* rows[kRowsAtOnce];
-        for (int row = std::max(group, left(mTop)); row < groupEnd; ++row) {
-            const PlanarRow into = ColumnRow(mPrepared.slots + row - group);
-            rows[row - group] = into.planes[0];
-            Fetch(row, into);
+    for (int group = firstRow / kRowsAtOnce * kRowsAtOnce; group < endRow; group += kRowsAtOnce) {
+        const int groupEnd = std::min(group + kRowsAtOnce, endRow);
+        for (int row = std::max(group, firstRow); row < groupEnd; ++row)
+            Fetch(row, ColumnRow(mPrepared.slots + row - group));
+        while (newest < mBottom && left(newest) < groupEnd)
+            ++newest;
+        for (std::size_t tile = 0; tile < mPrepared.columnWidth; tile += kTileFloats) {
+            for (int n = oldest; n < newest; ++n)
+                AddTile(n, group, tile);
         }
-        for (int n = oldest; n < mBottom && left(n) < groupEnd; ++n) {
-            const int from = std::max(left(n), group);
-            const int to = std::min(left(n) + table.taps, groupEnd);
-            const float* weights = table.weights.data() + static_cast<std::size_t>(n) * table.weightStride;
-            const PlanarRow sum = ColumnRow(n % mPrepared.slots);
-            const int sumBegin = mPrepared.foldsSums ? std::max(left(n), group / kFoldRows * kFoldRows) : left(n);
-            mPrepared.kernels->weightedSum(rows + (from - group), weights + (from - left(n)), to - from, sum.planes[0],
-                                           mPrepared.columnWidth, from > sumBegin);
-            const bool complete = to == left(n) + table.taps;
-            PlanarRow result = sum;
-            if (mPrepared.foldsSums) {
-                result = ColumnRow(mPrepared.slots + kRowsAtOnce + n % mPrepared.slots);
-                if (complete || (group + kRowsAtOnce) % kFoldRows == 0)
-                    mPrepared.kernels->weightedSum(sum.planes, &kOne, 1, result.planes[0], mPrepared.columnWidth,
-                                                   sumBegin > left(n));
-            }
-            if (complete) {
-                Finish(n, result);
-                ++oldest;
-            }
-        }
+        for (; oldest < newest && left(oldest) + table.taps <= groupEnd; ++oldest)
+            Finish(oldest, ColumnRow(ResultOfSums(oldest)));
+    }
+}
+
+int ResampleBand::ResultOfSums(int destinationRow) const noexcept {
+    const int slot = destinationRow % mPrepared.slots;
+    return mPrepared.foldsSums ? mPrepared.slots + kRowsAtOnce + slot : slot;
+}
+
+void ResampleBand::AddTile(int destinationRow, int group, std::size_t tile) noexcept {
+    const FilterTable& table = *mPrepared.columnTable;
+    const int left = table.left[static_cast<std::size_t>(destinationRow)];
+    const int end = left + table.taps;
+    const int from = std::max(left, group);
+    const int to = std::min(end, group + kRowsAtOnce);
+    const std::size_t count = std::min(kTileFloats, mPrepared.columnWidth - tile);
+
+    const float* rows[kRowsAtOnce];
+    for (int row = from; row < to; ++row)
+        rows[row - from] = ColumnRow(mPrepared.slots + row - group).planes[0] + tile;
+    const float* weights =
+        table.weights.data() + static_cast<std::size_t>(destinationRow) * table.weightStride + (from - left);
+    const int sumBegin = mPrepared.foldsSums ? std::max(left, group / kFoldRows * kFoldRows) : left;
+    float* const sum = ColumnRow(destinationRow % mPrepared.slots).planes[0] + tile;
+    mPrepared.kernels->weightedSum(rows, weights, to - from, sum, count, from > sumBegin);
+
+    if (mPrepared.foldsSums && (to == end || (group + kRowsAtOnce) % kFoldRows == 0)) {
+        float* const total = ColumnRow(ResultOfSums(destinationRow)).planes[0] + tile;
+        const float* const sums[] = {sum};
+        mPrepared.kernels->weightedSum(sums, &kOne, 1, total, count, sumBegin > left);
     }
 }
 

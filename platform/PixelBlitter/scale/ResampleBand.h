@@ -29,6 +29,12 @@ private:
     /// Makes one tile of a destination row out of the window.
     void SumTile(int destinationRow, std::size_t tile, const PlanarRow& into) noexcept;
 
+    /// Adds the group of source rows that begins at a row to one tile of a running sum.
+    void AddTile(int destinationRow, int group, std::size_t tile) noexcept;
+
+    /// Number of the row that a running sum ends up in.
+    int ResultOfSums(int destinationRow) const noexcept;
+
     const PreparedResample& mPrepared;
     const FloatRowSource& mSource;
     FloatRowSink& mSink;

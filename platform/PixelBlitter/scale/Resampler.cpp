@@ -53,8 +53,7 @@ ResamplePlan::~ResamplePlan() = default;
 
 std::unique_ptr<ResamplePlan> ResamplePlan::Make(const ResampleRequest& request) noexcept {
     try {
-        // Not make_unique: the constructor is private.
-        return std::unique_ptr<ResamplePlan>(new ResamplePlan(std::make_unique<State>(request)));
+        return std::make_unique<ResamplePlan>(std::make_unique<State>(request));
     } catch (...) {
         return nullptr;
     }

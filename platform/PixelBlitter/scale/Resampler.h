@@ -80,12 +80,14 @@ struct ResampleOutline {
 class ResamplePlan {
 public:
     /// Prepares tables and temporary rows. Empty when memory is exhausted, and only then. A side of size 0 or less
-    /// gives a plan that does nothing. Never throws.
+    /// gives a plan of no bands that does nothing.
     static std::unique_ptr<ResamplePlan> Make(const ResampleRequest& request) noexcept;
 
     /// What Make would prepare, without the temporary rows. Empty when memory is exhausted.
     static std::optional<ResampleOutline> Outline(const ResampleRequest& request) noexcept;
 
+    struct State; ///< known to the implementation only, so that Make is the one way to a plan
+    explicit ResamplePlan(std::unique_ptr<State> state) noexcept;
     ~ResamplePlan();
     ResamplePlan(const ResamplePlan&) = delete;
     ResamplePlan& operator=(const ResamplePlan&) = delete;
@@ -100,8 +102,6 @@ public:
     void RunBand(const FloatRowSource& source, FloatRowSink& sink, int band) noexcept;
 
 private:
-    struct State;
-    explicit ResamplePlan(std::unique_ptr<State> state) noexcept;
     std::unique_ptr<State> mState;
 };
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+// The kernels hold vectors in arrays and structures, so their size must be known to the compiler.
+#define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128 | HWY_RVV)
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "scale/RowKernels.cpp"
 #include <hwy/foreach_target.h>
