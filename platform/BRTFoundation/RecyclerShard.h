@@ -26,7 +26,7 @@ struct CacheLineAllocator {
     template <class U>
     CacheLineAllocator(const CacheLineAllocator<U>&) noexcept {}
     T* allocate(std::size_t count) { return static_cast<T*>(::operator new(RoundedSize(count), kAlignment)); }
-    void deallocate(T* list, std::size_t count) noexcept { ::operator delete(list, RoundedSize(count), kAlignment); }
+    void deallocate(T* list, std::size_t) noexcept { ::operator delete(list, kAlignment); }
     template <class U>
     bool operator==(const CacheLineAllocator<U>&) const noexcept {
         return true;

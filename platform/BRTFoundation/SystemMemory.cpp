@@ -71,7 +71,7 @@ void* TakeFromSystem(std::uint64_t sizeInBytes) noexcept {
 void ReturnToSystem(void* memory, std::uint64_t sizeInBytes) noexcept {
     if (sizeInBytes <= kLargestFromHeap) {
         zyncore::detail::PermitAccess(memory, sizeInBytes);
-        ::operator delete (memory, sizeInBytes, std::align_val_t{kBufferAlignmentInBytes});
+        ::operator delete (memory, std::align_val_t{kBufferAlignmentInBytes});
         return;
     }
     zyncore::detail::PermitAccess(memory, sizeInBytes + kGuardInBytes);

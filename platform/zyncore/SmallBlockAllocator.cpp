@@ -50,7 +50,7 @@ public:
                 return batch;
             }
         }
-        auto* slab = static_cast<std::byte*>(::operator new(kBlocksPerBatch* blockSizeInBytes));
+        auto* slab = static_cast<std::byte*>(::operator new(blockSizeInBytes* kBlocksPerBatch));
         FreeBlock* head = nullptr;
         for (unsigned n = kBlocksPerBatch; n-- > 0;) {
             head = ::new (slab + n * blockSizeInBytes) FreeBlock{head, nullptr};
@@ -194,7 +194,7 @@ void SmallBlockAllocator::Dispose(void* block, std::size_t sizeInBytes) noexcept
         return;
     }
     if (!kUsePools || sizeInBytes > kLargestPooledInBytes) {
-        ::operator delete(block, sizeInBytes);
+        ::operator delete(block);
         return;
     }
     const std::size_t sizeClass = ClassOf(sizeInBytes);
