@@ -110,7 +110,7 @@ public:
 
 namespace zyncore::config {
 
-/// A value that replaces a placeholder in a message. Contract reports pass four empty ones.
+/// A value that is filled into a message. Contract reports pass four empty ones.
 class ReplacementValue {
 public:
     ReplacementValue() = default;
