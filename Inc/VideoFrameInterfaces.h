@@ -9,7 +9,6 @@
 
 #include "BRTFoundation.h"
 #include "RenderKit.h"
-#include "SymbolVisibility.h"
 
 #include <boost/shared_ptr.hpp>
 
@@ -22,7 +21,7 @@ class Event;
 namespace VF {
 
 /// The pixels of a frame, or of a raw block, as one run of bytes that the CPU can address.
-class VF_SYMBOL_EXPORT IVideoFrameMemoryAccess : public BRT::BRTUnknown {
+class IVideoFrameMemoryAccess : public BRT::BRTUnknown {
 public:
     /// {58D1D4D6-E9FB-4FE0-A8BC-3A3C7634EB3B}
     static constexpr zyncore::utility::Guid kInterfaceID{
@@ -42,7 +41,7 @@ protected:
 };
 
 /// The pixels of a frame as rows, bottom row of the picture first. Offered for row-addressable formats only.
-class VF_SYMBOL_EXPORT IVideoFrame2DPixelMemoryAccess : public BRT::BRTUnknown {
+class IVideoFrame2DPixelMemoryAccess : public BRT::BRTUnknown {
 public:
     /// {282D21CF-D8DA-4E4F-82BE-6E9C176CA796}
     static constexpr zyncore::utility::Guid kInterfaceID{
@@ -65,7 +64,7 @@ protected:
 };
 
 /// A frame that lives on a block which other processes can map.
-class VF_SYMBOL_EXPORT IPublishableVideoFrame : public BRT::BRTUnknown {
+class IPublishableVideoFrame : public BRT::BRTUnknown {
 public:
     /// {3807D999-2D17-4C49-9BC3-41051EBEC079}
     static constexpr zyncore::utility::Guid kInterfaceID{
@@ -80,7 +79,7 @@ protected:
 };
 
 /// A frame in the memory of a device.
-class VF_SYMBOL_EXPORT IGPUVideoFrame : public BRT::BRTUnknown {
+class IGPUVideoFrame : public BRT::BRTUnknown {
 public:
     /// {CF026861-A969-4B32-9A5A-349196DBA591}
     static constexpr zyncore::utility::Guid kInterfaceID{
@@ -97,7 +96,7 @@ protected:
 };
 
 /// Memory access whose pointers are device addresses that the CPU must not touch.
-class VF_SYMBOL_EXPORT IGPUVideoFrameMemoryAccess : public IVideoFrameMemoryAccess {
+class IGPUVideoFrameMemoryAccess : public IVideoFrameMemoryAccess {
 public:
     /// {689AC22C-6831-4C8D-B1FD-0D654DC965BB}
     static constexpr zyncore::utility::Guid kInterfaceID{
@@ -108,7 +107,7 @@ protected:
 };
 
 /// Row access whose pointers are device addresses that the CPU must not touch.
-class VF_SYMBOL_EXPORT IGPUVideoFrame2DPixelMemoryAccess : public IVideoFrame2DPixelMemoryAccess {
+class IGPUVideoFrame2DPixelMemoryAccess : public IVideoFrame2DPixelMemoryAccess {
 public:
     /// {5097294E-2EFF-4C04-8861-CC393A73BC5C}
     static constexpr zyncore::utility::Guid kInterfaceID{
@@ -119,7 +118,7 @@ protected:
 };
 
 /// A frame that carries the event after which its memory may be reused.
-class VF_SYMBOL_EXPORT ICompletionEventVideoFrame : public BRT::BRTUnknown {
+class ICompletionEventVideoFrame : public BRT::BRTUnknown {
 public:
     /// {13E1FF4A-84BA-4B45-9CB7-4F658044ED8A}
     static constexpr zyncore::utility::Guid kInterfaceID{
