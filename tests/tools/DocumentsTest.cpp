@@ -1,0 +1,51 @@
+#include "ToolProcess.h"
+#include "zynmediatypes.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+
+namespace tooltest {
+namespace {
+
+std::string Document(const std::string& name) {
+    return ReadFile(kSourceFolder + '/' + name);
+}
+
+TEST(Documents, FormatsPageIsWhatTheToolPrints) {
+    EXPECT_EQ(RunTool("formats --markdown").output, Document("docs/formats.md"))
+        << "vf formats --markdown > docs/formats.md";
+    // One line per format below the titles, whichever way it is printed.
+    const std::string text = RunTool("formats").output;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'),
+              static_cast<std::ptrdiff_t>(zynmediatypes::kPixelFormatTable.size()) + 1);
+    EXPECT_NE(text.find("8294400"), std::string::npos); // 1920 x 1080 x 4
+    const std::string json = RunTool("formats --json").output;
+    EXPECT_EQ(std::count(json.begin(), json.end(), '{'),
+              static_cast<std::ptrdiff_t>(zynmediatypes::kPixelFormatTable.size()));
+    EXPECT_EQ(RunTool("formats --json --markdown").exitCode, 2);
+}
+
+TEST(Documents, ReadmeShowsTheExampleAsItIsBuilt) {
+    const std::string example = Document("examples/road_of_a_frame.cpp");
+    ASSERT_FALSE(example.empty());
+    EXPECT_NE(Document("README.md").find("```cpp\n" + example + "```"), std::string::npos);
+    const Result run = RunProgram(VF_EXAMPLE_BINARY);
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.output, "bottom 0, top 255\n");
+}
+
+TEST(Documents, EveryPackageHasItsReason) {
+    const std::string reasons = Document("docs/dependencies.md");
+    const std::string setup = Document("scripts/setup");
+    const std::regex package("(lib[a-z]+-dev|ccache|cmake|ninja-build|pkg-config|clang-[a-z]+)");
+    int count = 0;
+    for (std::sregex_iterator at(setup.begin(), setup.end(), package), end; at != end; ++at, ++count) {
+        EXPECT_NE(reasons.find('`' + at->str() + '`'), std::string::npos) << at->str();
+    }
+    EXPECT_GT(count, 15);
+}
+
+} // namespace
+} // namespace tooltest

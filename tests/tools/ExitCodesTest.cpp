@@ -1,0 +1,115 @@
+#include "LibavPictures.h"
+#include "ToolProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace tooltest {
+namespace {
+
+struct ExitCase {
+    const char* arguments; ///< @clip stands for a good clip, @ for the test's folder
+    int exitCode;
+    const char* message; ///< part of what the user is told
+};
+
+const ExitCase kExits[] = {
+    {"--help", 0, ""},
+    {"convert --help", 0, ""},
+    {"", 2, "subcommand"},
+    {"convert", 2, "IN"},
+    {"convert @clip @/o.png --bogus", 2, "--bogus"},
+    {"convert @clip @/o.png --size 0x10", 2, "between 1 and"},
+    {"convert @clip @/o.png --size 10x0", 2, "between 1 and"},
+    {"convert @clip @/o.png --size -4x10", 2, "WxH"},
+    {"convert @clip @/o.png --size 99999999999x10", 2, "between 1 and"},
+    {"convert @clip @/o.png --size 640", 2, "WxH"},
+    {"convert @clip @/o.png --format BGRA", 2, "there is bgra"},
+    {"convert @clip @/o.png --format nope", 2, "no such format"},
+    {"convert @clip @/o.png --format Bg16", 2, "does not know"},
+    {"convert @clip @/o.png --format badf", 2, "no such format"},
+    {"convert @clip @/o.png --quality 6", 2, "quality"},
+    {"convert @clip @/o.png --frames 5:5", 2, "selects nothing"},
+    {"convert @clip @/o.png --frames 7", 2, "A:B"},
+    {"convert @clip @/o.png --frames x:9", 2, "A:B"},
+    {"convert @clip @/o.png --frames 5000:", 2, "fewer pictures"},
+    {"convert @clip @/o.unknown", 2, "extension"},
+    {"convert @/same.png @/same.png", 2, "is the input"},
+    {"convert @/missing.mp4 @/o.png", 3, "No such file"},
+    {"convert http://localhost/x.mp4 @/o.png", 3, "No such file"},
+    {"convert @ @/o.png", 3, "directory"},
+    {"convert @/text.mp4 @/o.png", 4, "not a media file"},
+    {"convert @/text.txt @/o.png", 4, "not a media file"},
+    {"convert @/empty.mp4 @/o.png", 4, "not a media file"},
+    {"convert @/list.m3u8 @/o.png", 4, ""},
+    {"convert @/truncated.mp4 @/o.png", 4, "not a media file"},
+    {"convert @/cut.png @/o.png", 4, ""},
+    {"convert @clip @/no/such/folder/o.png", 5, "No such file"},
+    {"convert @clip @/no/such/folder/o.mp4", 5, "No such file"},
+    {"convert @clip @/full.png", 5, "No space"},
+    {"convert @clip @/full.y4m --frames :2", 5, "No space"},
+    {"convert @clip @/full.mkv --frames :2", 5, "No space"},
+    {"convert @clip @/o.png --format dvp2 --size 64x64", 6, "does not convert"},
+};
+
+class ExitCodes : public testing::Test {
+protected:
+    ExitCodes() {
+        WriteGradient(mFolder / "same.png", {AV_PIX_FMT_RGB24, AV_CODEC_ID_PNG}, 32, 32);
+        WriteFile(mFolder / "text.mp4", "This is a letter, not a clip.\n");
+        WriteFile(mFolder / "text.txt", "This is a letter, not a clip.\n");
+        WriteFile(mFolder / "empty.mp4", "");
+        WriteFile(mFolder / "list.m3u8", "#EXTM3U\n#EXTINF:1,\nhttp://localhost:9/x.ts\n#EXT-X-ENDLIST\n");
+        WriteFile(mFolder / "truncated.mp4", ReadFile(kCockatoo).substr(0, 300'000));
+        RunTool("convert " + kCity + " " + (mFolder / "cut.png") + " --frames :1");
+        const std::string still = ReadFile(mFolder / "cut.png");
+        WriteFile(mFolder / "cut.png", still.substr(0, 20));
+        for (const char* name : {"full.png", "full.y4m", "full.mkv"}) {
+            std::filesystem::create_symlink("/dev/full", mFolder / name);
+        }
+    }
+    ScratchFolder mFolder;
+};
+
+TEST_F(ExitCodes, TellWhatWentWrong) {
+    for (const ExitCase& one : kExits) {
+        std::string arguments = one.arguments;
+        for (std::size_t at = 0; (at = arguments.find('@', at)) != std::string::npos;) {
+            const bool clip = arguments.compare(at, 5, "@clip") == 0;
+            const std::string with = clip ? kCity : mFolder / "";
+            arguments.replace(at, clip ? 5 : 1, with);
+            at += with.size();
+        }
+        const Result result = RunTool(arguments);
+        EXPECT_EQ(result.exitCode, one.exitCode) << one.arguments << "\n" << result.errors;
+        EXPECT_NE(result.errors.find(one.message), std::string::npos) << one.arguments << "\n" << result.errors;
+    }
+    EXPECT_FALSE(std::filesystem::exists(mFolder / "o.png")); // nothing is left behind by a refusal
+}
+
+TEST_F(ExitCodes, DamageInTheMiddleIsReportedAndTheRunGoesOn) {
+    std::string clip = ReadFile(kCockatoo);
+    const std::size_t middle = clip.size() / 2;
+    clip.replace(middle, 20'000, std::string(20'000, '\x5A'));
+    WriteFile(mFolder / "damaged.mp4", clip);
+    const Result result = RunTool("convert " + (mFolder / "damaged.mp4") + " " + (mFolder / "o.y4m") +
+                                  " --format yv17 --size 64x36 --quality 0");
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_NE(result.errors.find("damaged.mp4: p"), std::string::npos) << result.errors; // a packet or a picture
+    EXPECT_NE(result.output.find("damage report"), std::string::npos) << result.output;
+    EXPECT_GT(Decode(mFolder / "o.y4m").pictures.size(), 270U); // of 280
+}
+
+TEST_F(ExitCodes, AClipWithoutItsEndGivesThePicturesBeforeTheCut) {
+    WriteFile(mFolder / "cut.mpg", ReadFile(kCity).substr(0, 1'500'000));
+    const Result result =
+        RunTool("convert " + (mFolder / "cut.mpg") + " " + (mFolder / "o.y4m") + " --format yv12 --size 64x36");
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    const std::size_t pictures = Decode(mFolder / "o.y4m").pictures.size();
+    EXPECT_GT(pictures, 20U);
+    EXPECT_LT(pictures, 190U);
+}
+
+} // namespace
+} // namespace tooltest

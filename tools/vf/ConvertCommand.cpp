@@ -1,0 +1,147 @@
+#include "ClipReader.h"
+#include "Commands.h"
+#include "ConvertOptions.h"
+#include "ExitCodes.h"
+#include "FrameConverter.h"
+#include "PictureToFrame.h"
+#include "PictureWriter.h"
+#include "ProgressBar.h"
+#include "Text.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tool {
+namespace {
+
+// After this many lines about damage only the count goes on; a broken clip has thousands of packets.
+constexpr int kMaxDamageLines = 20;
+
+struct ConvertArguments {
+    std::string input;
+    std::string output;
+    std::string size;
+    std::string format = "bgra";
+    int quality = zynmediatypes::kRenderQuality_High;
+    std::string frames;
+};
+
+class Conversion {
+public:
+    explicit Conversion(const ConvertArguments& arguments)
+        : mArguments(arguments), mFormat(ParseFormat(arguments.format)),
+          mQuality(static_cast<zynmediatypes::RenderQuality>(arguments.quality)) {
+        if (!arguments.size.empty()) {
+            mSize = ParseSize(arguments.size);
+        }
+        if (!arguments.frames.empty()) {
+            mRange = ParseRange(arguments.frames);
+        }
+        if (TakesOnePicture(arguments.output)) {
+            mRange.end = std::min(mRange.end, mRange.first + 1);
+        }
+    }
+
+    void Run() {
+        RefuseToOverwriteInput();
+        MakeWriter(mArguments.output, {}); // a wrong extension is noticed before the input is looked at
+        ClipReader reader(mArguments.input, [this](const std::string& what) { NoteDamage(what); });
+        const auto writer = MakeWriter(mArguments.output, {reader.FrameRate(), mQuality});
+
+        const std::int64_t count = std::min(mRange.end, reader.EstimatedCount());
+        mProgress.emplace(std::max<std::int64_t>(count - mRange.first, 0));
+        const auto start = std::chrono::steady_clock::now();
+        std::int64_t written = 0;
+        for (std::int64_t number = 0; number < mRange.end; ++number) {
+            const AVFrame* picture = reader.Next();
+            if (!picture) {
+                break;
+            }
+            if (number >= mRange.first) {
+                writer->Write(Convert(*picture, reader.SampleAspectRatio(*picture)), reader.FrameTime(*picture), number,
+                              ColourOf(*picture).matrix);
+                mProgress->Update(++written);
+            }
+        }
+        if (written == 0) {
+            throw Failure(ExitCode::Usage, "--frames " + mArguments.frames + ": the input has fewer pictures");
+        }
+        writer->Finish();
+        mProgress.reset();
+        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+        PrintSummary(*writer, written, seconds.count());
+    }
+
+private:
+    Frame Convert(const AVFrame& picture, AVRational sampleAspectRatio) {
+        const Frame source = PictureToFrame(picture, sampleAspectRatio);
+        if (!mSize) { // pictures may change their size within a clip, files may not
+            mSize = PictureSize{picture.width, picture.height};
+        }
+        return ConvertFrame(source, mFormat, mSize->width, mSize->height, mQuality);
+    }
+
+    void RefuseToOverwriteInput() const {
+        std::error_code error;
+        if (std::filesystem::equivalent(mArguments.input, mArguments.output, error)) {
+            throw Failure(ExitCode::Usage, mArguments.output + ": is the input");
+        }
+    }
+
+    void NoteDamage(const std::string& what) {
+        ++mDamage;
+        if (mDamage > kMaxDamageLines) {
+            return;
+        }
+        if (mProgress) {
+            mProgress->Note(what);
+        } else {
+            std::fprintf(stderr, "vf: %s\n", what.c_str());
+        }
+    }
+
+    void PrintSummary(const PictureWriter& writer, std::int64_t written, double seconds) const {
+        const auto recycled = BRT::MemoryRecycler::Instance().GetStatistics().bytesRecycled;
+        std::printf("%s: %s, %.1f frames/s, %s recycled%s\n", writer.Description().c_str(),
+                    Plural(static_cast<std::uint64_t>(written), "frame").c_str(),
+                    seconds > 0 ? static_cast<double>(written) / seconds : 0.0, BytesText(recycled).c_str(),
+                    mDamage > 0 ? (", " + Plural(static_cast<std::uint64_t>(mDamage), "damage report")).c_str() : "");
+    }
+
+    ConvertArguments mArguments;
+    LibrarySession mLibrary;
+    zynmediatypes::PixelFormat mFormat;
+    zynmediatypes::RenderQuality mQuality;
+    std::optional<PictureSize> mSize;
+    FrameRange mRange;
+    std::optional<ProgressBar> mProgress;
+    int mDamage = 0;
+};
+
+} // namespace
+
+void AddConvertCommand(CLI::App& app) {
+    const auto arguments = std::make_shared<ConvertArguments>();
+    CLI::App* command = app.add_subcommand("convert", "Convert a clip or still through a pixel format and a size");
+    command->add_option("IN", arguments->input, "clip or still to read")->required();
+    command->add_option("OUT", arguments->output, "file to write: .png (%04d numbers several), .y4m, .mp4, .mkv ...")
+        ->required();
+    command->add_option("--size", arguments->size, "WxH of the output; the input's own size without it");
+    command->add_option("--format", arguments->format, "code of the format to go through (see vf formats)")
+        ->capture_default_str();
+    command->add_option("--quality", arguments->quality, "0 fastest to 5 best")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 5));
+    command->add_option("--frames", arguments->frames, "A:B, pictures A up to but not including B, from 0");
+    command->callback([arguments] {
+        av_log_set_level(AV_LOG_QUIET); // damage is told by our own reports
+        Conversion(*arguments).Run();
+    });
+}
+
+} // namespace tool

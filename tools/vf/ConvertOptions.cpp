@@ -1,0 +1,91 @@
+#include "ConvertOptions.h"
+
+#include "ExitCodes.h"
+#include "Text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <string_view>
+
+namespace tool {
+namespace {
+
+// A number of nothing but digits.
+std::optional<std::int64_t> ParseNumber(std::string_view text) {
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool digits = !text.empty() && std::isdigit(static_cast<unsigned char>(text.front())) != 0;
+    if (!digits || error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+// Codes differ in case only more often than in anything else.
+std::string SimilarCodes(const std::string& text) {
+    std::string similar;
+    for (const auto& row : zynmediatypes::kPixelFormatTable) {
+        if (row.converterValue != 0 && Lower(CodeText(row.format.name)) == Lower(text)) {
+            similar += (similar.empty() ? "; there is " : ", ") + CodeText(row.format.name);
+        }
+    }
+    return similar.empty() ? "; `vf formats` lists them" : similar;
+}
+
+} // namespace
+
+PictureSize ParseSize(const std::string& text) {
+    const std::size_t cross = text.find('x');
+    if (cross != std::string::npos) {
+        const auto width = ParseNumber(std::string_view(text).substr(0, cross));
+        const auto height = ParseNumber(std::string_view(text).substr(cross + 1));
+        if (width && height) {
+            if (*width < 1 || *height < 1 || *width > kMaxSide || *height > kMaxSide) {
+                throw Failure(ExitCode::Usage,
+                              "--size " + text + ": both sides lie between 1 and " + std::to_string(kMaxSide));
+            }
+            return {static_cast<int>(*width), static_cast<int>(*height)};
+        }
+    }
+    throw Failure(ExitCode::Usage, "--size " + text + ": a size is written WxH, for example 640x360");
+}
+
+FrameRange ParseRange(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    if (colon != std::string::npos) {
+        FrameRange range;
+        const std::string_view first = std::string_view(text).substr(0, colon);
+        const std::string_view end = std::string_view(text).substr(colon + 1);
+        const auto firstNumber = first.empty() ? range.first : ParseNumber(first);
+        const auto endNumber = end.empty() ? range.end : ParseNumber(end);
+        if (firstNumber && endNumber) {
+            range = {*firstNumber, *endNumber};
+            if (range.first >= range.end) {
+                throw Failure(ExitCode::Usage, "--frames " + text + ": selects nothing, the end is not included");
+            }
+            return range;
+        }
+    }
+    throw Failure(ExitCode::Usage, "--frames " + text + ": a range is written A:B, for example 0:100");
+}
+
+zynmediatypes::PixelFormat ParseFormat(const std::string& text) {
+    for (const auto& row : zynmediatypes::kPixelFormatTable) {
+        if (CodeText(row.format.name) == text) {
+            if (row.converterValue == 0) {
+                throw Failure(ExitCode::Usage, "--format " + text + ": the converter does not know this format");
+            }
+            return row.format;
+        }
+    }
+    throw Failure(ExitCode::Usage, "--format " + text + ": no such format" + SimilarCodes(text));
+}
+
+} // namespace tool
