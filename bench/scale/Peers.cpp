@@ -70,6 +70,7 @@ zimg_image_format FormatOf(const BgraPicture& picture, bool floats) {
 zimg_resample_filter_e ZimgFilter(PixelBlitter::Filter filter) {
     switch (filter) {
     case PixelBlitter::Filter::Box:
+        break;
     case PixelBlitter::Filter::Bilinear:
         return ZIMG_RESIZE_BILINEAR;
     case PixelBlitter::Filter::Bicubic:
@@ -161,6 +162,8 @@ private:
 } // namespace
 
 Job ZimgJob(const BgraPicture& source, BgraPicture& destination, PixelBlitter::Filter filter, bool floats) {
+    if (filter == PixelBlitter::Filter::Box)
+        return {};
     if (floats)
         return [scaler = std::make_shared<ZimgScaler<float>>(source, destination, filter)] { scaler->Run(); };
     return [scaler = std::make_shared<ZimgScaler<std::uint8_t>>(source, destination, filter)] { scaler->Run(); };

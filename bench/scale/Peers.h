@@ -13,6 +13,7 @@ namespace scalebench {
 using Job = std::function<void()>;
 
 /// zimg with four planes of bytes or of floats, unpacking and packing a row at a time through its callbacks.
+/// Empty for filters that it has not.
 Job ZimgJob(const BgraPicture& source, BgraPicture& destination, PixelBlitter::Filter filter, bool floats);
 
 /// swscale, accurate rounding. Empty for filters that it has not.

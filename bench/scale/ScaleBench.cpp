@@ -77,6 +77,7 @@ struct Errors {
 
 Errors ErrorsOf(const BgraPicture& source, const BgraPicture& result, const ResampleRequest& request) {
     std::vector<std::vector<std::pair<int, double>>> across;
+    across.reserve(static_cast<std::size_t>(result.width));
     for (int x = 0; x < result.width; ++x)
         across.push_back(scaletest::ReferenceTaps(request.horizontal, request.filter, x));
     Errors errors;

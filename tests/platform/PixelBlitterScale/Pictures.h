@@ -121,6 +121,7 @@ inline double ReferenceSample(const Picture& source, int plane, const std::vecto
 /// The largest distance of a sample of the result from the direct two-dimensional sum.
 inline double LargestError(const Picture& source, const Picture& result, const PixelBlitter::ResampleRequest& request) {
     std::vector<std::vector<std::pair<int, double>>> across;
+    across.reserve(static_cast<std::size_t>(result.width));
     for (int x = 0; x < result.width; ++x)
         across.push_back(ReferenceTaps(request.horizontal, request.filter, x));
     double largest = 0;

@@ -209,6 +209,7 @@ TEST(FilterTables, AreSharedAndOutliveTheirReleaseWhileInUse) {
     EXPECT_EQ(table.use_count(), 1) << "a sweep over sizes left the cache unbounded";
 
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int k = 0; k < 4; ++k)
         threads.emplace_back([] {
             for (int size = 1; size < 200; ++size) {
