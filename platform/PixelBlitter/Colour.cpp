@@ -72,7 +72,7 @@ bool SameColours(const Format& from, const Format& to) noexcept {
     return from.model == to.model && from.linear == to.linear;
 }
 
-ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept {
+ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept : mFrom(from) {
     const AlphaStep alpha = AlphaStepBetween(from.alpha, to.alpha);
     mFromLinear = from.linear && !to.linear;
     mToLinear = to.linear && !from.linear;
@@ -83,11 +83,26 @@ ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept {
         (mFromLinear || mToLinear) && alpha == AlphaStep::Keep && from.alpha == AlphaKind::Premultiplied;
     mUnpremultiply = alpha == AlphaStep::Unpremultiply || reassociate;
     mPremultiply = alpha == AlphaStep::Premultiply || reassociate;
+    mByteMatrix = mMatrix && mOpaque && !mToLinear && from.packing == Packing::Bytes;
     if (mMatrix) {
         const Matrix matrix = Product(FromRGB(to.model), ToRGB(from.model));
         std::transform(matrix.begin(), matrix.end(), mCoefficients,
                        [](double coefficient) { return static_cast<float>(coefficient); });
     }
+}
+
+ByteMatrix ColourSteps::MatrixOfBytes() const noexcept {
+    const ComponentCodes codes = CodesOf444(mFrom);
+    ByteMatrix matrix{};
+    matrix.alphaFirst = mFrom.alphaFirst;
+    for (int i = 0; i < 3; ++i) {
+        matrix.bias[i] = static_cast<float>(codes.component[i].zero);
+        for (int row = 0; row < 3; ++row) {
+            matrix.matrix[3 * row + i] =
+                static_cast<float>(double{mCoefficients[3 * row + i]} / codes.component[i].span);
+        }
+    }
+    return matrix;
 }
 
 void ColourSteps::Apply(const Kernels& kernels, float* const planes[4], std::size_t count) const noexcept {

@@ -19,15 +19,16 @@ class ColourSteps {
 public:
     ColourSteps(const Format& from, const Format& to) noexcept;
 
-    bool Empty() const noexcept {
-        return !mUnpremultiply && !mFromLinear && !mMatrix && !mToLinear && !mPremultiply && !mOpaque;
-    }
-    bool HasMatrix() const noexcept { return mMatrix; }
+    /// Whether a matrix is all that happens to the colours, on the way from an 8-bit format to one without alpha.
+    bool IsByteMatrix() const noexcept { return mByteMatrix; }
+    ByteMatrix MatrixOfBytes() const noexcept;
 
     /// Works on planes[0..3][0..count).
     void Apply(const Kernels& kernels, float* const planes[4], std::size_t count) const noexcept;
 
 private:
+    Format mFrom;
+    bool mByteMatrix = false;
     bool mUnpremultiply = false;
     bool mFromLinear = false;
     bool mMatrix = false;

@@ -150,8 +150,9 @@ Dequantiser DequantiserOf(const CodeRange& range) noexcept {
 }
 
 Quantiser QuantiserOf(const CodeRange& range) noexcept {
-    return {static_cast<float>(range.span), static_cast<float>(range.zero + 0.5),
-            static_cast<float>(range.largest + 0.5)};
+    // Adding 2^23 rounds halves to even. One unit in the last place of the largest codes lifts them above a half.
+    const double lift = range.largest < 256 ? 0x1p-16 : range.largest < 1024 ? 0x1p-14 : 0x1p-9;
+    return {static_cast<float>(range.span), static_cast<float>(range.zero + lift), static_cast<float>(range.largest)};
 }
 
 ComponentCodes CodesOf444(const Format& format) noexcept {

@@ -168,7 +168,7 @@ DepthChange DepthChangeBetween(const Format& from, const Format& to) noexcept {
         change.inScale[lane] = dequantiser.scale;
         change.outScale[lane] = quantiser.scale;
         change.outOffset[lane] = quantiser.offset;
-        change.limit = quantiser.limit;
+        change.largest = quantiser.largest;
         change.opaqueMask[lane] = toComponent == 3 ? 1.0F : 0.0F;
     }
     change.opaqueValue = static_cast<float>(out.component[3].span);

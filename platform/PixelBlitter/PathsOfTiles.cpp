@@ -63,6 +63,8 @@ void RunSubsampled(const Conversion& conversion) noexcept {
     ByteOutput output(conversion.kernels, conversion.stream);
     const ColourSteps steps(source.format, conversion.destination.format);
     const bool half = KeepsHalfChroma(source.format, conversion.destination.format);
+    const bool byteMatrix = steps.IsByteMatrix() && conversion.destination.format.IsSubsampled();
+    const ByteMatrix matrix = byteMatrix ? steps.MatrixOfBytes() : ByteMatrix{};
     // The filters of a subsampled destination look one column beyond the tile on either side.
     const int halo = conversion.destination.format.IsSubsampled() ? 1 : 0;
     TileScratch scratch;
@@ -76,8 +78,12 @@ void RunSubsampled(const Conversion& conversion) noexcept {
                 const int first = std::max(0, left - halo);
                 const int end = width - right > halo ? right + halo : width;
                 float* planes[4];
-                reader.Read(row, first, end, scratch, planes);
-                steps.Apply(conversion.kernels, planes, static_cast<std::size_t>(end - first));
+                if (byteMatrix) {
+                    reader.ReadThroughMatrix(row, first, end, matrix, scratch, planes);
+                } else {
+                    reader.Read(row, first, end, scratch, planes);
+                    steps.Apply(conversion.kernels, planes, static_cast<std::size_t>(end - first));
+                }
                 for (float*& plane : planes) {
                     plane += left - first;
                 }

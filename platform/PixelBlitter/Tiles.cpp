@@ -116,6 +116,15 @@ void RowReader::Read(int row, int left, int right, TileScratch& scratch, float* 
     std::fill_n(outPlanes[3], count, 1.0F);
 }
 
+void RowReader::ReadThroughMatrix(int row, int left, int right, const ByteMatrix& matrix, TileScratch& scratch,
+                                  float* outPlanes[4]) const noexcept {
+    for (int c = 0; c < 4; ++c) {
+        outPlanes[c] = scratch.full[c] + TileScratch::kLead;
+    }
+    mKernels.unpackBytesThroughMatrix(mPicture.Row(row) + std::ptrdiff_t{4} * left, outPlanes,
+                                      static_cast<std::size_t>(right - left), matrix);
+}
+
 HalfTile RowReader::ReadHalf(int row, int left, int right, TileScratch& scratch) const noexcept {
     const int first = ReadPairs(row, left / 2, HalfWidth(right), scratch);
     const int skip = left / 2 - first;

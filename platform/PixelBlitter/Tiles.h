@@ -39,6 +39,10 @@ public:
     /// without alpha deliver the fourth component as 1 when they are subsampled, and as it lies in memory otherwise.
     void Read(int row, int left, int right, TileScratch& scratch, float* outPlanes[4]) const noexcept;
 
+    /// Reads the three colour planes of an 8-bit 4:4:4:4 picture through a matrix; outPlanes[3] is not filled.
+    void ReadThroughMatrix(int row, int left, int right, const ByteMatrix& matrix, TileScratch& scratch,
+                           float* outPlanes[4]) const noexcept;
+
     /// The same with chroma at half width, for subsampled formats. left is even.
     HalfTile ReadHalf(int row, int left, int right, TileScratch& scratch) const noexcept;
 

@@ -22,8 +22,8 @@ struct ElementAccess<Element::Byte> {
     static HWY_INLINE VF Load(const std::uint8_t* source) {
         return hn::ConvertTo(df, hn::PromoteTo(di, hn::LoadU(d8, source)));
     }
-    static HWY_INLINE void Store(hn::Vec<DI> codes, std::uint8_t* destination) {
-        hn::StoreU(hn::DemoteTo(d8, codes), d8, destination);
+    static HWY_INLINE void Store(hn::Vec<DU> codes, std::uint8_t* destination) {
+        hn::StoreU(hn::TruncateTo(d8, codes), d8, destination);
     }
 };
 
@@ -34,8 +34,8 @@ struct ElementAccess<Element::Word> {
     static HWY_INLINE VF Load(const std::uint8_t* source) {
         return hn::ConvertTo(df, hn::PromoteTo(di, hn::BitCast(d16, hn::LoadU(dwordBytes, source))));
     }
-    static HWY_INLINE void Store(hn::Vec<DI> codes, std::uint8_t* destination) {
-        hn::StoreU(hn::BitCast(dwordBytes, hn::DemoteTo(d16, codes)), dwordBytes, destination);
+    static HWY_INLINE void Store(hn::Vec<DU> codes, std::uint8_t* destination) {
+        hn::StoreU(hn::BitCast(dwordBytes, hn::TruncateTo(d16, codes)), dwordBytes, destination);
     }
 };
 
@@ -55,7 +55,7 @@ void ChangeDepth(const std::uint8_t* source, std::uint8_t* destination, std::siz
     const VF inScale = hn::Load(df, change.inScale);
     const VF outScale = hn::Load(df, change.outScale);
     const VF outOffset = hn::Load(df, change.outOffset);
-    const VF limit = hn::Set(df, change.limit);
+    const VF largest = hn::Set(df, change.largest);
     const auto alphaLanes = hn::Eq(hn::Load(df, change.opaqueMask), hn::Set(df, change.opaque ? 1.0F : 2.0F));
     const VF opaque = hn::Set(df, change.opaqueValue);
     const std::size_t elements = pixels * 4;
@@ -79,8 +79,8 @@ void ChangeDepth(const std::uint8_t* source, std::uint8_t* destination, std::siz
             hn::StoreU(hn::BitCast(dbytes, hn::IfThenElse(alphaLanes, opaque, value)), dbytes, out);
         } else {
             VF code = hn::Add(hn::Mul(value, outScale), outOffset);
-            code = hn::Min(hn::Max(code, hn::Zero(df)), limit);
-            Out::Store(hn::ConvertTo(di, hn::IfThenElse(alphaLanes, opaque, code)), out);
+            code = hn::IfThenElse(alphaLanes, opaque, hn::Min(hn::Max(code, hn::Zero(df)), largest));
+            Out::Store(hn::BitCast(du, hn::Add(code, hn::Set(df, kMagic))), out);
         }
         if (left < lanes) {
             std::memcpy(destination + i * Out::kBytes, rest, left * Out::kBytes);

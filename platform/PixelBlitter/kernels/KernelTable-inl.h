@@ -21,6 +21,7 @@ const Kernels* TableOfTarget() {
         .unpackBytes = UnpackBytes,
         .unpackWords = UnpackWords,
         .unpackFloats = UnpackFloats,
+        .unpackBytesThroughMatrix = UnpackBytesThroughMatrix,
         .unpackPairs = UnpackPairs,
         .unpackGroups = UnpackGroups,
         .unpackPlane = UnpackPlane,

@@ -77,11 +77,18 @@ HWY_INLINE VF Dequantise(hn::Vec<DU> codes, const Dequantiser& range) {
     return hn::Mul(hn::Sub(value, hn::Set(df, range.bias)), hn::Set(df, range.scale));
 }
 
-// Max before Min: NaN takes the second operand of Max, so it ends as code 0.
+// The code in the low 16 bits; the upper ones hold kMagicBits. Adding 2^23 leaves the integer nearest to the sum in the
+// low bits of the mantissa; the quantiser's offset has made sure that no sum is exactly a half. Max before Min: NaN
+// takes the second operand of Max, so it ends as code 0.
+constexpr float kMagic = 8388608.0F;
+HWY_INLINE hn::Vec<DU> QuantiseScaled(VF scaled, float offset, float largest) {
+    const VF sum = hn::Add(scaled, hn::Set(df, offset));
+    const VF clamped = hn::Min(hn::Max(sum, hn::Zero(df)), hn::Set(df, largest));
+    return hn::BitCast(du, hn::Add(clamped, hn::Set(df, kMagic)));
+}
+
 HWY_INLINE hn::Vec<DU> Quantise(VF value, const Quantiser& range) {
-    const VF scaled = hn::Add(hn::Mul(value, hn::Set(df, range.scale)), hn::Set(df, range.offset));
-    const VF clamped = hn::Min(hn::Max(scaled, hn::Zero(df)), hn::Set(df, range.limit));
-    return hn::BitCast(du, hn::ConvertTo(di, clamped));
+    return QuantiseScaled(hn::Mul(value, hn::Set(df, range.scale)), range.offset, range.largest);
 }
 
 HWY_INLINE hn::Vec<DU> LoadPixels(const std::uint8_t* source) {
@@ -103,15 +110,17 @@ HWY_INLINE void SplitPixels(const std::uint8_t* source, hn::Vec<DU>& b0, hn::Vec
     b3 = hn::ShiftRight<24>(pixels);
 }
 
+// Takes the low byte of each; what lies above it is shifted out or masked.
 HWY_INLINE void JoinPixels(hn::Vec<DU> b0, hn::Vec<DU> b1, hn::Vec<DU> b2, hn::Vec<DU> b3, std::uint8_t* destination) {
-    const auto low = hn::Or(b0, hn::ShiftLeft<8>(b1));
-    const auto high = hn::Or(hn::ShiftLeft<16>(b2), hn::ShiftLeft<24>(b3));
+    const hn::Vec<DU> mask = hn::Set(du, 0xFFU);
+    const auto low = hn::Or(hn::And(b0, mask), hn::ShiftLeft<8>(hn::And(b1, mask)));
+    const auto high = hn::Or(hn::ShiftLeft<16>(hn::And(b2, mask)), hn::ShiftLeft<24>(b3));
     StorePixels(hn::Or(low, high), destination);
 }
 
 struct UnpackBytesOp {
-    float* const* planes;
-    const Dequantiser* range;
+    float* planes[4];
+    Dequantiser range[4];
     HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
         hn::Vec<DU> b0, b1, b2, b3;
         SplitPixels(source, b0, b1, b2, b3);
@@ -124,12 +133,14 @@ struct UnpackBytesOp {
 
 void UnpackBytes(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
                  const Dequantiser components[4]) noexcept {
-    ReadUnits<4>(source, pixels, UnpackBytesOp{planes, components});
+    ReadUnits<4>(source, pixels,
+                 UnpackBytesOp{{planes[0], planes[1], planes[2], planes[3]},
+                               {components[0], components[1], components[2], components[3]}});
 }
 
 struct PackBytesOp {
-    const float* const* planes;
-    const Quantiser* range;
+    const float* planes[4];
+    Quantiser range[4];
     HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
         JoinPixels(Quantise(hn::LoadU(df, planes[0] + i), range[0]), Quantise(hn::LoadU(df, planes[1] + i), range[1]),
                    Quantise(hn::LoadU(df, planes[2] + i), range[2]), Quantise(hn::LoadU(df, planes[3] + i), range[3]),
@@ -139,14 +150,47 @@ struct PackBytesOp {
 
 void PackBytes(const float* const planes[4], std::uint8_t* destination, std::size_t pixels,
                const Quantiser components[4]) noexcept {
-    WriteUnits<4>(destination, pixels, PackBytesOp{planes, components});
+    WriteUnits<4>(destination, pixels,
+                  PackBytesOp{{planes[0], planes[1], planes[2], planes[3]},
+                              {components[0], components[1], components[2], components[3]}});
+}
+
+struct UnpackBytesThroughMatrixOp {
+    float* planes[3];
+    float bias[3];
+    float matrix[9];
+    int firstByte; // of the three colour components: 0, or 1 where alpha comes first
+    HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
+        hn::Vec<DU> b0, b1, b2, b3;
+        SplitPixels(source, b0, b1, b2, b3);
+        const auto centred = [this](hn::Vec<DU> codes, int c) HWY_ATTR {
+            return hn::Sub(hn::ConvertTo(df, hn::BitCast(di, codes)), hn::Set(df, bias[c]));
+        };
+        const VF c0 = centred(firstByte != 0 ? b3 : b0, 0);
+        const VF c1 = centred(firstByte != 0 ? b2 : b1, 1);
+        const VF c2 = centred(firstByte != 0 ? b1 : b2, 2);
+        for (int row = 0; row < 3; ++row) {
+            const float* const m = matrix + 3 * row;
+            const VF sum = hn::Add(hn::Add(hn::Mul(hn::Set(df, m[0]), c0), hn::Mul(hn::Set(df, m[1]), c1)),
+                                   hn::Mul(hn::Set(df, m[2]), c2));
+            hn::StoreU(sum, df, planes[row] + i);
+        }
+    }
+};
+
+void UnpackBytesThroughMatrix(const std::uint8_t* source, float* const planes[3], std::size_t pixels,
+                              const ByteMatrix& matrix) noexcept {
+    UnpackBytesThroughMatrixOp op{{planes[0], planes[1], planes[2]}, {}, {}, matrix.alphaFirst ? 1 : 0};
+    std::memcpy(op.bias, matrix.bias, sizeof op.bias);
+    std::memcpy(op.matrix, matrix.matrix, sizeof op.matrix);
+    ReadUnits<4>(source, pixels, op);
 }
 
 // Picture rows may start at any address. The vectors are loaded and stored byte-wise through aligned scratch where the
 // interleaving operations want typed pointers.
 struct UnpackWordsOp {
-    float* const* planes;
-    const Dequantiser* range;
+    float* planes[4];
+    Dequantiser range[4];
     HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
         alignas(64) std::uint16_t words[4 * kMaxLanes];
         std::memcpy(words, source, 8 * LaneCount());
@@ -161,16 +205,18 @@ struct UnpackWordsOp {
 
 void UnpackWords(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
                  const Dequantiser components[4]) noexcept {
-    ReadUnits<8>(source, pixels, UnpackWordsOp{planes, components});
+    ReadUnits<8>(source, pixels,
+                 UnpackWordsOp{{planes[0], planes[1], planes[2], planes[3]},
+                               {components[0], components[1], components[2], components[3]}});
 }
 
 HWY_INLINE hn::Vec<D16> QuantiseToWords(const float* samples, const Quantiser& range) {
-    return hn::DemoteTo(d16, hn::BitCast(di, Quantise(hn::LoadU(df, samples), range)));
+    return hn::TruncateTo(d16, Quantise(hn::LoadU(df, samples), range));
 }
 
 struct PackWordsOp {
-    const float* const* planes;
-    const Quantiser* range;
+    const float* planes[4];
+    Quantiser range[4];
     HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
         alignas(64) std::uint16_t words[4 * kMaxLanes];
         hn::StoreInterleaved4(QuantiseToWords(planes[0] + i, range[0]), QuantiseToWords(planes[1] + i, range[1]),
@@ -182,11 +228,13 @@ struct PackWordsOp {
 
 void PackWords(const float* const planes[4], std::uint8_t* destination, std::size_t pixels,
                const Quantiser components[4]) noexcept {
-    WriteUnits<8>(destination, pixels, PackWordsOp{planes, components});
+    WriteUnits<8>(destination, pixels,
+                  PackWordsOp{{planes[0], planes[1], planes[2], planes[3]},
+                              {components[0], components[1], components[2], components[3]}});
 }
 
 struct UnpackFloatsOp {
-    float* const* planes;
+    float* planes[4];
     HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
         alignas(64) float floats[4 * kMaxLanes];
         std::memcpy(floats, source, 16 * LaneCount());
@@ -200,11 +248,11 @@ struct UnpackFloatsOp {
 };
 
 void UnpackFloats(const std::uint8_t* source, float* const planes[4], std::size_t pixels) noexcept {
-    ReadUnits<16>(source, pixels, UnpackFloatsOp{planes});
+    ReadUnits<16>(source, pixels, UnpackFloatsOp{{planes[0], planes[1], planes[2], planes[3]}});
 }
 
 struct PackFloatsOp {
-    const float* const* planes;
+    const float* planes[4];
     HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
         alignas(64) float floats[4 * kMaxLanes];
         hn::StoreInterleaved4(hn::LoadU(df, planes[0] + i), hn::LoadU(df, planes[1] + i), hn::LoadU(df, planes[2] + i),
@@ -214,7 +262,7 @@ struct PackFloatsOp {
 };
 
 void PackFloats(const float* const planes[4], std::uint8_t* destination, std::size_t pixels) noexcept {
-    WriteUnits<16>(destination, pixels, PackFloatsOp{planes});
+    WriteUnits<16>(destination, pixels, PackFloatsOp{{planes[0], planes[1], planes[2], planes[3]}});
 }
 
 template <bool lumaFirst>
@@ -306,8 +354,7 @@ struct PackPlaneOp {
     const float* samples;
     Quantiser range;
     HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
-        const auto codes = hn::BitCast(di, Quantise(hn::LoadU(df, samples + i), range));
-        hn::StoreU(hn::DemoteTo(d8, codes), d8, destination);
+        hn::StoreU(hn::TruncateTo(d8, Quantise(hn::LoadU(df, samples + i), range)), d8, destination);
     }
 };
 

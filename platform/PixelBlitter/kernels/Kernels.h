@@ -26,11 +26,20 @@ struct Dequantiser {
     float scale;
 };
 
-/// code = floor(clamp(value * scale + offset, 0, limit)); offset and limit carry the half that rounds.
+/// code = the integer nearest to clamp(value * scale + offset, 0, largest), largest below 2^16. The offset carries a
+/// little more than the code of 0, so that halves go up.
 struct Quantiser {
     float scale;
     float offset;
-    float limit;
+    float largest;
+};
+
+/// A matrix applied to the codes of 8-bit pixels: c[row] = sum of matrix[row][i] * (code[i] - bias[i]) over the three
+/// colour components in canonical order.
+struct ByteMatrix {
+    bool alphaFirst;
+    float bias[3];
+    float matrix[9];
 };
 
 /// A move of bytes inside every 16: out[i] = (in[order[i]] & keep[i]) | set[i].
@@ -53,7 +62,7 @@ struct DepthChange {
     alignas(64) float inScale[16];
     alignas(64) float outScale[16];
     alignas(64) float outOffset[16];
-    alignas(64) float limit;
+    float largest;
     alignas(64) float opaqueMask[16]; ///< 1 in the alpha lane, else 0
     float opaqueValue;
 };
@@ -65,6 +74,9 @@ struct Kernels {
     void (*unpackWords)(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
                         const Dequantiser components[4]) noexcept;
     void (*unpackFloats)(const std::uint8_t* source, float* const planes[4], std::size_t pixels) noexcept;
+    // 8-bit pixels straight to the three colour planes of another model.
+    void (*unpackBytesThroughMatrix)(const std::uint8_t* source, float* const planes[3], std::size_t pixels,
+                                     const ByteMatrix& matrix) noexcept;
     // 8-bit 4:2:2: pairs of pixels to 2 * pairs luma samples and pairs samples of each chroma.
     void (*unpackPairs)(const std::uint8_t* source, bool lumaFirst, float* luma, float* u, float* v, std::size_t pairs,
                         const Dequantiser& lumaRange, const Dequantiser& chromaRange) noexcept;

@@ -12,8 +12,15 @@ namespace PixelBlitter {
 HWY_EXPORT(TableOfTarget);
 
 const Kernels& KernelsOfThisMachine() noexcept {
-    // The vector targets start at a baseline that not every machine of the architecture has.
-    if ((hwy::SupportedTargets() & HWY_TARGETS) == 0) {
+    // Asking the processor is slow under a hypervisor, so it happens once; the answer is kept by the vector library,
+    // where tests can replace it.
+    hwy::ChosenTarget& chosen = hwy::GetChosenTarget();
+    if (!chosen.IsInitialized()) {
+        chosen.Update(hwy::SupportedTargets());
+    }
+    // The vector targets start at a baseline that not every machine of the architecture has; beyond the last of them
+    // lies the fallback.
+    if (chosen.GetIndex() > HWY_MAX_DYNAMIC_TARGETS) {
         return PortableKernels();
     }
     return *HWY_DYNAMIC_DISPATCH(TableOfTarget)();
