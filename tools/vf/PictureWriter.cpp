@@ -2,6 +2,7 @@
 
 #include "ExitCodes.h"
 #include "NumberedName.h"
+#include "PlanarKinds.h"
 #include "PngWriter.h"
 #include "VideoWriter.h"
 #include "Y4mWriter.h"
@@ -37,17 +38,14 @@ bool TakesOnePicture(const std::string& path) {
     return ExtensionOf(path) == ".png" && !NumberedName(path).HasNumber();
 }
 
-zynmediatypes::PixelFormat PlanarFormatFor(const Frame& frame, Matrix matrix) {
-    using namespace zynmediatypes;
-    const FieldType fields = frame->GetFieldType();
-    const bool interlaced = fields == kFieldType_UpperFirst || fields == kFieldType_LowerFirst;
-    const bool bt709 = (matrix == Matrix::Other ? DefaultMatrix(HeightOf(frame)) : matrix) == Matrix::BT709;
-    if (interlaced) {
-        return bt709 ? kPixelFormat_YUV_420_MPEG2_FIELD_PICTURE_PLANAR_8u_709
-                     : kPixelFormat_YUV_420_MPEG2_FIELD_PICTURE_PLANAR_8u_601;
-    }
-    return bt709 ? kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_709
-                 : kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_601;
+zynmediatypes::PixelFormat PlanarFormatFor(const Frame& frame, Matrix matrix, ChromaSiting siting) {
+    const auto fields = frame->GetFieldType();
+    PlanarKind kind;
+    kind.bt709 = (matrix == Matrix::Other ? DefaultMatrix(HeightOf(frame)) : matrix) == Matrix::BT709;
+    kind.fieldPictures =
+        fields == zynmediatypes::kFieldType_UpperFirst || fields == zynmediatypes::kFieldType_LowerFirst;
+    kind.centredChroma = siting == ChromaSiting::Centre;
+    return PlanarFormat(kind);
 }
 
 } // namespace tool

@@ -46,8 +46,11 @@ std::unique_ptr<PictureWriter> MakeWriter(const std::string& path, const OutputS
 /// Whether the name asks for one picture only: a png without a %d in it.
 bool TakesOnePicture(const std::string& path);
 
-/// The planar format for 8-bit 4:2:0 output of a frame: studio range, chroma on the left column, frame or field
-/// pictures as the frame's field type says. Matrix::Other becomes the default for the height.
-zynmediatypes::PixelFormat PlanarFormatFor(const Frame& frame, Matrix matrix);
+/// Where 4:2:0 chroma lies: on the left luma column of its pair (MPEG-2 and later) or between the two.
+enum class ChromaSiting { Left, Centre };
+
+/// The planar format for 8-bit 4:2:0 output of a frame: studio range, frame or field pictures as the frame's field type
+/// says. Matrix::Other becomes the default for the height.
+zynmediatypes::PixelFormat PlanarFormatFor(const Frame& frame, Matrix matrix, ChromaSiting siting);
 
 } // namespace tool

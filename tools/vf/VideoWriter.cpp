@@ -10,6 +10,7 @@ extern "C" {
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 namespace tool {
 namespace {
@@ -64,14 +65,21 @@ void VideoWriter::Check(int result) const {
 }
 
 bool VideoWriter::TryEncoder(const AVCodec* codec, const Frame& frame, Matrix matrix) {
+    // A container that cannot say what it takes (a negative answer) takes at least what it was made for.
     if (!codec || !TakesPlanar420(codec) ||
-        avformat_query_codec(mFormat->oformat, codec->id, FF_COMPLIANCE_NORMAL) == 0) {
+        (codec->id != mFormat->oformat->video_codec &&
+         avformat_query_codec(mFormat->oformat, codec->id, FF_COMPLIANCE_NORMAL) != 1)) {
         return false;
     }
+    // MPEG-4 clips do not name their matrix: theirs is the one that readers assume.
+    const bool named = codec->id != AV_CODEC_ID_MPEG4 && codec->id != AV_CODEC_ID_MPEG1VIDEO;
+    const bool centred = codec->id == AV_CODEC_ID_MPEG1VIDEO; // ISO/IEC 11172-2, 2.4.1
+    mPlanarFormat = PlanarFormatFor(frame, named ? matrix : DefaultMatrix(HeightOf(frame)),
+                                    centred ? ChromaSiting::Centre : ChromaSiting::Left);
     mEncoder = NewCodecContext(codec);
     AVCodecContext& encoder = *mEncoder;
     const auto ratio = frame->GetPixelAspectRatio();
-    const bool bt709 = matrix == Matrix::BT709;
+    const bool bt709 = (mPlanarFormat.properties & zynmediatypes::kProperty_BT709) != 0;
     encoder.width = WidthOf(frame);
     encoder.height = HeightOf(frame);
     encoder.pix_fmt = AV_PIX_FMT_YUV420P;
@@ -80,7 +88,7 @@ bool VideoWriter::TryEncoder(const AVCodec* codec, const Frame& frame, Matrix ma
     encoder.sample_aspect_ratio = {static_cast<int>(ratio.numerator), static_cast<int>(ratio.denominator)};
     encoder.colorspace = bt709 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
     encoder.color_range = AVCOL_RANGE_MPEG;
-    encoder.chroma_sample_location = AVCHROMA_LOC_LEFT;
+    encoder.chroma_sample_location = centred ? AVCHROMA_LOC_CENTER : AVCHROMA_LOC_LEFT;
     encoder.thread_count = 0;
     if (IsInterlaced(frame)) {
         encoder.flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
@@ -104,16 +112,15 @@ void VideoWriter::OpenEncoder(const Frame& frame, Matrix matrix) {
                                 avcodec_find_encoder(mFormat->oformat->video_codec)};
     if (std::none_of(candidates.begin(), candidates.end(),
                      [&](const AVCodec* codec) { return TryEncoder(codec, frame, matrix); })) {
-        throw Failure(ExitCode::WriteFailed, mPath + ": no encoder for this kind of output takes " +
-                                                 std::to_string(WidthOf(frame)) + 'x' +
-                                                 std::to_string(HeightOf(frame)) + " pictures of 4:2:0");
+        std::array<char, 64> pictures{};
+        std::snprintf(pictures.data(), pictures.size(), "%dx%d pictures of 4:2:0 at %g a second", WidthOf(frame),
+                      HeightOf(frame), av_q2d(mSettings.frameRate));
+        throw Failure(ExitCode::WriteFailed, mPath + ": no encoder for this kind of output takes " + pictures.data());
     }
 }
 
 void VideoWriter::Open(const Frame& frame, Matrix matrix) {
-    mPlanarFormat = PlanarFormatFor(frame, matrix);
-    const bool bt709 = (mPlanarFormat.properties & zynmediatypes::kProperty_BT709) != 0;
-    OpenEncoder(frame, bt709 ? Matrix::BT709 : Matrix::BT601);
+    OpenEncoder(frame, matrix);
     mStream = avformat_new_stream(mFormat.get(), nullptr);
     if (!mStream) {
         throw std::bad_alloc();

@@ -21,9 +21,10 @@ void Y4mWriter::WriteHeader(const Frame& frame) {
     mFile->Write(header.data(), header.size());
 }
 
-void Y4mWriter::Write(const Frame& frame, std::int64_t, std::int64_t, Matrix matrix) {
-    const Frame planar =
-        ConvertFrame(frame, PlanarFormatFor(frame, matrix), WidthOf(frame), HeightOf(frame), mSettings.quality);
+void Y4mWriter::Write(const Frame& frame, std::int64_t, std::int64_t, Matrix) {
+    // The header cannot name the matrix, so the pictures have the one that readers assume for their height.
+    const auto format = PlanarFormatFor(frame, DefaultMatrix(HeightOf(frame)), ChromaSiting::Left);
+    const Frame planar = ConvertFrame(frame, format, WidthOf(frame), HeightOf(frame), mSettings.quality);
     if (!mFile) {
         mFile.emplace(mPath);
         WriteHeader(frame);
