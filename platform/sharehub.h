@@ -8,8 +8,9 @@
 /// waits for another process's lock.
 ///
 /// Every function may be called from any thread, before InitializeClient (it then answers kResult_NotInitialized) and
-/// after UninitializeClient (references in use stay valid). A process that forks must not use its parent's references
-/// in the child; mappings are not inherited.
+/// after UninitializeClient (references in use stay valid). The child of a fork has no client until it starts one.
+/// Nothing of its parent's is inherited: references copied by the fork answer null and a size of 0 in the child, and
+/// releasing them there does nothing. A fork waits for the operations under way on other threads.
 ///
 /// What is in a block can be changed at any moment by any process of the same user that holds it open for writing. A
 /// reader checks what it reads and works on copies. A file that another process truncates while a pointer into it is
@@ -55,8 +56,9 @@ public:
     /// Gives back a pointer from AcquireDataPointer.
     virtual void ReleaseDataPointer(const void* data) = 0;
 
-    /// Bytes of the block as the file has them now (what was asked for when it was made, unless somebody shrank it).
-    /// Ask again when an operation begins; never trust a size that the block's content claims.
+    /// Bytes of the block as the file has them now (what was asked for when it was made, unless somebody shrank it),
+    /// never more than are mapped; 0 when it cannot be told, because somebody removed the block's name. Asks the system
+    /// each time. Ask again when an operation begins; never trust a size that the block's content claims.
     virtual std::uint64_t GetSize() const = 0;
 
     BinaryReference(const BinaryReference&) = delete;
@@ -78,7 +80,7 @@ public:
     /// Ends a write and gives back the pointer. May be called before or after the block is put.
     virtual void ReleaseDataPointer(const void* data) = 0;
 
-    /// Bytes of the block.
+    /// Bytes of the block as the file has them now; as for BinaryReference.
     virtual std::uint64_t GetSize() const = 0;
 
     WritableBinaryReference(const WritableBinaryReference&) = delete;
@@ -97,14 +99,15 @@ SHAREHUB_API bool InitializeClient() noexcept;
 /// Ends the client at the last call: releases all puts that this process keeps. References in use stay valid.
 SHAREHUB_API void UninitializeClient() noexcept;
 
-/// Makes a block of sizeInBytes bytes, all reserved, contents undefined, private to this process until it is put.
-/// outReference is emptied on failure.
+/// Makes a block of sizeInBytes bytes, all reserved, beginning at a page border, private to this process until it is
+/// put. The bytes are zero. outReference is emptied on failure; what it held before is released last, here and below.
 SHAREHUB_API std::int32_t GetWritableBinaryData(std::uint64_t sizeInBytes,
                                                 boost::shared_ptr<WritableBinaryReference>& outReference) noexcept;
 
 /// Puts a block under a Guid: from now on every process of the user can get it. The client keeps a reference of its own
-/// until its budget is used up by later puts, the same name is dropped, or UninitializeClient. A name that is alive
-/// gives kResult_NameInUse; a dead name or a generation error is replaced.
+/// until its budget is used up by later puts, or UninitializeClient. A name that is alive gives kResult_NameInUse and
+/// leaves the block as it was; a dead name or a generation error is replaced. A block that was put already gets the
+/// Guid as a further name. Pointers acquired before stay valid.
 SHAREHUB_API std::int32_t PutCompletedBinaryData(const zyncore::utility::Guid& id,
                                                  boost::shared_ptr<WritableBinaryReference> reference) noexcept;
 
@@ -112,26 +115,27 @@ SHAREHUB_API std::int32_t PutCompletedBinaryData(const zyncore::utility::Guid& i
 SHAREHUB_API std::int32_t GetBinaryDataIfAvailable(const zyncore::utility::Guid& id,
                                                    boost::shared_ptr<BinaryReference>& outReference) noexcept;
 
-/// Gives the block of a reference, which existingId named when it was got, a second name. The alias lives as long as
-/// the block. newId must be free, dead or a generation error.
+/// Gives the block of a reference, which existingId names, a further name. The alias lives as long as the block.
+/// kResult_NotFound when existingId does not name this block; kResult_NameInUse unless newId is free, dead or a
+/// generation error.
 SHAREHUB_API std::int32_t MakeBinaryDataAlias(const zyncore::utility::Guid& existingId,
                                               const boost::shared_ptr<BinaryReference>& reference,
                                               const zyncore::utility::Guid& newId) noexcept;
 
-/// Tells every process that no data will come under this Guid. Ignored (success) while data is alive under it. Lives
-/// until data is put under the name or no client is left.
+/// Tells every process that no data will come under this Guid. Ignored (success) while data is alive under it; replaces
+/// an older error. Lives until data is put under the name or no client is left in any process.
 SHAREHUB_API std::int32_t PutBinaryDataGenerationError(const zyncore::utility::Guid& id,
                                                        std::int32_t errorCode) noexcept;
 
 /// The generation error under a Guid. kResult_NotFound without one.
 SHAREHUB_API std::int32_t GetGenerationError(const zyncore::utility::Guid& id, std::int32_t& outErrorCode) noexcept;
 
-/// Removes what dead processes left: blocks that nobody holds, and their names. Returns the number of blocks and names
-/// removed. InitializeClient does the same.
+/// Removes what dead processes left: blocks that nobody holds, and their names. Returns the number of names removed (a
+/// block that was not put counts as one). InitializeClient does the same.
 SHAREHUB_API std::uint64_t SweepDeadBlocks() noexcept;
 
 /// Bytes of puts that this client may keep alive on its own (default kDefaultPutBudget). When a put exceeds it, the
-/// oldest puts' own references are released; readers keep theirs.
+/// oldest puts' own references are released; readers keep theirs. A put larger than the whole budget is not kept.
 SHAREHUB_API void SetPutBudget(std::uint64_t bytes) noexcept;
 inline constexpr std::uint64_t kDefaultPutBudget = std::uint64_t{1} << 30;
 

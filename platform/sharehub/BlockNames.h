@@ -37,8 +37,7 @@ enum class NameState {
     Refused,      ///< the system does not let us look
 };
 
-/// Looks at a name and removes the block when it is dead. Adds what was removed to outRemoved: the block and its names
-/// but the first.
+/// Looks at a name and removes the block when it is dead. Adds the number of names removed to outRemoved.
 NameState RemoveIfDead(const Directory& directory, const Name& name, std::uint64_t* outRemoved = nullptr) noexcept;
 
 /// Takes the shared lock of a block that was just opened under a name, and becomes a holder. Alive: taken. Free: the

@@ -103,6 +103,10 @@ TEST_F(HostileFilesTest, AllNamesGoWhateverBecameOfTheirList) {
         [](const fs::path& list) { std::ofstream(list) << "garbage of an odd length"; },
         [](const fs::path& list) { fs::resize_file(list, 16); },
         [](const fs::path& list) {
+            const Guid others[] = {Id(7), Id(7)};
+            std::ofstream(list, std::ios::binary).write(reinterpret_cast<const char*>(others), sizeof(others));
+        },
+        [](const fs::path& list) {
             fs::remove(list);
             ASSERT_EQ(::mkfifo(list.c_str(), 0600), 0);
         },
@@ -111,6 +115,8 @@ TEST_F(HostileFilesTest, AllNamesGoWhateverBecameOfTheirList) {
             fs::create_symlink("/proc/self/mem", list);
         },
     };
+    const Writable innocent = MakeBlock(10, 7);
+    ASSERT_EQ(PutCompletedBinaryData(Id(7), innocent), kResult_Success);
     SetPutBudget(0);
     for (const auto& attack : attacks) {
         Writable writable = MakeBlock(10, 1);
@@ -127,7 +133,7 @@ TEST_F(HostileFilesTest, AllNamesGoWhateverBecameOfTheirList) {
         (void)MakeBinaryDataAlias(Id(1), reference, Id(4)); // may fail, may not
         writable.reset();
         reference.reset();
-        EXPECT_EQ(Entries(), std::vector<std::string>());
+        EXPECT_EQ(Entries(), std::vector<std::string>({Id(7).ToString()})) << "and no name of another block";
     }
 }
 
