@@ -77,13 +77,13 @@ ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept : mFrom(
     mFromLinear = from.linear && !to.linear;
     mToLinear = to.linear && !from.linear;
     mMatrix = from.model != to.model;
-    mOpaque = alpha == AlphaStep::Opaque;
+    mOpaque = alpha == AlphaStep::Opaque && to.Is444();
     // Premultiplied values in two encodings are not proportional, so they pass through straight ones.
     const bool reassociate =
         (mFromLinear || mToLinear) && alpha == AlphaStep::Keep && from.alpha == AlphaKind::Premultiplied;
     mUnpremultiply = alpha == AlphaStep::Unpremultiply || reassociate;
     mPremultiply = alpha == AlphaStep::Premultiply || reassociate;
-    mByteMatrix = mMatrix && mOpaque && !mToLinear && from.packing == Packing::Bytes;
+    mByteMatrix = mMatrix && to.IsSubsampled() && from.packing == Packing::Bytes;
     if (mMatrix) {
         const Matrix matrix = Product(FromRGB(to.model), ToRGB(from.model));
         std::transform(matrix.begin(), matrix.end(), mCoefficients,
@@ -126,7 +126,7 @@ void ColourSteps::Apply(const Kernels& kernels, float* const planes[4], std::siz
         kernels.premultiply(planes, count);
     }
     if (mOpaque) {
-        std::fill_n(planes[3], count, 1.0F);
+        kernels.setToOne(planes[3], count);
     }
 }
 

@@ -7,7 +7,7 @@
 ///   format is linear, its gamma-encoded values otherwise.
 /// - Towards a format without alpha colours stay as they are: straight colours lose their alpha, premultiplied ones
 ///   come out as if composited over black.
-/// - Towards a format with alpha from one without, alpha is opaque.
+/// - Towards a format with alpha from one without, alpha is opaque. Subsampled formats have no fourth plane to set.
 
 #include "Format.h"
 
@@ -19,7 +19,7 @@ class ColourSteps {
 public:
     ColourSteps(const Format& from, const Format& to) noexcept;
 
-    /// Whether a matrix is all that happens to the colours, on the way from an 8-bit format to one without alpha.
+    /// Whether a matrix is all that happens, on the way from an 8-bit 4:4:4:4 format to a subsampled one.
     bool IsByteMatrix() const noexcept { return mByteMatrix; }
     ByteMatrix MatrixOfBytes() const noexcept;
 

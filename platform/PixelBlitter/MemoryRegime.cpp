@@ -10,6 +10,8 @@ constexpr std::uint64_t kStreamingThreshold = std::uint64_t{32} << 20;
 
 } // namespace
 
-bool StreamsStores(std::uint64_t bytesMoved) noexcept { return bytesMoved > kStreamingThreshold; }
+bool StreamsStores(std::uint64_t bytesMoved) noexcept {
+    return bytesMoved > kStreamingThreshold;
+}
 
 } // namespace PixelBlitter

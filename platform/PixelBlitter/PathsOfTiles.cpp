@@ -67,6 +67,8 @@ void RunSubsampled(const Conversion& conversion) noexcept {
     const ByteMatrix matrix = byteMatrix ? steps.MatrixOfBytes() : ByteMatrix{};
     // The filters of a subsampled destination look one column beyond the tile on either side.
     const int halo = conversion.destination.format.IsSubsampled() ? 1 : 0;
+    // Whole vectors on the left keep the reads of aligned pictures aligned.
+    const int leftHalo = byteMatrix ? static_cast<int>(kPlanePadding) : halo;
     TileScratch scratch;
     const int width = source.width;
     for (int row = 0; row < source.height; ++row) {
@@ -75,7 +77,7 @@ void RunSubsampled(const Conversion& conversion) noexcept {
             if (half) {
                 writer.WriteHalf(row, left, right, reader.ReadHalf(row, left, right, scratch), output);
             } else {
-                const int first = std::max(0, left - halo);
+                const int first = std::max(0, left - leftHalo);
                 const int end = width - right > halo ? right + halo : width;
                 float* planes[4];
                 if (byteMatrix) {

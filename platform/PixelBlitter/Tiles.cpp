@@ -113,7 +113,6 @@ void RowReader::Read(int row, int left, int right, TileScratch& scratch, float* 
     for (int c = 0; c < 3; ++c) {
         outPlanes[c] += left - 2 * first;
     }
-    std::fill_n(outPlanes[3], count, 1.0F);
 }
 
 void RowReader::ReadThroughMatrix(int row, int left, int right, const ByteMatrix& matrix, TileScratch& scratch,

@@ -35,8 +35,8 @@ class RowReader {
 public:
     RowReader(const SourcePicture& picture, const Kernels& kernels) noexcept;
 
-    /// Columns [left, right), at most kReadColumns, of a row counted from the top, with chroma at full width. Formats
-    /// without alpha deliver the fourth component as 1 when they are subsampled, and as it lies in memory otherwise.
+    /// Columns [left, right), at most kReadColumns, of a row counted from the top, with chroma at full width. The
+    /// fourth plane of a subsampled format is not filled.
     void Read(int row, int left, int right, TileScratch& scratch, float* outPlanes[4]) const noexcept;
 
     /// Reads the three colour planes of an 8-bit 4:4:4:4 picture through a matrix; outPlanes[3] is not filled.

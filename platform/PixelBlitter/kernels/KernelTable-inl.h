@@ -37,6 +37,7 @@ const Kernels* TableOfTarget() {
         .fromLinear = FromLinear,
         .premultiply = Premultiply,
         .unpremultiply = Unpremultiply,
+        .setToOne = SetToOne,
         .clampToUnit = ClampToUnit,
         .widenChroma = WidenChroma,
         .narrowChroma = NarrowChroma,

@@ -169,12 +169,13 @@ struct UnpackBytesThroughMatrixOp {
         const VF c0 = centred(firstByte != 0 ? b3 : b0, 0);
         const VF c1 = centred(firstByte != 0 ? b2 : b1, 1);
         const VF c2 = centred(firstByte != 0 ? b1 : b2, 2);
-        for (int row = 0; row < 3; ++row) {
-            const float* const m = matrix + 3 * row;
-            const VF sum = hn::Add(hn::Add(hn::Mul(hn::Set(df, m[0]), c0), hn::Mul(hn::Set(df, m[1]), c1)),
-                                   hn::Mul(hn::Set(df, m[2]), c2));
-            hn::StoreU(sum, df, planes[row] + i);
-        }
+        const auto sum = [&](const float* m) HWY_ATTR {
+            return hn::Add(hn::Add(hn::Mul(hn::Set(df, m[0]), c0), hn::Mul(hn::Set(df, m[1]), c1)),
+                           hn::Mul(hn::Set(df, m[2]), c2));
+        };
+        hn::StoreU(sum(matrix), df, planes[0] + i);
+        hn::StoreU(sum(matrix + 3), df, planes[1] + i);
+        hn::StoreU(sum(matrix + 6), df, planes[2] + i);
     }
 };
 
@@ -395,6 +396,12 @@ void Unpremultiply(float* const planes[4], std::size_t count) noexcept {
             const VF colour = hn::Div(hn::LoadU(df, planes[c] + i), divisor);
             hn::StoreU(hn::IfThenZeroElse(transparent, colour), df, planes[c] + i);
         }
+    }
+}
+
+void SetToOne(float* samples, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        hn::StoreU(hn::Set(df, 1.0F), df, samples + i);
     }
 }
 

@@ -109,6 +109,7 @@ struct Kernels {
     void (*premultiply)(float* const planes[4], std::size_t count) noexcept;
     void (*unpremultiply)(float* const planes[4], std::size_t count) noexcept; ///< alpha 0 gives colour 0
 
+    void (*setToOne)(float* samples, std::size_t count) noexcept;
     void (*clampToUnit)(float* samples, std::size_t count) noexcept; ///< to 0..1, NaN to 0
 
     // Chroma between full and half width. Samples [-1] and [count] of the input must exist.
