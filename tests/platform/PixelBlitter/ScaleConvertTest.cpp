@@ -1,0 +1,117 @@
+#include "TestPicture.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+int Scale(const TestPicture& from, TestPicture& to, int quality, int fromField = 0, int toField = 0) {
+    return PB_ScaleConvert(from.base, from.RowBytes(), from.width, from.height, from.format.value, fromField, to.base,
+                           to.RowBytes(), to.width, to.height, to.format.value, toField, quality);
+}
+
+TEST(Plan, NamesThePath) {
+    const auto path = [](std::int32_t from, std::int32_t to, int width = 64) {
+        return PB_PlanScaleConvert(64, 64, from, 0, width, 64, to, 0, 3).path;
+    };
+    EXPECT_EQ(path(0x4, 0x4), "copy");
+    EXPECT_EQ(path(0x1000821, 0x1000821), "copy");
+    EXPECT_EQ(path(0x4, 0x1004), "shuffle");
+    EXPECT_EQ(path(0x88, 0x8C), "shuffle");
+    EXPECT_EQ(path(0x811, 0x1811), "shuffle");
+    EXPECT_EQ(path(0x4, 0x1104), "depth");
+    EXPECT_EQ(path(0x805, 0x90D), "depth");
+    EXPECT_EQ(path(0x4, 0x8), "float tiles");
+    EXPECT_EQ(path(0x811, 0x851), "float tiles");
+    EXPECT_EQ(path(0x4, 0x4, 32), "scale");
+    EXPECT_EQ(path(0x4, 0x4, 0), "nothing");
+    const PB_Plan plan = PB_PlanScaleConvert(64, 64, 0x4, 1, 32, 32, 0x811, 1, 4);
+    EXPECT_EQ(plan.filter, "lanczos3");
+    EXPECT_EQ(plan.path, "scale fields");
+    EXPECT_EQ(plan.bytesMoved, 64U * 64 * 4 + 32 * 32 * 2);
+    EXPECT_EQ(PB_PlanScaleConvert(64, 64, 4, 0, 64, 64, 0x1000821, 0, 0).result, kPB_UnsupportedFormat);
+    EXPECT_EQ(PB_PlanScaleConvert(64, 64, 4, 0, 32, 64, kPB_CustomFormat, 0, 0).result, kPB_UnsupportedFormat);
+}
+
+TEST(Scale, KeepsAConstantPictureBetweenAllFormats) {
+    const float colour[4] = {0.25F, 0.5F, 0.75F, 1}; // B G R A
+    for (const std::int32_t from : reference::AllFormats()) {
+        for (const std::int32_t to : reference::AllFormats()) {
+            const int quality = (from + to) % 5;
+            TestPicture source(from, 37, 11, 3), scaled(to, 521, 6, 5, true), wanted(to, 521, 6);
+            ASSERT_EQ(PB_FillWithColor(source.base, source.RowBytes(), 37, 11, from, colour, 0x104), 0);
+            ASSERT_EQ(Scale(source, scaled, quality), 0);
+            EXPECT_TRUE(scaled.PaddingUntouched());
+            // What one pixel of the source converts to.
+            TestPicture one(from, 6, 6), converted(to, 6, 6);
+            ASSERT_EQ(PB_FillWithColor(one.base, one.RowBytes(), 6, 6, from, colour, 0x104), 0);
+            ASSERT_EQ(Convert(one, converted), 0);
+            const auto got = scaled.Codes(), want = converted.Codes();
+            for (int c = 0; c < (scaled.format.Is444() ? 4 : 3); ++c) {
+                for (const double code : got.plane[c].samples) {
+                    ASSERT_NEAR(code, want.plane[c].samples[0],
+                                scaled.format.layout == reference::Layout::Floats  ? 1e-5
+                                : scaled.format.layout == reference::Layout::Words ? 2
+                                                                                   : 1)
+                        << std::hex << from << " " << to;
+                }
+            }
+        }
+    }
+}
+
+TEST(Scale, DoesNotBleedTransparentColour) {
+    TestPicture source(0x4, 16, 16), scaled(0x4, 7, 40);
+    for (int i = 0; i < 256; ++i) { // opaque blue beside transparent green
+        const std::uint8_t pixel[2][4] = {{255, 0, 0, 255}, {0, 255, 0, 0}};
+        std::memcpy(source.base + 4 * i, pixel[i % 16 < 8 ? 0 : 1], 4);
+    }
+    for (int quality = 0; quality <= 5; ++quality) {
+        ASSERT_EQ(Scale(source, scaled, quality), 0);
+        const auto got = scaled.Codes();
+        for (std::size_t i = 0; i < got.plane[0].samples.size(); ++i) {
+            EXPECT_EQ(got.plane[1].samples[i], 0) << quality;
+            EXPECT_TRUE(got.plane[3].samples[i] == 0 || got.plane[0].samples[i] == 255) << quality;
+        }
+    }
+}
+
+TEST(Scale, HandlesFieldsApart) {
+    // Even lines (from the top) white, odd ones black: scaled as fields each keeps its colour, as a frame they mix.
+    TestPicture source(0x805, 8, 16), scaled(0x805, 8, 8);
+    for (int row = 0; row < 16; ++row) {
+        const std::uint8_t y = (15 - row) % 2 == 0 ? 235 : 16;
+        for (int x = 0; x < 8; ++x) {
+            const std::uint8_t pixel[4] = {128, 128, y, 255};
+            std::memcpy(source.base + row * source.stride + 4 * x, pixel, 4);
+        }
+    }
+    const auto lumaOfRow = [&](int fromField, int toField, int row) {
+        EXPECT_EQ(Scale(source, scaled, 2, fromField, toField), 0);
+        return scaled.Codes().plane[2].At(3, row);
+    };
+    EXPECT_EQ(lumaOfRow(1, 1, 2), 235);
+    EXPECT_EQ(lumaOfRow(1, 1, 3), 16);
+    EXPECT_EQ(lumaOfRow(2, 3, 2), 235); // unset takes the other side's
+    EXPECT_EQ(lumaOfRow(-7, 1, 3), 16);
+    EXPECT_EQ(lumaOfRow(1, 2, 2), 16);         // field 0 stays field 0, which lies on the other lines
+    EXPECT_NEAR(lumaOfRow(1, 0, 2), 125.5, 1); // one side progressive: a frame
+    EXPECT_NEAR(lumaOfRow(3, 3, 2), 125.5, 1);
+}
+
+TEST(Scale, RefusesWhatItCannotDo) {
+    TestPicture source(0x4, 8, 8), destination(0x4, 4, 4);
+    const auto refuses = [&](int expected, std::int32_t from, std::int32_t to, int toStride, int width, int height) {
+        EXPECT_EQ(PB_ScaleConvert(source.base, 32, 8, 8, from, 0, destination.base, toStride, width, height, to, 0, 3),
+                  expected);
+        EXPECT_TRUE(destination.Untouched());
+    };
+    refuses(kPB_UnsupportedFormat, 0x4, 0x1000821, 16, 4, 4);
+    refuses(kPB_UnsupportedFormat, 0x4, 0, 16, 4, 4);
+    refuses(kPB_BadArgument, 0x4, 0x4, 15, 4, 4);
+    refuses(kPB_BadArgument, 0x4, 0xA000831, 0, std::numeric_limits<int>::max(), std::numeric_limits<int>::max());
+}
+
+} // namespace
