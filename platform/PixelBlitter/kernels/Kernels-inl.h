@@ -72,15 +72,29 @@ HWY_INLINE void WriteUnits(std::uint8_t* destination, std::size_t units, const O
     }
 }
 
-HWY_INLINE VF Dequantise(hn::Vec<DU> codes, const Dequantiser& range) {
-    const VF value = hn::ConvertTo(df, hn::BitCast(di, codes));
-    return hn::Mul(hn::Sub(value, hn::Set(df, range.bias)), hn::Set(df, range.scale));
+// Codes travel as the low bits of the float 2^23 + code, where no conversion between integers and floats is needed.
+constexpr float kMagic = 8388608.0F;
+constexpr std::uint32_t kMagicBits = 0x4B000000U;
+
+HWY_INLINE hn::Vec<DU> ToMagic(hn::Vec<DU> codes) {
+    return hn::Or(codes, hn::Set(du, kMagicBits));
+}
+HWY_INLINE hn::Vec<DU> ToMagic(hn::Vec<DU> bits, hn::Vec<DU> mask) {
+    return hn::OrAnd(hn::Set(du, kMagicBits), bits, mask);
+}
+
+// Codes and biases are integers below 2^16, so the difference is exact.
+HWY_INLINE VF Unbias(hn::Vec<DU> magic, float bias) {
+    return hn::Sub(hn::BitCast(df, magic), hn::Set(df, kMagic + bias));
+}
+
+HWY_INLINE VF Dequantise(hn::Vec<DU> magic, const Dequantiser& range) {
+    return hn::Mul(Unbias(magic, range.bias), hn::Set(df, range.scale));
 }
 
 // The code in the low 16 bits; the upper ones hold kMagicBits. Adding 2^23 leaves the integer nearest to the sum in the
 // low bits of the mantissa; the quantiser's offset has made sure that no sum is exactly a half. Max before Min: NaN
 // takes the second operand of Max, so it ends as code 0.
-constexpr float kMagic = 8388608.0F;
 HWY_INLINE hn::Vec<DU> QuantiseScaled(VF scaled, float offset, float largest) {
     const VF sum = hn::Add(scaled, hn::Set(df, offset));
     const VF clamped = hn::Min(hn::Max(sum, hn::Zero(df)), hn::Set(df, largest));
@@ -99,22 +113,21 @@ HWY_INLINE void StorePixels(hn::Vec<DU> pixels, std::uint8_t* destination) {
     hn::StoreU(hn::BitCast(dbytes, pixels), dbytes, destination);
 }
 
-// The four bytes of each 32-bit pixel.
+// The four bytes of each 32-bit pixel, with the magic bits above them.
 HWY_INLINE void SplitPixels(const std::uint8_t* source, hn::Vec<DU>& b0, hn::Vec<DU>& b1, hn::Vec<DU>& b2,
                             hn::Vec<DU>& b3) {
     const hn::Vec<DU> pixels = LoadPixels(source);
     const hn::Vec<DU> mask = hn::Set(du, 0xFFU);
-    b0 = hn::And(pixels, mask);
-    b1 = hn::And(hn::ShiftRight<8>(pixels), mask);
-    b2 = hn::And(hn::ShiftRight<16>(pixels), mask);
-    b3 = hn::ShiftRight<24>(pixels);
+    b0 = ToMagic(pixels, mask);
+    b1 = ToMagic(hn::ShiftRight<8>(pixels), mask);
+    b2 = ToMagic(hn::ShiftRight<16>(pixels), mask);
+    b3 = ToMagic(hn::ShiftRight<24>(pixels));
 }
 
-// Takes the low byte of each; what lies above it is shifted out or masked.
+// Of codes below 256 with magic bits above them; the shifts drop those bits.
 HWY_INLINE void JoinPixels(hn::Vec<DU> b0, hn::Vec<DU> b1, hn::Vec<DU> b2, hn::Vec<DU> b3, std::uint8_t* destination) {
-    const hn::Vec<DU> mask = hn::Set(du, 0xFFU);
-    const auto low = hn::Or(hn::And(b0, mask), hn::ShiftLeft<8>(hn::And(b1, mask)));
-    const auto high = hn::Or(hn::ShiftLeft<16>(hn::And(b2, mask)), hn::ShiftLeft<24>(b3));
+    const auto low = hn::OrAnd(hn::ShiftLeft<8>(b1), b0, hn::Set(du, 0xFFU));
+    const auto high = hn::Or(hn::ShiftLeft<16>(b2), hn::ShiftLeft<24>(b3));
     StorePixels(hn::Or(low, high), destination);
 }
 
@@ -163,9 +176,7 @@ struct UnpackBytesThroughMatrixOp {
     HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
         hn::Vec<DU> b0, b1, b2, b3;
         SplitPixels(source, b0, b1, b2, b3);
-        const auto centred = [this](hn::Vec<DU> codes, int c) HWY_ATTR {
-            return hn::Sub(hn::ConvertTo(df, hn::BitCast(di, codes)), hn::Set(df, bias[c]));
-        };
+        const auto centred = [this](hn::Vec<DU> codes, int c) HWY_ATTR { return Unbias(codes, bias[c]); };
         const VF c0 = centred(firstByte != 0 ? b3 : b0, 0);
         const VF c1 = centred(firstByte != 0 ? b2 : b1, 1);
         const VF c2 = centred(firstByte != 0 ? b1 : b2, 2);
@@ -197,10 +208,10 @@ struct UnpackWordsOp {
         std::memcpy(words, source, 8 * LaneCount());
         hn::Vec<D16> w0, w1, w2, w3;
         hn::LoadInterleaved4(d16, words, w0, w1, w2, w3);
-        hn::StoreU(Dequantise(hn::PromoteTo(du, w0), range[0]), df, planes[0] + i);
-        hn::StoreU(Dequantise(hn::PromoteTo(du, w1), range[1]), df, planes[1] + i);
-        hn::StoreU(Dequantise(hn::PromoteTo(du, w2), range[2]), df, planes[2] + i);
-        hn::StoreU(Dequantise(hn::PromoteTo(du, w3), range[3]), df, planes[3] + i);
+        hn::StoreU(Dequantise(ToMagic(hn::PromoteTo(du, w0)), range[0]), df, planes[0] + i);
+        hn::StoreU(Dequantise(ToMagic(hn::PromoteTo(du, w1)), range[1]), df, planes[1] + i);
+        hn::StoreU(Dequantise(ToMagic(hn::PromoteTo(du, w2)), range[2]), df, planes[2] + i);
+        hn::StoreU(Dequantise(ToMagic(hn::PromoteTo(du, w3)), range[3]), df, planes[3] + i);
     }
 };
 
@@ -329,7 +340,7 @@ struct UnpackPlaneOp {
     float* samples;
     Dequantiser range;
     HWY_INLINE void Run(const std::uint8_t* source, std::size_t i) const {
-        hn::StoreU(Dequantise(hn::PromoteTo(du, hn::LoadU(d8, source)), range), df, samples + i);
+        hn::StoreU(Dequantise(ToMagic(hn::PromoteTo(du, hn::LoadU(d8, source))), range), df, samples + i);
     }
 };
 

@@ -75,10 +75,10 @@ void UnpackGroups(const std::uint8_t* source, float* luma, float* u, float* v, s
     for (std::size_t k = 0; k < 3 * groups; k += LaneCount()) {
         const auto y = hn::LoadU(du, codes.luma + k);
         const auto c = hn::LoadU(du, codes.chroma + k);
-        hn::StoreInterleaved2(Dequantise(hn::And(y, low), forLuma), Dequantise(hn::ShiftRight<16>(y), forLuma), df,
-                              luma + 2 * k);
-        hn::StoreU(Dequantise(hn::And(c, low), forChroma), df, u + k);
-        hn::StoreU(Dequantise(hn::ShiftRight<16>(c), forChroma), df, v + k);
+        hn::StoreInterleaved2(Dequantise(ToMagic(y, low), forLuma), Dequantise(ToMagic(hn::ShiftRight<16>(y)), forLuma),
+                              df, luma + 2 * k);
+        hn::StoreU(Dequantise(ToMagic(c, low), forChroma), df, u + k);
+        hn::StoreU(Dequantise(ToMagic(hn::ShiftRight<16>(c)), forChroma), df, v + k);
     }
 }
 
@@ -109,9 +109,9 @@ void PackGroups(const float* luma, const float* u, const float* v, std::uint8_t*
     for (std::size_t k = 0; k < 3 * groups; k += LaneCount()) {
         VF even, odd;
         hn::LoadInterleaved2(df, luma + 2 * k, even, odd);
-        const auto y = hn::Or(hn::And(Quantise(even, forLuma), mask), hn::ShiftLeft<16>(Quantise(odd, forLuma)));
-        const auto c = hn::Or(hn::And(Quantise(hn::LoadU(df, u + k), forChroma), mask),
-                              hn::ShiftLeft<16>(Quantise(hn::LoadU(df, v + k), forChroma)));
+        const auto y = hn::OrAnd(hn::ShiftLeft<16>(Quantise(odd, forLuma)), Quantise(even, forLuma), mask);
+        const auto c = hn::OrAnd(hn::ShiftLeft<16>(Quantise(hn::LoadU(df, v + k), forChroma)),
+                                 Quantise(hn::LoadU(df, u + k), forChroma), mask);
         hn::StoreU(y, du, codes.luma + k);
         hn::StoreU(c, du, codes.chroma + k);
     }
