@@ -100,7 +100,8 @@ SHAREHUB_API bool InitializeClient() noexcept;
 SHAREHUB_API void UninitializeClient() noexcept;
 
 /// Makes a block of sizeInBytes bytes, all reserved, beginning at a page border, private to this process until it is
-/// put. The bytes are zero. outReference is emptied on failure; what it held before is released last, here and below.
+/// put. Contents are undefined. outReference is emptied on failure; what it held before is released last, here and
+/// below.
 SHAREHUB_API std::int32_t GetWritableBinaryData(std::uint64_t sizeInBytes,
                                                 boost::shared_ptr<WritableBinaryReference>& outReference) noexcept;
 
