@@ -9,13 +9,27 @@
 ///   first, as their standards have it, and the converter turns them over.
 /// - A stride (row bytes) may be negative: rows then lie at decreasing addresses. For a picture of height 1 it is not
 ///   looked at (callers pass 0). For formats with a top byte (planar, DV, custom) the image is one run of bytes and the
-///   stride is not looked at, except where equal custom formats copy one run.
+///   stride is not looked at, except where PB_Convert copies between equal formats.
 /// - A width or height of 0 or less is nothing to do: result 0, nothing touched.
 /// - Otherwise null pointers, unknown formats, strides whose magnitude is below a row and sizes that overflow give an
 ///   error, and nothing has been written.
-/// - Sources are only read. Sources and destinations must not overlap unless they are the same picture in place.
+/// - Sources are only read. A destination may overlap its source: the result is the same, but unless the picture is
+///   converted in place to pixels that are no larger, a copy of the source is made first.
+/// - Odd widths in 4:2:2, V210 and 4:2:0: what a unit holds beyond the last pixel repeats that pixel. V210 writes whole
+///   groups of 16 bytes and never the rest of a row.
+/// - Colour: BT.601 and BT.709 in studio range, full range where the format says so; 4:2:2 and MPEG-2 chroma is sited
+/// on
+///   the left of two columns, MPEG-4 chroma between them; 4:2:0 chroma lies between two rows, in field pictures between
+///   two lines of its own field. Chroma is interpolated linearly towards full size and filtered by a triangle towards
+///   half; where neither matrix nor siting changes it is not resampled. Linear light goes through the sRGB curve (IEC
+///   61966-2-1), continued as an odd function below 0 and by its power above 1.
+/// - Alpha: colours are multiplied or divided in the encoding of the premultiplied side; alpha 0 gives colour 0.
+/// Towards
+///   formats without alpha colours stay as they are and the fourth channel becomes opaque.
+/// - Codes are rounded to the nearest, halves up, and clipped to what the format holds; NaN becomes the lowest code.
+///   Conversions give the same bytes on every processor.
 /// - All functions may be called from any thread at any time, also before PB_Initialize; two calls must not write the
-///   same destination at once. None throws.
+///   same destination at once. None throws, PB_PlanScaleConvert excepted.
 
 #include "SymbolVisibility.h"
 
@@ -66,8 +80,9 @@ PIXELBLITTER_API int PB_ClipBufferToRect(void* buffer, int rowBytes, int width, 
                                          int left, int top, void** outStart) noexcept;
 
 /// Converts a picture of width x height pixels. The quality has RenderQuality's scale; without scaling it chooses
-/// nothing today. Equal formats copy, repacking rows; equal formats with a top byte (custom included) move one run: the
-/// image's own size for planar and DV, min(|source stride|, |destination stride|) bytes for custom formats.
+/// nothing today. Equal formats copy, repacking rows; equal formats with a top byte (custom included) move one run of
+/// min(|source stride|, |destination stride|) bytes, for planar and DV at most the image's own size (a stride of 0 is
+/// no limit there).
 PIXELBLITTER_API int PB_Convert(const void* source, int sourceRowBytes, PB_PixelFormat sourceFormat, void* destination,
                                 int destinationRowBytes, PB_PixelFormat destinationFormat, int width, int height,
                                 int quality) noexcept;
@@ -75,8 +90,9 @@ PIXELBLITTER_API int PB_Convert(const void* source, int sourceRowBytes, PB_Pixel
 /// Converts and scales a whole source picture onto a whole destination picture. Filters by quality: 0 to 2 box or
 /// bilinear, 3 bicubic, 4 and more Lanczos with 3 lobes. Field types as zynmediatypes::FieldType: 0 progressive; 1:
 /// field 0 holds the picture's top line; 2: the line below it; 3 and unknown values take the other side's type,
-/// progressive when both are unset. Two interlaced sides scale field by field; equal sizes and field types convert
-/// without resampling.
+/// progressive when both are unset. Two interlaced sides of different sizes scale field by field, field 0 onto field 0;
+/// everything else is handled as a frame. Equal sizes convert without resampling. Pictures are filtered in the model
+/// and encoding of the source, premultiplied where both sides have alpha.
 PIXELBLITTER_API int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int sourceHeight,
                                      PB_PixelFormat sourceFormat, int sourceFieldType, void* destination,
                                      int destinationRowBytes, int destinationWidth, int destinationHeight,
@@ -101,14 +117,15 @@ PIXELBLITTER_API int PB_FillWithColor(void* data, int rowBytes, int width, int h
 /// How a PB_ScaleConvert with these arguments would be done.
 struct PB_Plan {
     int result = kPB_Success;         ///< what the call would answer; the rest is meaningful only for success
-    std::string path;                 ///< "nothing", "copy", "shuffle", "float tiles", "scale", ...
+    std::string path;                 ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type
+                                      ///< only), "float tiles", "scale", "scale fields"
     std::string filter;               ///< "none", "box", "bilinear", "bicubic", "lanczos3"
     int bands = 1;                    ///< parts that may run on different threads
-    std::uint64_t temporaryBytes = 0; ///< memory beside source and destination
+    std::uint64_t temporaryBytes = 0; ///< memory beside source and destination, when these do not overlap
     std::uint64_t bytesMoved = 0;     ///< bytes of the source read and of the destination written
 };
 
-/// Plans a PB_ScaleConvert without touching pixels. Strides count as those of packed rows.
+/// Plans a PB_ScaleConvert without touching pixels. Strides count as those of packed rows. May throw std::bad_alloc.
 PIXELBLITTER_API PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat sourceFormat,
                                              int sourceFieldType, int destinationWidth, int destinationHeight,
                                              PB_PixelFormat destinationFormat, int destinationFieldType, int quality);

@@ -12,6 +12,10 @@ using namespace PixelBlitter;
 
 namespace {
 
+constexpr PB_PixelFormat kFloatBGRA = 0x104;
+constexpr PB_PixelFormat kFloatVUYA = 0x905;
+constexpr PB_PixelFormat kFloatVUYA709 = 0xB05;
+
 // The widest unit: six pixels of V210, or one of four floats.
 constexpr std::size_t kUnitBytes = 16;
 constexpr int kUnitPixels = 6;
@@ -100,12 +104,16 @@ PB_Result MakeUnit(const Format& format, const void* colour, const Format& colou
         std::memcpy(outUnit.bytes.data(), colour, outUnit.size);
         return kPB_Success;
     }
-    // The first pixel in a precision that loses nothing, then a row of it.
-    const std::int32_t wide = static_cast<std::int32_t>(colourFormat.IsYUV() ? 0x905 : 0x104);
-    const std::int32_t wide709 = 0xB05;
-    const auto between = FindFormat(colourFormat.model == ColourModel::BT709 ? wide709 : wide);
+    // The first pixel as floats of the colour's own model and light, which lose nothing, then a row of it.
+    const PB_PixelFormat floats = colourFormat.model == ColourModel::RGB     ? kFloatBGRA
+                                  : colourFormat.model == ColourModel::BT709 ? kFloatVUYA709
+                                                                             : kFloatVUYA;
+    const std::optional<Format> found = FindFormat(floats);
+    if (!found) {
+        return kPB_UnsupportedFormat;
+    }
     std::array<std::array<float, 4>, kUnitPixels> pixels{};
-    Format middle = *between;
+    Format middle = *found;
     middle.alpha = colourFormat.alpha == AlphaKind::None ? AlphaKind::Straight : colourFormat.alpha;
     middle.linear = colourFormat.linear;
     const SourcePicture one{colourFormat, static_cast<const std::uint8_t*>(colour), 0, 1, 1};
@@ -149,7 +157,6 @@ int FillWith(const PictureArguments& arguments, const void* colour, PB_PixelForm
 }
 
 // Black and white of every format, said in B G R A floats.
-constexpr PB_PixelFormat kFloatBGRA = 0x104;
 constexpr float kOpaqueBlack[4] = {0, 0, 0, 1};
 constexpr float kOpaqueWhite[4] = {1, 1, 1, 1};
 constexpr float kTransparentBlack[4] = {0, 0, 0, 0};
