@@ -165,11 +165,11 @@ INSTANTIATE_TEST_SUITE_P(Bundled, ConvertClip, testing::ValuesIn(kClips),
 // A file of 90 lines that cannot name its matrix is read as BT.601, whatever the source had.
 TEST(ConvertMatrix, FollowsWhatTheOutputCanSay) {
     const ScratchFolder folder;
-    const std::string common = " --frames 40:41 --size 160x90 --quality 0";
-    ASSERT_EQ(RunTool("convert " + kCockatoo + " " + (folder / "is.png") + common).exitCode, 0);
+    const std::string command = "convert --frames 40:41 --size 160x90 --quality 0 " + kCockatoo + " ";
+    ASSERT_EQ(RunTool(command + (folder / "is.png")).exitCode, 0);
     const Decoded reference = Decode(folder / "is.png");
     for (const char* name : {"o.y4m", "o.mp4"}) {
-        ASSERT_EQ(RunTool("convert " + kCockatoo + " " + (folder / name) + common).exitCode, 0);
+        ASSERT_EQ(RunTool(command + (folder / name)).exitCode, 0);
         const Decoded decoded = Decode(folder / name);
         const AVFrame& picture = *decoded.pictures.at(0);
         const bool bt709 = picture.colorspace == AVCOL_SPC_BT709;

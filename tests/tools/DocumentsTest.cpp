@@ -4,7 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
+#include <sstream>
+#include <string>
 
 namespace tooltest {
 namespace {
@@ -39,10 +40,17 @@ TEST(Documents, ReadmeShowsTheExampleAsItIsBuilt) {
 TEST(Documents, EveryPackageHasItsReason) {
     const std::string reasons = Document("docs/dependencies.md");
     const std::string setup = Document("scripts/setup");
-    const std::regex package("(lib[a-z]+-dev|ccache|cmake|ninja-build|pkg-config|clang-[a-z]+)");
+    const std::size_t list = setup.find("packages=(\n");
+    ASSERT_NE(list, std::string::npos);
+    std::istringstream lines(setup.substr(list, setup.find("\n)", list) - list));
     int count = 0;
-    for (std::sregex_iterator at(setup.begin(), setup.end(), package), end; at != end; ++at, ++count) {
-        EXPECT_NE(reasons.find('`' + at->str() + '`'), std::string::npos) << at->str();
+    std::string line;
+    std::getline(lines, line); // packages=(
+    while (std::getline(lines, line)) {
+        std::istringstream words(line.substr(0, line.find('#')));
+        for (std::string package; words >> package; ++count) {
+            EXPECT_NE(reasons.find('`' + package + '`'), std::string::npos) << package;
+        }
     }
     EXPECT_GT(count, 15);
 }

@@ -53,7 +53,8 @@ std::array<double, 2> PositionOf(const Layout& layout, const AVPixFmtDescriptor&
     const double line = 1 << descriptor.log2_chroma_h;
     double top = (y + 0.5) * line - 0.5;
     if (layout.interlaced && descriptor.log2_chroma_h == 1) {
-        top = 4 * (y / 2) + (y % 2 == 0 ? 0.5 : 2.5);
+        const int pair = y / 2;
+        top = 4.0 * pair + (y % 2 == 0 ? 0.5 : 2.5);
     }
     return {static_cast<double>(x << descriptor.log2_chroma_w), top};
 }

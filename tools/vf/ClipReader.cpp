@@ -183,7 +183,7 @@ std::int64_t ClipReader::EstimatedCount() const {
     if (mStream->duration > 0) {
         return av_rescale_q(mStream->duration, mStream->time_base, av_inv_q(FrameRate()));
     }
-    return mFormat->duration > 0 ? av_rescale_q(mFormat->duration, AV_TIME_BASE_Q, av_inv_q(FrameRate())) : 0;
+    return mFormat->duration > 0 ? av_rescale_q(mFormat->duration, {1, AV_TIME_BASE}, av_inv_q(FrameRate())) : 0;
 }
 
 } // namespace tool

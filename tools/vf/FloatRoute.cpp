@@ -116,7 +116,8 @@ private:
     Between ChromaLines(int y) const {
         if (mSource.picture.interlaced_frame && mShiftY == 1 && mHeight > 1) {
             const int field = y & 1;
-            const double position = (y / 2) / 2.0 - (field == 0 ? 0.125 : 0.375);
+            const int lineOfField = y / 2;
+            const double position = lineOfField / 2.0 - (field == 0 ? 0.125 : 0.375);
             Between lines = Between::At(position, (mHeight + 1 - field) / 2);
             lines.first = 2 * lines.first + field;
             lines.second = 2 * lines.second + field;
@@ -154,6 +155,7 @@ Frame LoadFloat(const PictureToLoad& source) {
     }
     const AVFrame& picture = source.picture;
     std::vector<ComponentReader> readers;
+    readers.reserve(source.layout.nb_components);
     for (int component = 0; component < source.layout.nb_components; ++component) {
         readers.emplace_back(source, component);
     }

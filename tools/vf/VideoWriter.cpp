@@ -36,6 +36,13 @@ bool IsInterlaced(const Frame& frame) {
     return fields == zynmediatypes::kFieldType_UpperFirst || fields == zynmediatypes::kFieldType_LowerFirst;
 }
 
+// H.264 crops 4:2:0 pictures in pairs of samples, fields one by one (ITU-T H.264, 7.4.2.1.1), and its encoders refuse
+// every other size.
+bool TakesSize(const AVCodec* codec, const Frame& frame) {
+    return codec->id != AV_CODEC_ID_H264 ||
+           (WidthOf(frame) % 2 == 0 && HeightOf(frame) % (IsInterlaced(frame) ? 4 : 2) == 0);
+}
+
 } // namespace
 
 void VideoWriter::CloseOutput::operator()(AVFormatContext* format) const noexcept {
@@ -66,7 +73,7 @@ void VideoWriter::Check(int result) const {
 
 bool VideoWriter::TryEncoder(const AVCodec* codec, const Frame& frame, Matrix matrix) {
     // A container that cannot say what it takes (a negative answer) takes at least what it was made for.
-    if (!codec || !TakesPlanar420(codec) ||
+    if (!codec || !TakesPlanar420(codec) || !TakesSize(codec, frame) ||
         (codec->id != mFormat->oformat->video_codec &&
          avformat_query_codec(mFormat->oformat, codec->id, FF_COMPLIANCE_NORMAL) != 1)) {
         return false;
