@@ -29,6 +29,6 @@ if(VF_SANITIZE)
     target_compile_options(vf_build_options INTERFACE -fsanitize=${VF_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
     target_link_options(vf_build_options INTERFACE -fsanitize=${VF_SANITIZE})
-    string(REPLACE "," "_" _vf_sanitize_name "${VF_SANITIZE}")
+    string(MAKE_C_IDENTIFIER "${VF_SANITIZE}" _vf_sanitize_name)
     target_compile_definitions(vf_build_options INTERFACE VF_SANITIZE_${_vf_sanitize_name}=1)
 endif()
