@@ -22,7 +22,7 @@ Result RunTool(const std::string& arguments) {
 }
 
 ScratchFolder::ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vf-tool-XXXXXX").string();
+    std::string pattern = (std::filesystem::temp_directory_path() / ("vf-tool-" + std::string(6, 'X'))).string();
     if (!mkdtemp(pattern.data())) {
         throw std::runtime_error("no temporary folder");
     }

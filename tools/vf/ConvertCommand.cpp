@@ -114,7 +114,7 @@ private:
     }
 
     ConvertArguments mArguments;
-    LibrarySession mLibrary;
+    LibraryGuard mLibrary;
     zynmediatypes::PixelFormat mFormat;
     zynmediatypes::RenderQuality mQuality;
     std::optional<PictureSize> mSize;

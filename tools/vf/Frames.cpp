@@ -21,11 +21,11 @@ std::uint8_t* PixelsOf(const Frame& frame) {
 
 } // namespace
 
-LibrarySession::LibrarySession() {
+LibraryGuard::LibraryGuard() {
     VF::Initialize();
 }
 
-LibrarySession::~LibrarySession() {
+LibraryGuard::~LibraryGuard() {
     VF::Shutdown();
 }
 

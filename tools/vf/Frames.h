@@ -14,12 +14,12 @@ namespace tool {
 using Frame = BRT::InterfaceRef<RK::IVideoFrame>;
 
 /// Keeps the library started.
-class LibrarySession {
+class LibraryGuard {
 public:
-    LibrarySession();
-    ~LibrarySession();
-    LibrarySession(const LibrarySession&) = delete;
-    LibrarySession& operator=(const LibrarySession&) = delete;
+    LibraryGuard();
+    ~LibraryGuard();
+    LibraryGuard(const LibraryGuard&) = delete;
+    LibraryGuard& operator=(const LibraryGuard&) = delete;
 };
 
 /// A new frame with undefined pixels. Throws Failure(ConversionRefused) when the library makes none, std::bad_alloc
