@@ -17,15 +17,13 @@
 ///   converted in place to pixels that are no larger, a copy of the source is made first.
 /// - Odd widths in 4:2:2, V210 and 4:2:0: what a unit holds beyond the last pixel repeats that pixel. V210 writes whole
 ///   groups of 16 bytes and never the rest of a row.
-/// - Colour: BT.601 and BT.709 in studio range, full range where the format says so; 4:2:2 and MPEG-2 chroma is sited
-/// on
-///   the left of two columns, MPEG-4 chroma between them; 4:2:0 chroma lies between two rows, in field pictures between
+/// - Colour: BT.601 and BT.709 in studio range, full range where the format says so. 4:2:2 and MPEG-2 chroma is sited
+///   on the left of two columns, MPEG-4 chroma between them; 4:2:0 chroma lies between two rows, in field pictures between
 ///   two lines of its own field. Chroma is interpolated linearly towards full size and filtered by a triangle towards
 ///   half; where neither matrix nor siting changes it is not resampled. Linear light goes through the sRGB curve (IEC
 ///   61966-2-1), continued as an odd function below 0 and by its power above 1.
 /// - Alpha: colours are multiplied or divided in the encoding of the premultiplied side; alpha 0 gives colour 0.
-/// Towards
-///   formats without alpha colours stay as they are and the fourth channel becomes opaque.
+///   Towards formats without alpha, colours stay as they are and the fourth channel becomes opaque.
 /// - Codes are rounded to the nearest, halves up, and clipped to what the format holds; NaN becomes the lowest code.
 ///   Conversions give the same bytes on every processor.
 /// - All functions may be called from any thread at any time, also before PB_Initialize; two calls must not write the
@@ -46,6 +44,9 @@
 /// A converter value. The top byte is 0 for row formats.
 using PB_PixelFormat = std::int32_t;
 
+/// The same under its enumeration name.
+using PixelBlitterPixelFormat = PB_PixelFormat;
+
 inline constexpr PB_PixelFormat kPB_NoFormat = 0;
 inline constexpr PB_PixelFormat kPB_CustomFormat = 0x7F000020;
 
@@ -59,7 +60,8 @@ enum PB_Result : int {
     kPB_OutOfMemory = -16,        ///< memory exhausted, and only that
 };
 
-/// Starts and stops the converter. Calls are counted; the last PB_Terminate frees what the converter caches.
+/// Starts and stops the converter. Calls are counted; the last PB_Terminate frees what the converter caches
+/// (it fills again when needed), and one without a PB_Initialize is ignored.
 PIXELBLITTER_API int PB_Initialize() noexcept;
 PIXELBLITTER_API void PB_Terminate() noexcept;
 

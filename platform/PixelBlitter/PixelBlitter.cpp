@@ -15,6 +15,17 @@ namespace {
 
 std::atomic<int> sUsers{0};
 
+// Counts one user less; true when it was the last. There may be none.
+bool DropLastUser() noexcept {
+    int users = sUsers.load(std::memory_order_relaxed);
+    while (users > 0) {
+        if (sUsers.compare_exchange_weak(users, users - 1, std::memory_order_acq_rel)) {
+            return users == 1;
+        }
+    }
+    return false;
+}
+
 std::uint64_t Magnitude(int value) noexcept {
     return static_cast<std::uint64_t>(value < 0 ? -std::int64_t{value} : std::int64_t{value});
 }
@@ -99,10 +110,15 @@ int AddressOf(Void* buffer, int rowBytes, int width, int height, PB_PixelFormat 
 } // namespace
 
 int PB_Initialize() noexcept {
+    sUsers.fetch_add(1, std::memory_order_relaxed);
     return kPB_Success;
 }
 
-void PB_Terminate() noexcept {}
+void PB_Terminate() noexcept {
+    if (DropLastUser()) {
+        ReleaseResampleTables();
+    }
+}
 
 std::uint64_t PB_PixelFormatSize(PB_PixelFormat format, int width, int height) noexcept {
     const auto* const row = zynmediatypes::FindPixelFormatByConverterValue(static_cast<std::uint32_t>(format));
