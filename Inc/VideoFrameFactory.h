@@ -1,6 +1,8 @@
 #pragma once
 
 /// Creation of frames that the CPU can address. All functions may be called from any thread.
+///
+/// Frames on broker blocks are not inherited by a fork: the child may release them and nothing else.
 
 #include "BRTFoundation.h"
 #include "RenderKit.h"

@@ -1,6 +1,7 @@
 #pragma once
 
-/// The steps that units add to the library's first start and last stop. Called under the lifecycle lock, in this order.
+/// The points at which units with process-wide state are started and stopped: the library's first start and last stop.
+/// Called under the lifecycle lock, in this order.
 
 namespace VF::Details {
 

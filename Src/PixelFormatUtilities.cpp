@@ -116,12 +116,12 @@ int ConvertColorToPixelFormattedData(PixelFormat inFormat, float inAlpha, float 
                : -1;
 }
 
-bool RectIsValidForPixelFormat(PixelFormat inFormat, const BRT::ParamRect<BRT::CRect> inRect,
-                               const zynmediatypes::PixelAspectRatio inAspectRatio) {
+bool RectIsValidForPixelFormat(PixelFormat inFormat, const BRT::ParamRect<BRT::CRect>& inRect,
+                               const zynmediatypes::PixelAspectRatio& inAspectRatio) {
     return zynmediatypes::IsRectValidForFormat(inFormat, inRect.Width(), inRect.Height(), inAspectRatio);
 }
 
-bool IsRectNativeToFrame(const BRT::ParamRect<BRT::CRect> inRect, const BRT::ParamRect<BRT::CRect> inFrameBounds,
+bool IsRectNativeToFrame(const BRT::ParamRect<BRT::CRect>& inRect, const BRT::ParamRect<BRT::CRect>& inFrameBounds,
                          PixelFormat inFormat) {
     if (inRect == inFrameBounds) {
         return true;

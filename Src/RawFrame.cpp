@@ -55,7 +55,8 @@ void* RawFrame::DeletingDestructor(unsigned int inFlags) {
 }
 
 std::int32_t RawFrame::QueryInterface(const zyncore::utility::Guid& inID, void** outInterface) {
-    if (inID == IVideoFrameMemoryAccess::kInterfaceID || inID == kClassID || inID == BRT::BRTUnknown::kInterfaceID) {
+    if (inID == IVideoFrameMemoryAccess::kInterfaceID || inID == kInterfaceID ||
+        inID == BRT::BRTUnknown::kInterfaceID) {
         *outInterface = static_cast<IVideoFrameMemoryAccess*>(this);
         AddRef();
         return kResult_Success;

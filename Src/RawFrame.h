@@ -13,7 +13,7 @@ namespace VF {
 class RawFrame final : public IVideoFrameMemoryAccess, public BRT::Allocated {
 public:
     /// {F216FE55-58ED-4784-A44A-0B051A0C726D}
-    static constexpr zyncore::utility::Guid kClassID{
+    static constexpr zyncore::utility::Guid kInterfaceID{
         0xF216FE55, 0x58ED, 0x4784, {0xA4, 0x4A, 0x0B, 0x05, 0x1A, 0x0C, 0x72, 0x6D}};
 
     /// Takes the block. With an alignment (a power of two) the data begins at a multiple of it strictly behind the

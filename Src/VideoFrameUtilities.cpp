@@ -17,7 +17,7 @@ std::uint32_t sInitializationCount = 0;
 
 namespace Details {
 
-// The units behind these steps have no process-wide state.
+// None of the units has process-wide state today; one that gains it starts and stops here, in this order.
 void MakeBaseSuiteCurrent() {}
 void CreateSharedVideoFrameCache() {}
 void ReportAndReleaseLentPixmaps() {}

@@ -13,5 +13,7 @@ configure_package_config_file(cmake/vfConfig.cmake.in ${CMAKE_BINARY_DIR}/vfConf
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/vfConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/vfConfig.cmake ${CMAKE_BINARY_DIR}/vfConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vf)
+file(RELATIVE_PATH VF_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH VF_PC_INCLUDEDIR ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/vf.pc.in ${CMAKE_BINARY_DIR}/vf.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/vf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -140,7 +140,9 @@ public:
     InterfaceRef(const InterfaceRef& other) : InterfaceRef(other.mObject) {}
     InterfaceRef(InterfaceRef&& other) noexcept : mObject(std::exchange(other.mObject, nullptr)) {}
     InterfaceRef& operator=(const InterfaceRef& other) {
-        InterfaceRef(other).Swap(*this);
+        if (this != &other) {
+            InterfaceRef(other).Swap(*this);
+        }
         return *this;
     }
     InterfaceRef& operator=(InterfaceRef&& other) noexcept {
@@ -223,7 +225,10 @@ public:
 /// Base of classes whose objects live in Allocator memory.
 class Allocated {
 public:
-    static void* operator new(std::size_t sizeInBytes) { return Allocator::Allocate(sizeInBytes); }
+    // The allocator wants the size back, so only the sized operator delete exists.
+    static void* operator new(std::size_t sizeInBytes) { // NOLINT(misc-new-delete-overloads)
+        return Allocator::Allocate(sizeInBytes);
+    }
     static void operator delete(void* block, std::size_t sizeInBytes) noexcept {
         Allocator::Dispose(block, sizeInBytes);
     }

@@ -18,10 +18,10 @@
 /// - Odd widths in 4:2:2, V210 and 4:2:0: what a unit holds beyond the last pixel repeats that pixel. V210 writes whole
 ///   groups of 16 bytes and never the rest of a row.
 /// - Colour: BT.601 and BT.709 in studio range, full range where the format says so. 4:2:2 and MPEG-2 chroma is sited
-///   on the left of two columns, MPEG-4 chroma between them; 4:2:0 chroma lies between two rows, in field pictures between
-///   two lines of its own field. Chroma is interpolated linearly towards full size and filtered by a triangle towards
-///   half; where neither matrix nor siting changes it is not resampled. Linear light goes through the sRGB curve (IEC
-///   61966-2-1), continued as an odd function below 0 and by its power above 1.
+///   on the left of two columns, MPEG-4 chroma between them; 4:2:0 chroma lies between two rows, in field pictures
+///   between two lines of its own field. Chroma is interpolated linearly towards full size and filtered by a triangle
+///   towards half; where neither matrix nor siting changes it is not resampled. Linear light goes through the sRGB
+///   curve (IEC 61966-2-1), continued as an odd function below 0 and by its power above 1.
 /// - Alpha: colours are multiplied or divided in the encoding of the premultiplied side; alpha 0 gives colour 0.
 ///   Towards formats without alpha, colours stay as they are and the fourth channel becomes opaque.
 /// - Codes are rounded to the nearest, halves up, and clipped to what the format holds; NaN becomes the lowest code.
@@ -120,7 +120,7 @@ PIXELBLITTER_API int PB_FillWithColor(void* data, int rowBytes, int width, int h
 struct PB_Plan {
     int result = kPB_Success;         ///< what the call would answer; the rest is meaningful only for success
     std::string path;                 ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type
-                                      ///< only), "float tiles", "scale", "scale fields"
+                                      ///< only), "integers" (exact on codes), "float tiles", "scale", "scale fields"
     std::string filter;               ///< "none", "box", "bilinear", "bicubic", "lanczos3"
     int bands = 1;                    ///< parts that may run on different threads
     std::uint64_t temporaryBytes = 0; ///< memory beside source and destination, when these do not overlap

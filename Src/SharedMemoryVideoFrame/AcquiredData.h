@@ -26,9 +26,12 @@ public:
     }
     AcquiredData(const AcquiredData&) = delete;
     AcquiredData& operator=(const AcquiredData&) = delete;
-    ~AcquiredData() {
+    ~AcquiredData() { ReleaseData(); }
+
+    /// Gives the pointer back and keeps the reference.
+    void ReleaseData() {
         if (mReference && mData) {
-            mReference->ReleaseDataPointer(mData);
+            mReference->ReleaseDataPointer(std::exchange(mData, nullptr));
         }
     }
 

@@ -68,7 +68,7 @@ std::uint32_t SharedMemoryVideoFrameBase::Release() {
 
 std::int32_t SharedMemoryVideoFrameBase::QueryInterface(const zyncore::utility::Guid& inID, void** outInterface) {
     void* found = nullptr;
-    if (inID == RK::IVideoFrame::kInterfaceID) {
+    if (inID == RK::IVideoFrame::kInterfaceID || inID == BRT::BRTUnknown::kInterfaceID) {
         found = static_cast<RK::IVideoFrame*>(this);
     } else if (inID == IVideoFrameMemoryAccess::kInterfaceID) {
         found = static_cast<IVideoFrameMemoryAccess*>(this);
@@ -83,8 +83,6 @@ std::int32_t SharedMemoryVideoFrameBase::QueryInterface(const zyncore::utility::
         found = offered ? static_cast<IVideoFrame2DPixelMemoryAccess*>(this) : nullptr;
     } else if (inID == Details::IFrameBlock::kInterfaceID) {
         found = static_cast<Details::IFrameBlock*>(this);
-    } else if (inID == BRT::BRTUnknown::kInterfaceID) {
-        found = static_cast<RK::IVideoFrame*>(this);
     }
     *outInterface = found;
     if (!found) {
@@ -114,7 +112,7 @@ SharedMemoryVideoFrameHeader* SharedMemoryVideoFrameBase::WritableHeader() {
 
 void* SharedMemoryVideoFrameBase::WritablePixels() {
     void* const block = InternalGetWritableData();
-    Details::CheckContract(block != nullptr, kWritableCondition, kAccessorSource, 80);
+    Details::CheckContract(!GetReadOnly() && block, kWritableCondition, kAccessorSource, 80);
     return Details::OffsetPointer(block, static_cast<std::int64_t>(PixelsBehindStart(*static_cast<Header*>(block))));
 }
 
@@ -301,7 +299,9 @@ void* SharedMemoryVideoFrameBase::GetData() {
 std::uint64_t SharedMemoryVideoFrameBase::GetDataSize() {
     const zynmediatypes::PixelFormat format = GetPixelType();
     if (IsCustomBEPixelFormat(format)) {
-        return GetBufferSize() - kSharedMemoryHeaderSize;
+        // A word that is too small for the header itself comes from a block that lies.
+        const std::uint64_t blockSize = GetBufferSize();
+        return blockSize < kSharedMemoryHeaderSize ? 0 : blockSize - kSharedMemoryHeaderSize;
     }
     const BRT::ParamRect<BRT::CRect> bounds = GetBounds();
     return zynmediatypes::PixelFormatSize(format, bounds.right, bounds.bottom);

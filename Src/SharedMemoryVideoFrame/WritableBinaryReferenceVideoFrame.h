@@ -29,7 +29,8 @@ protected:
     std::uint64_t GetBlockSize() override { return mBlock.SizeInBytes(); }
 
 private:
-    ~WritableBinaryReferenceVideoFrame() = default;
+    // The write ends before the references go.
+    ~WritableBinaryReferenceVideoFrame() { mBlock.ReleaseData(); }
 
     Block mBlock;
     boost::shared_ptr<framebroker::BinaryReference> mPublishedReference;

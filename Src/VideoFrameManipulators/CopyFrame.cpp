@@ -18,7 +18,7 @@ void SetDestinationFieldType(const FrameRef& source, const FrameRef& destination
     const std::int64_t sourceHeight = source->GetBounds().bottom;
     const std::int64_t destinationHeight = destination->GetBounds().bottom;
     if (quality < zynmediatypes::kRenderQuality_High && sourceHeight >= 2 * destinationHeight) {
-        // A fast copy to half the height drops the second field.
+        // A fast copy to half the height mixes both fields, so what arrives is progressive.
         destination->SetFieldType(zynmediatypes::kFieldType_Progressive);
     } else if (destination->GetFieldType() == zynmediatypes::kFieldType_NotSet ||
                (!fieldTypeGiven && sourceHeight <= destinationHeight)) {

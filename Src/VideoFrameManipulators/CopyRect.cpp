@@ -7,6 +7,7 @@
 #include "VideoFrameGeometry.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace VF::VideoFrameManipulators {
 namespace {
@@ -57,13 +58,15 @@ int ScaleConvert(const ImagePart& source, const ImagePart& destination, zynmedia
 }
 
 // Every second row of the source, and half the rectangle. The rectangle is halved unmirrored: a field copy takes the
-// rows in the order they lie in memory.
-ImagePart FieldOf(const ImagePart& whole, const Rect& unmirroredRect, int fieldSelector) {
+// rows in the order they lie in memory. Empty when the doubled stride is no 32-bit word.
+std::optional<ImagePart> FieldOf(const ImagePart& whole, const Rect& unmirroredRect, int fieldSelector) {
     ImagePart field = whole;
     if (fieldSelector == 0) {
         field.image.data = Details::OffsetPointer(field.image.data, field.image.rowBytes);
     }
-    field.image.rowBytes = Details::WrappingProduct(2, field.image.rowBytes);
+    if (__builtin_mul_overflow(field.image.rowBytes, 2, &field.image.rowBytes)) {
+        return std::nullopt;
+    }
     field.rect = {unmirroredRect.left, unmirroredRect.top / 2, unmirroredRect.right, unmirroredRect.bottom / 2};
     return field;
 }
@@ -102,7 +105,11 @@ int CopyRect(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrame, const Rect& inSou
         return kResult_Success;
     }
     if (fieldCopy) {
-        from = FieldOf(from, sourceRect, inFieldSelector);
+        const std::optional<ImagePart> field = FieldOf(from, sourceRect, inFieldSelector);
+        if (!field) {
+            return kResult_Success;
+        }
+        from = *field;
     }
     return ScaleConvert(from, to, inQuality) == Details::kConverterOutOfMemory ? kResult_BufferTooSmall
                                                                                : kResult_Success;

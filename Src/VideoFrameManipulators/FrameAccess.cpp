@@ -23,7 +23,20 @@ bool IsAddressable(zynmediatypes::PixelFormat format) noexcept {
 }
 
 std::uint32_t BytesPerAddressablePixel(zynmediatypes::PixelFormat format) noexcept {
-    return IsAddressable(format) ? PixelSize(format) : 0;
+    if (!IsAddressable(format)) {
+        return 0;
+    }
+    switch ((format.properties & zynmediatypes::kPropertyMask_Precision) >> zynmediatypes::kPropertyShift_Precision) {
+    case 0:
+        return 4;
+    case 2:
+    case 3:
+        return 8;
+    case 5:
+        return 16;
+    default:
+        return 0;
+    }
 }
 
 PB_PixelFormat AlphaAwareConverterFormat(const BRT::InterfaceRef<RK::IVideoFrame>& frame) {

@@ -98,7 +98,8 @@ const PixelFormatRow* FindPixelFormatByConverterValue(std::uint32_t converterVal
 }
 
 std::uint64_t PixelFormatSize(PixelFormat format, std::int32_t width, std::int32_t height) noexcept {
-    if (width <= 0 || height <= 0 || (format.properties & kPropertyMask_Family) != kPropertyFamily_Uncompressed) {
+    if (width <= 0 || height <= 0 || IsCustomName(format.name) ||
+        (format.properties & kPropertyMask_Family) != kPropertyFamily_Uncompressed) {
         return 0;
     }
     const auto columns = static_cast<std::uint64_t>(width);

@@ -1,6 +1,7 @@
 #include "RawFrame.h"
 
 #include "ContractLog.h"
+#include "TestFrames.h"
 #include "VFResults.h"
 
 #include <gtest/gtest.h>
@@ -48,7 +49,8 @@ TEST(RawFrame, AnswersMemoryAccessItsClassAndNothingElse) {
     BRT::InterfaceRef<RawFrame> frame(new RawFrame);
     ASSERT_EQ(frame->Initialize(16, 0), 0);
     void* found = nullptr;
-    for (const auto& id : {IVideoFrameMemoryAccess::kInterfaceID, RawFrame::kClassID, BRT::BRTUnknown::kInterfaceID}) {
+    for (const auto& id :
+         {IVideoFrameMemoryAccess::kInterfaceID, RawFrame::kInterfaceID, BRT::BRTUnknown::kInterfaceID}) {
         EXPECT_EQ(frame->QueryInterface(id, &found), 0);
         EXPECT_EQ(found, frame.GetPtr());
         frame->Release();
@@ -56,6 +58,8 @@ TEST(RawFrame, AnswersMemoryAccessItsClassAndNothingElse) {
     EXPECT_EQ(frame->QueryInterface(RK::IVideoFrame::kInterfaceID, &found), kResult_NoSuchInterface);
     EXPECT_EQ(found, nullptr);
     EXPECT_EQ(frame->GetSelfReference(), frame);
+    const vftest::FrameRef video = vftest::MakeFrame(zynmediatypes::kPixelFormat_BGRA_4444_8u, 4, 4, false);
+    EXPECT_FALSE(BRT::QueryInterface<RawFrame>(video)) << "a frame with memory access is no raw block";
 }
 
 } // namespace

@@ -143,6 +143,8 @@ TEST_F(VideoFrameFactory, ZeroAndHugeSizes) {
     ContractLog log;
     FrameRef frame = MakeFrame(kPixelFormat_BGRA_4444_8u, 4, 4);
     EXPECT_EQ(VF::CreateVideoFrame(frame, kPixelFormat_BGRA_4444_8u, 0, 0, {1, 1}, true, false), 0);
+    ASSERT_TRUE(frame) << "creation goes on with the zero value";
+    EXPECT_EQ(BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(frame)->GetDataSize(), 0U);
     EXPECT_EQ(VF::CreateCustomVideoFrame(frame, {zynmediatypes::FourCharacterCode("@own"), 0}, 0, 0, 5, {1, 1}), 0);
     EXPECT_EQ(log.Take(), (std::vector<std::string>{"inWidth != 0 @ Src/VideoFrameFactory:79",
                                                     "inHeight != 0 @ Src/VideoFrameFactory:80",

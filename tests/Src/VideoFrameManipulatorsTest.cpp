@@ -64,6 +64,13 @@ TEST_F(CopyRectTest, FieldSelectorsTakeEverySecondRowOfMemory) {
             EXPECT_EQ(std::memcmp(Pixels(destination) + row * 16, expected, 16), 0) << selector << " row " << row;
         }
     }
+    // Rows so wide that twice their bytes are no 32-bit word: refused, like everything the converter refuses.
+    FrameRef wide = MakeFrame(kPixelFormat_BGRA_4444_8u, 1U << 28, 4, false);
+    FrameRef small = MakeFrame(kPixelFormat_BGRA_4444_8u, 16, 4);
+    for (const int selector : {0, 1}) {
+        EXPECT_EQ(CopyRect(wide, {0, 0, 16, 4}, small, {0, 0, 16, 4}, kLow, selector), 0);
+        EXPECT_EQ(PixelAt(small, 0, 0), 0xFF000000U);
+    }
     FrameRef planar = MakeFrame(kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_601, 4, 8);
     EXPECT_THROW(CopyRect(planar, {0, 0, 4, 8}, source, {0, 0, 4, 4}, kLow, 0), BRT::NullInterfaceException);
 }

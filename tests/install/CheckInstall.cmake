@@ -9,9 +9,8 @@ run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${WORK}/package -G Ninja -DCMAKE_PREFIX_P
 run(${CMAKE_COMMAND} --build ${WORK}/package)
 run(${WORK}/package/consumer)
 
-# The installed .pc names the configured prefix; the tree lies elsewhere, so it is told where.
 execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${WORK}/tree/${LIBDIR}/pkgconfig
-    pkg-config --define-variable=prefix=${WORK}/tree --cflags --libs vf
+    pkg-config --cflags --libs vf
     OUTPUT_VARIABLE _flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(_flags)
 run(${CXX} -std=c++20 ${CONSUMER}/consumer.cpp -o ${WORK}/by_pkgconfig ${_flags} -Wl,-rpath,${WORK}/tree/${LIBDIR})
