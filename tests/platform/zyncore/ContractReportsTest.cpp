@@ -1,13 +1,13 @@
+#include "TestHelpers.h"
 #include "zyncore.h"
 
 #include <gtest/gtest.h>
 
 #include <sys/ptrace.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <stdexcept>
-#include <thread>
+#include <tuple>
 
 namespace {
 
@@ -25,151 +25,88 @@ void FailCheck(const char* condition, const char* source, int line, std::uint32_
 
 class ContractReportsTest : public testing::Test {
 protected:
-    void SetUp() override { debug::SetTraceLevel("Contract", -1); }
-    void TearDown() override {
-        debug::SetTraceLevel("Contract", 0);
-        debug::SetTraceSink(nullptr, nullptr);
-        debug::SetContractDialogHook(nullptr);
-        config::SetErrorHook(nullptr);
-    }
+    ContractReportsTest() { debug::SetTraceSink(&AddLine, &mLines); }
+    ~ContractReportsTest() override { debug::SetTraceSink(nullptr, nullptr); }
     std::vector<debug::ContractRecord> New() const { return debug::ContractReportsAfter(mStart); }
     const std::uint64_t mStart = debug::ContractReportCount();
+    std::vector<std::string> mLines;
 };
 
-TEST_F(ContractReportsTest, RecordHoldsConditionSourceLineAndNumbers) {
+TEST_F(ContractReportsTest, RecordAndTraceLineHoldConditionSourceLineAndNumbers) {
+    debug::SetTraceLevel("Contract", 0);
     std::string condition = "inWidth != 0";
-    debug::BreakAfterContractDialog(condition.c_str(), "Src/Factory", 79);
+    EXPECT_FALSE(debug::BreakAfterContractDialog(condition.c_str(), "Src/Factory", 79));
     condition.assign(condition.size(), '#'); // the note must not point into the caller's text
     Report("$$$/key=Text", 0xFFFFFFFF, -3);
     Report("$$$/other=Text");
     FailCheck(nullptr, nullptr, 5);
-    Report(nullptr);
-
+    Report(nullptr, 105, 1);
+    using Row = std::tuple<std::string, std::string, int, int, std::string, std::uint32_t>;
+    const Row expected[] = {{"inWidth != 0", "Src/Factory", 79, -3, "$$$/key=Text", 0xFFFFFFFF},
+                            {"", "", 0, 0, "$$$/other=Text", 105}, // the note was used up
+                            {"", "", 5, 0, "$$$/key=Text", 105},
+                            {"", "", 0, 1, "", 105}};
     const auto records = New();
-    ASSERT_EQ(records.size(), 4u);
-    EXPECT_EQ(records[0].sequence, mStart + 1);
-    EXPECT_EQ(records[0].condition, "inWidth != 0");
-    EXPECT_EQ(records[0].source, "Src/Factory");
-    EXPECT_EQ(records[0].line, 79);
-    EXPECT_EQ(records[0].errorLevel, -3);
-    EXPECT_EQ(records[0].message, "$$$/key=Text");
-    EXPECT_EQ(records[0].firstNumber, 0xFFFFFFFF);
-    EXPECT_EQ(records[0].secondNumber, 25);
-    EXPECT_EQ(records[0].threadID, threads::GetCurrentThreadID());
-    // The note was used up, so a report without a check of its own names no condition.
-    EXPECT_EQ(records[1].condition + records[1].source, "");
-    EXPECT_EQ(records[1].line, 0);
-    EXPECT_EQ(records[2].condition + records[2].source, "");
-    EXPECT_EQ(records[2].line, 5);
-    EXPECT_EQ(records[3].message, "");
+    ASSERT_EQ(records.size(), std::size(expected));
+    for (std::size_t n = 0; n < records.size(); ++n) {
+        const auto& r = records[n];
+        EXPECT_EQ(Row(r.condition, r.source, r.line, r.errorLevel, r.message, r.firstNumber), expected[n]) << n;
+        EXPECT_EQ(r.secondNumber, 25);
+        EXPECT_EQ(r.threadID, threads::GetCurrentThreadID());
+    }
+    ASSERT_EQ(mLines.size(), 3u) << "the last report is above the category's level";
+    EXPECT_EQ(mLines[0].substr(mLines[0].find(' ')),
+              " <Contract> <-3> $$$/key=Text (inWidth != 0, Src/Factory:79)\r\n");
 }
 
-TEST_F(ContractReportsTest, RingKeepsTheLastRecordsInOrder) {
-    constexpr auto kCapacity = static_cast<std::uint32_t>(debug::kContractRecordCapacity);
-    constexpr std::uint32_t kReports = 2 * kCapacity + 3;
-    for (std::uint32_t n = 0; n < kReports; ++n) {
-        FailCheck("condition", "source", 1, n);
-    }
-    EXPECT_EQ(debug::ContractReportCount(), mStart + kReports);
+TEST_F(ContractReportsTest, RingKeepsTheLastRecordsInOrderAndThreadsDoNotMixTheirNotes) {
+    constexpr auto kCapacity = static_cast<int>(debug::kContractRecordCapacity);
+    OnThreads(4, [](unsigned thread) {
+        const std::string text = "condition " + std::to_string(thread);
+        for (int n = 1; n <= kCapacity; ++n) {
+            FailCheck(text.c_str(), text.c_str(), n, thread);
+        }
+    });
     const auto records = New();
     ASSERT_EQ(records.size(), kCapacity);
-    for (std::uint32_t n = 0; n < kCapacity; ++n) {
-        EXPECT_EQ(records[n].firstNumber, kReports - kCapacity + n);
-        EXPECT_EQ(records[n].sequence, mStart + kReports - kCapacity + n + 1);
+    std::uint64_t sequence = mStart + 3 * kCapacity;
+    int lastLine[4] = {};
+    for (const auto& record : records) {
+        EXPECT_EQ(record.sequence, ++sequence);
+        EXPECT_EQ(record.condition, "condition " + std::to_string(record.firstNumber));
+        EXPECT_EQ(record.source, record.condition);
+        EXPECT_GT(record.line, std::exchange(lastLine[record.firstNumber], record.line));
     }
-    EXPECT_EQ(debug::ContractReportsAfter(mStart + kReports - 2).size(), 2u);
-    EXPECT_TRUE(debug::ContractReportsAfter(mStart + kReports).empty());
+    EXPECT_EQ(debug::ContractReportsAfter(sequence - 2).size(), 2u);
     EXPECT_TRUE(debug::ContractReportsAfter(~std::uint64_t{0}).empty());
 }
 
-TEST_F(ContractReportsTest, ThreadsDoNotMixTheirNotes) {
-    constexpr int kThreads = 4;
-    constexpr int kEach = 50; // together fewer than the ring holds
-    {
-        std::vector<std::jthread> threads;
-        for (int thread = 0; thread < kThreads; ++thread) {
-            threads.emplace_back([thread] {
-                const std::string text = "condition " + std::to_string(thread);
-                for (int n = 0; n < kEach; ++n) {
-                    FailCheck(text.c_str(), text.c_str(), n, static_cast<std::uint32_t>(thread));
-                }
-            });
-        }
-    }
-    const auto records = New();
-    ASSERT_EQ(records.size(), static_cast<std::size_t>(kThreads * kEach));
-    int nextLine[kThreads] = {};
-    for (const auto& record : records) {
-        ASSERT_LT(record.firstNumber, static_cast<std::uint32_t>(kThreads));
-        EXPECT_EQ(record.condition, "condition " + std::to_string(record.firstNumber));
-        EXPECT_EQ(record.source, record.condition);
-        EXPECT_EQ(record.line, nextLine[record.firstNumber]++);
-    }
-}
-
-TEST_F(ContractReportsTest, ErrorHookMayThrowAfterTheRecordIsMade) {
-    EXPECT_EQ(config::SetErrorHook(
-                  [](int, const char* message, std::uint32_t, std::int32_t) { throw std::runtime_error(message); }),
-              nullptr);
-    EXPECT_THROW(FailCheck("a", "b", 1), std::runtime_error);
-    EXPECT_NE(config::SetErrorHook(nullptr), nullptr);
-    FailCheck("c", "d", 2);
-    const auto records = New();
-    ASSERT_EQ(records.size(), 2u);
-    EXPECT_EQ(records[0].condition, "a");
-    EXPECT_EQ(records[1].condition, "c");
-}
-
-TEST_F(ContractReportsTest, DialogHookDecidesAndItsOwnFailuresStayApart) {
-    EXPECT_FALSE(debug::BreakAfterContractDialog("no hook", "s", 1));
-    Report("m");
+TEST_F(ContractReportsTest, HooksMayReportAndThrow) {
     debug::SetContractDialogHook([](const char* condition, const char*, int line) {
         if (line == 1) {
             FailCheck("inside the hook", "s", 3);
         }
-        if (line == 2) {
-            throw std::runtime_error(condition);
-        }
-        return line == 1;
+        return line == 2 ? throw std::runtime_error(condition) : line == 1;
     });
     EXPECT_TRUE(debug::BreakAfterContractDialog("outer", "s", 1));
     Report("m");
     EXPECT_THROW(debug::BreakAfterContractDialog("never reported", "s", 2), std::runtime_error);
     Report("m");
+    config::SetErrorHook([](int, const char* text, std::uint32_t, std::int32_t) { throw std::runtime_error(text); });
+    EXPECT_THROW(FailCheck("recorded before the throw", "s", 4), std::runtime_error);
+    EXPECT_NE(config::SetErrorHook(nullptr), nullptr);
+    EXPECT_NE(debug::SetContractDialogHook(nullptr), nullptr);
     const auto records = New();
     ASSERT_EQ(records.size(), 4u);
-    EXPECT_EQ(records[1].condition, "inside the hook");
-    EXPECT_EQ(records[2].condition, "outer");
-    EXPECT_EQ(records[3].condition, "");
-}
-
-TEST_F(ContractReportsTest, WritesOneTraceLine) {
-    std::vector<std::string> lines;
-    debug::SetTraceSink([](std::string_view text,
-                           void* context) { static_cast<std::vector<std::string>*>(context)->emplace_back(text); },
-                        &lines);
-    FailCheck("off", "Src/Unit", 1);
-    debug::SetTraceLevel("Contract", 0);
-    FailCheck("inWidth != 0", "Src/Unit", 42);
-    Report("above the level", 0, 1);
-    debug::SetTraceSink(nullptr, nullptr);
-    ASSERT_EQ(lines.size(), 1u);
-    for (const char* part : {"Contract", "$$$/key=Text", "inWidth != 0", "Src/Unit", "42", "\r\n"}) {
-        EXPECT_NE(lines[0].find(part), std::string::npos) << lines[0];
+    for (std::size_t n = 0; const char* condition : {"inside the hook", "outer", "", "recorded before the throw"}) {
+        EXPECT_EQ(records[n++].condition, condition);
     }
 }
 
 TEST_F(ContractReportsTest, TellsWhetherADebuggerIsAttached) {
     EXPECT_FALSE(debug::IsDebuggerAttached());
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool traced = ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0;
-        _exit(traced && debug::IsDebuggerAttached() ? 0 : 1);
-    }
-    ASSERT_GT(child, 0);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EXIT(_exit(ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0 && debug::IsDebuggerAttached() ? 0 : 1),
+                testing::ExitedWithCode(0), "");
 }
 
 } // namespace

@@ -1,91 +1,52 @@
+#include "TestHelpers.h"
 #include "zyncore.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <map>
+#include <algorithm>
 #include <mutex>
 #include <random>
-#include <thread>
 
 namespace {
 
-using zyncore::utility::SmallBlockAllocator;
+using namespace zyncore::utility;
 
+/// Bytes of one value in the allocator's memory.
 struct Block {
-    unsigned char* data;
-    std::size_t size;
+    explicit Block(std::size_t size = 0, unsigned char value = 0) : bytes(size, value), mark(value) {}
+    bool Intact() const {
+        return reinterpret_cast<std::uintptr_t>(bytes.data()) % alignof(std::max_align_t) == 0 &&
+               std::ranges::count(bytes, mark) == std::ssize(bytes);
+    }
+    std::vector<unsigned char, SmallBlockStdAllocator<unsigned char>> bytes;
     unsigned char mark;
 };
 
-Block Make(std::size_t size, unsigned char mark) {
-    auto* data = static_cast<unsigned char*>(SmallBlockAllocator::Allocate(size));
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(data) % alignof(std::max_align_t), 0u);
-    std::memset(data, mark, size);
-    return {data, size, mark};
-}
-
-void CheckAndDispose(const Block& block) {
-    for (std::size_t n = 0; n < block.size; ++n) {
-        ASSERT_EQ(block.data[n], block.mark) << "overwritten by another block, size " << block.size;
-    }
-    SmallBlockAllocator::Dispose(block.data, block.size);
-}
+struct Late {
+    ~Late() { EXPECT_TRUE(Block(24, 7).Intact()); }
+    Block early;
+};
 
 TEST(SmallBlockAllocatorTest, BlocksOfAllSizesDoNotOverlapWithinOrAcrossThreads) {
     std::mutex mutex;
-    std::vector<Block> shared; // blocks that one thread makes and another disposes of
-    {
-        std::vector<std::jthread> threads;
-        for (unsigned thread = 0; thread < 4; ++thread) {
-            threads.emplace_back([&, thread] {
-                std::minstd_rand random(thread + 1);
-                std::vector<Block> own;
-                for (int step = 0; step < 4000; ++step) {
-                    own.push_back(Make(random() % 700, static_cast<unsigned char>(random())));
-                    if (random() % 2 == 0) {
-                        std::swap(own[random() % own.size()], own.back());
-                        const std::lock_guard lock(mutex);
-                        shared.push_back(own.back());
-                        std::swap(shared[random() % shared.size()], shared.back());
-                        own.back() = shared.back();
-                        shared.pop_back();
-                    }
-                    if (own.size() > 100) {
-                        CheckAndDispose(own.back());
-                        own.pop_back();
-                    }
-                }
-                const std::lock_guard lock(mutex);
-                shared.insert(shared.end(), own.begin(), own.end());
-            });
-        }
-    }
-    for (const Block& block : shared) {
-        CheckAndDispose(block);
-    }
-    SmallBlockAllocator::Dispose(nullptr, 8);
-}
-
-TEST(SmallBlockAllocatorTest, WorksWhileTheThreadsOwnObjectsDie) {
-    struct Late {
-        ~Late() { CheckAndDispose(Make(24, 7)); }
-        Block early{};
-    };
-    std::jthread([] {
+    std::array<Block, 100> shared; // through which blocks pass from the thread that makes them to another
+    OnThreads(4, [&](unsigned thread) {
         thread_local Late late; // made before the allocator's own per-thread state, so it dies after it
-        late.early = Make(24, 5);
-        CheckAndDispose(late.early);
+        late.early = Block(24, 5);
+        std::minstd_rand random(thread + 1);
+        std::array<Block, 100> own;
+        for (int step = 0; step < 4000; ++step) {
+            Block& block = own[random() % own.size()];
+            EXPECT_TRUE(block.Intact()) << "overwritten by another block, size " << block.bytes.size();
+            block = Block(random() % 700, static_cast<unsigned char>(random()));
+            const std::lock_guard lock(mutex);
+            std::swap(own[random() % own.size()], shared[random() % shared.size()]);
+        }
+        EXPECT_TRUE(std::ranges::all_of(own, &Block::Intact));
     });
-}
-
-TEST(SmallBlockAllocatorTest, ServesContainers) {
-    using Value = std::pair<const int, int>;
-    std::map<int, int, std::less<>, zyncore::utility::SmallBlockStdAllocator<Value>> map;
-    for (int n = 0; n < 1000; ++n) {
-        map[n * 7919 % 1000] = n;
-    }
-    EXPECT_EQ(map.size(), 1000u);
+    EXPECT_TRUE(std::ranges::all_of(shared, &Block::Intact));
+    SmallBlockAllocator::Dispose(SmallBlockAllocator::Allocate(0), 0);
+    SmallBlockAllocator::Dispose(nullptr, 8);
 }
 
 } // namespace
