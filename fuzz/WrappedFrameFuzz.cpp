@@ -7,6 +7,7 @@
 #include "VideoFrameManipulators.h"
 #include "VideoFrameUtilities.h"
 #include "sharehub.h"
+#include "zyncore.h"
 
 #include <algorithm>
 #include <memory>
@@ -43,6 +44,7 @@ bool IsSmall(const FrameRef& frame) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const bool started = [] {
         VF::Initialize();
+        zyncore::debug::SetTraceLevel("Contract", -1);
         return true;
     }();
     if (!started || size < 1) {
@@ -60,8 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto bounds = frame->GetBounds();
     const bool rows = static_cast<bool>(BRT::QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>(frame));
     for (int selector = rows ? 0 : 2; selector < 3; ++selector) {
-        static_cast<void>(Manipulators::CopyRect(frame, {bounds.left + 1, bounds.top, bounds.right, bounds.bottom - 1},
-                                                 target, {0, 0, 24, 18}, quality, selector));
+        static_cast<void>(
+            Manipulators::CopyRect(frame, {1, 0, bounds.right, 77}, target, {0, 0, 24, 18}, quality, selector));
     }
     static_cast<void>(Manipulators::CopyFrame(frame, target, quality));
     static_cast<void>(Manipulators::CopyFrame(target, frame, quality));
