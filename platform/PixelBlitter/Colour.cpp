@@ -95,11 +95,11 @@ ByteMatrix ColourSteps::MatrixOfBytes() const noexcept {
     const ComponentCodes codes = CodesOf444(mFrom);
     ByteMatrix matrix{};
     matrix.alphaFirst = mFrom.alphaFirst;
+    float* const rows[3] = {matrix.chroma[0], matrix.chroma[1], matrix.luma};
     for (int i = 0; i < 3; ++i) {
         matrix.bias[i] = static_cast<float>(codes.component[i].zero);
         for (int row = 0; row < 3; ++row) {
-            matrix.matrix[3 * row + i] =
-                static_cast<float>(double{mCoefficients[3 * row + i]} / codes.component[i].span);
+            rows[row][i] = static_cast<float>(double{mCoefficients[3 * row + i]} / codes.component[i].span);
         }
     }
     return matrix;

@@ -7,7 +7,7 @@ namespace PixelBlitter {
 namespace {
 
 constexpr std::array kPaths{
-    &kCopyPath, &kShufflePath, &kDepthPath, &kTilePath, &kPlanePath, &kSubsampledPath,
+    &kCopyPath, &kShufflePath, &kDepthPath, &kTilePath, &kPairsToPlanesPath, &kPlanePath, &kSubsampledPath,
 };
 
 } // namespace

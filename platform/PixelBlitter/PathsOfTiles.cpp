@@ -63,12 +63,11 @@ void RunSubsampled(const Conversion& conversion) noexcept {
     ByteOutput output(conversion.kernels, conversion.stream);
     const ColourSteps steps(source.format, conversion.destination.format);
     const bool half = KeepsHalfChroma(source.format, conversion.destination.format);
-    const bool byteMatrix = steps.IsByteMatrix() && conversion.destination.format.IsSubsampled();
+    const bool byteMatrix = steps.IsByteMatrix();
+    const bool centred = conversion.destination.format.centredChroma;
     const ByteMatrix matrix = byteMatrix ? steps.MatrixOfBytes() : ByteMatrix{};
     // The filters of a subsampled destination look one column beyond the tile on either side.
     const int halo = conversion.destination.format.IsSubsampled() ? 1 : 0;
-    // Whole vectors on the left keep the reads of aligned pictures aligned.
-    const int leftHalo = byteMatrix ? static_cast<int>(kPlanePadding) : halo;
     TileScratch scratch;
     const int width = source.width;
     for (int row = 0; row < source.height; ++row) {
@@ -76,16 +75,15 @@ void RunSubsampled(const Conversion& conversion) noexcept {
             const int right = width - left > kTile ? left + kTile : width;
             if (half) {
                 writer.WriteHalf(row, left, right, reader.ReadHalf(row, left, right, scratch), output);
+            } else if (byteMatrix) {
+                writer.WriteHalf(row, left, right, reader.ReadHalved(row, left, right, matrix, centred, scratch),
+                                 output);
             } else {
-                const int first = std::max(0, left - leftHalo);
+                const int first = std::max(0, left - halo);
                 const int end = width - right > halo ? right + halo : width;
                 float* planes[4];
-                if (byteMatrix) {
-                    reader.ReadThroughMatrix(row, first, end, matrix, scratch, planes);
-                } else {
-                    reader.Read(row, first, end, scratch, planes);
-                    steps.Apply(conversion.kernels, planes, static_cast<std::size_t>(end - first));
-                }
+                reader.Read(row, first, end, scratch, planes);
+                steps.Apply(conversion.kernels, planes, static_cast<std::size_t>(end - first));
                 for (float*& plane : planes) {
                     plane += left - first;
                 }

@@ -115,13 +115,13 @@ void RowReader::Read(int row, int left, int right, TileScratch& scratch, float* 
     }
 }
 
-void RowReader::ReadThroughMatrix(int row, int left, int right, const ByteMatrix& matrix, TileScratch& scratch,
-                                  float* outPlanes[4]) const noexcept {
-    for (int c = 0; c < 4; ++c) {
-        outPlanes[c] = scratch.full[c] + TileScratch::kLead;
-    }
-    mKernels.unpackBytesThroughMatrix(mPicture.Row(row) + std::ptrdiff_t{4} * left, outPlanes,
-                                      static_cast<std::size_t>(right - left), matrix);
+HalfTile RowReader::ReadHalved(int row, int left, int right, const ByteMatrix& matrix, bool centred,
+                               TileScratch& scratch) const noexcept {
+    const HalfTile tile{scratch.full[2] + TileScratch::kLead,
+                        {scratch.half[0] + TileScratch::kLead, scratch.half[1] + TileScratch::kLead}};
+    mKernels.halveBytes(mPicture.Row(row), static_cast<std::size_t>(left), static_cast<std::size_t>(right),
+                        static_cast<std::size_t>(mPicture.width), centred, tile.luma, tile.chroma, matrix);
+    return tile;
 }
 
 HalfTile RowReader::ReadHalf(int row, int left, int right, TileScratch& scratch) const noexcept {

@@ -8,6 +8,7 @@
 
 #include "DepthKernels-inl.h"
 #include "Kernels-inl.h"
+#include "PairKernels-inl.h"
 #include "TransferKernels-inl.h"
 #include "V210Kernels-inl.h"
 
@@ -21,7 +22,7 @@ const Kernels* TableOfTarget() {
         .unpackBytes = UnpackBytes,
         .unpackWords = UnpackWords,
         .unpackFloats = UnpackFloats,
-        .unpackBytesThroughMatrix = UnpackBytesThroughMatrix,
+        .halveBytes = HalveBytes,
         .unpackPairs = UnpackPairs,
         .unpackGroups = UnpackGroups,
         .unpackPlane = UnpackPlane,
@@ -42,6 +43,8 @@ const Kernels* TableOfTarget() {
         .widenChroma = WidenChroma,
         .narrowChroma = NarrowChroma,
         .mixRows = MixRows,
+        .splitLuma = SplitLuma,
+        .mixPairChroma = MixPairChroma,
         .shuffle = Shuffle,
         // Equal element types are a shuffle unless ranges differ, which they never do in the formats there are.
         .changeDepth = {{nullptr, ChangeDepth<Byte, Word>, ChangeDepth<Byte, Float>},

@@ -34,12 +34,13 @@ struct Quantiser {
     float largest;
 };
 
-/// A matrix applied to the codes of 8-bit pixels: c[row] = sum of matrix[row][i] * (code[i] - bias[i]) over the three
-/// colour components in canonical order.
+/// A matrix applied to the codes of 8-bit pixels: each of luma and chroma is the sum of its row [i] * (code[i] -
+/// bias[i]) over the three colour components in canonical order. Biases are integers.
 struct ByteMatrix {
     bool alphaFirst;
     float bias[3];
-    float matrix[9];
+    float chroma[2][3]; ///< V, U
+    float luma[3];
 };
 
 /// A move of bytes inside every 16: out[i] = (in[order[i]] & keep[i]) | set[i].
@@ -74,9 +75,10 @@ struct Kernels {
     void (*unpackWords)(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
                         const Dequantiser components[4]) noexcept;
     void (*unpackFloats)(const std::uint8_t* source, float* const planes[4], std::size_t pixels) noexcept;
-    // 8-bit pixels straight to the three colour planes of another model.
-    void (*unpackBytesThroughMatrix)(const std::uint8_t* source, float* const planes[3], std::size_t pixels,
-                                     const ByteMatrix& matrix) noexcept;
+    // Columns [left, right) of a row of width 8-bit pixels straight to luma and half-width chroma (V, U) of another
+    // model. left is even; the row's ends repeat. Filters as kLeftSited and kCentreSited.
+    void (*halveBytes)(const std::uint8_t* row, std::size_t left, std::size_t right, std::size_t width, bool centred,
+                       float* luma, float* const chroma[2], const ByteMatrix& matrix) noexcept;
     // 8-bit 4:2:2: pairs of pixels to 2 * pairs luma samples and pairs samples of each chroma.
     void (*unpackPairs)(const std::uint8_t* source, bool lumaFirst, float* luma, float* u, float* v, std::size_t pairs,
                         const Dequantiser& lumaRange, const Dequantiser& chromaRange) noexcept;
@@ -121,6 +123,11 @@ struct Kernels {
     void (*mixRows)(const float* const rows[4], const float weights[4], float* out, std::size_t count) noexcept;
 
     // Bytes to bytes.
+    // The luma of a row of 8-bit 4:2:2. pixels may be odd, the row's last pair is whole.
+    void (*splitLuma)(const std::uint8_t* source, bool lumaFirst, std::uint8_t* luma, std::size_t pixels) noexcept;
+    // Chroma of rows of 8-bit 4:2:2: (sum of weights[i] * rows[i] + 8) / 16; the weights add up to 16.
+    void (*mixPairChroma)(const std::uint8_t* const rows[4], bool lumaFirst, const std::uint16_t weights[4],
+                          std::uint8_t* u, std::uint8_t* v, std::size_t pairs) noexcept;
     void (*shuffle)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes,
                     const ByteShuffle& move) noexcept; ///< bytes divides by 4
     void (*changeDepth[kElementCount][kElementCount])(const std::uint8_t* source, std::uint8_t* destination,

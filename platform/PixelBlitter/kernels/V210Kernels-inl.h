@@ -34,9 +34,6 @@ HWY_INLINE auto CompactIndices() {
     return hn::SetTableIndices(du, lanes == 16 ? kCompact : lanes == 8 ? kCompact8 : kCompact4);
 }
 
-using DW = hn::Repartition<std::uint16_t, DF>;
-constexpr DW dw;
-
 HWY_INLINE hn::Vec<DU> FromBytes(hn::Vec<DBytes> bytes) {
     return hn::BitCast(du, bytes);
 }
