@@ -50,13 +50,21 @@ inline bool Holds(const Readable& reference, std::uint64_t sizeInBytes, unsigned
     return same;
 }
 
-inline std::int32_t Get(const Guid& id, Readable& reference) {
+inline std::int32_t ResultOfGet(const Guid& id) {
+    Readable reference;
     return GetBinaryDataIfAvailable(id, reference);
 }
 
-inline std::int32_t ResultOfGet(const Guid& id) {
+/// The block under id, null without one.
+inline Readable Open(const Guid& id) {
     Readable reference;
-    return Get(id, reference);
+    GetBinaryDataIfAvailable(id, reference);
+    return reference;
+}
+
+inline Readable PutAndOpen(const Guid& id, std::uint64_t sizeInBytes, unsigned char seed) {
+    EXPECT_EQ(PutBlock(id, sizeInBytes, seed), kResult_Success);
+    return Open(id);
 }
 
 /// Starts a process that runs body and exits with 0 when body answers true.
@@ -74,6 +82,16 @@ inline int Wait(pid_t child) {
     int status = -1;
     EXPECT_EQ(::waitpid(child, &status, 0), child);
     return status;
+}
+
+/// Whether body answers true in a process of its own with a client of its own.
+template <class Body>
+bool TrueInClientProcess(Body body) {
+    return Wait(Spawn([&] {
+               const bool good = InitializeClient() && body();
+               UninitializeClient();
+               return good;
+           })) == 0;
 }
 
 /// Every test has a directory of its own, and nothing may be left in it.
@@ -94,6 +112,12 @@ protected:
         EXPECT_EQ(Entries(), std::vector<std::string>());
         ::unsetenv("VF_SHAREHUB_DIR");
         std::filesystem::remove_all(mDirectory);
+    }
+
+    /// Drops the references that the client keeps of its own.
+    static void DropPuts() {
+        SetPutBudget(0);
+        SetPutBudget(kDefaultPutBudget);
     }
 
     std::vector<std::string> Entries() const {

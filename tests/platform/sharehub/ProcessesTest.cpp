@@ -5,6 +5,7 @@
 #include <sched.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <random>
@@ -49,32 +50,36 @@ TEST_F(ProcessesTest, BlocksCrossProcessesAndOutliveTheirMaker) {
         return put;
     });
     WaitUntil(steps, 1);
-    Readable reference;
-    ASSERT_EQ(Get(Id(1), reference), kResult_Success);
+    const Readable reference = Open(Id(1));
     ++*steps;
     EXPECT_EQ(Wait(maker), 0);
     EXPECT_TRUE(Holds(reference, 70'000, 42));
     EXPECT_EQ(MakeBinaryDataAlias(Id(1), reference, Id(2)), kResult_Success);
-    EXPECT_EQ(Wait(Spawn([] {
-                  Readable alias;
-                  const bool same = InitializeClient() && Get(Id(2), alias) == 0 && Holds(alias, 70'000, 42);
-                  alias.reset();
-                  UninitializeClient();
-                  return same;
-              })),
-              0);
+    EXPECT_TRUE(TrueInClientProcess([] { return Holds(Open(Id(2)), 70'000, 42); }));
     // The page tables say that nobody can write what was put.
-    const void* const data = reference->AcquireDataPointer();
-    EXPECT_TRUE(WIFSIGNALED(Wait(Spawn([&] {
-        const bool opened = InitializeClient() && Get(Id(2), reference) == 0;
-        if (opened) {
-            ::signal(SIGSEGV, SIG_DFL); // a sanitizer would answer it in its own way
-            *static_cast<volatile char*>(const_cast<void*>(reference->AcquireDataPointer())) = 1;
-        }
-        return true;
-    }))));
-    reference->ReleaseDataPointer(data);
+    EXPECT_EQ(Wait(Spawn([] {
+                  const Readable block = InitializeClient() ? Open(Id(2)) : nullptr;
+                  const void* const data = block ? block->AcquireDataPointer() : nullptr;
+                  if (data) {
+                      ::signal(SIGSEGV, SIG_DFL); // a sanitizer would answer it in its own way
+                      *static_cast<volatile char*>(const_cast<void*>(data)) = 1;
+                  }
+                  return true;
+              })) &
+                  0x7f,
+              SIGSEGV);
     EXPECT_TRUE(Holds(reference, 70'000, 42));
+}
+
+bool OnlyErrors(const std::vector<std::string>& entries) {
+    return std::ranges::all_of(entries, [](const std::string& entry) { return entry.starts_with("error-"); });
+}
+
+/// Waits for processes that must all have ended well.
+void ExpectAllWell(const std::vector<pid_t>& children) {
+    for (const pid_t child : children) {
+        EXPECT_EQ(Wait(child), 0);
+    }
 }
 
 /// Runs the same steps in several processes, each of which waits for the others wherever it meets them.
@@ -94,9 +99,7 @@ void RunTogether(unsigned processes, Body body) {
             return good;
         }));
     }
-    for (const pid_t child : children) {
-        EXPECT_EQ(Wait(child), 0);
-    }
+    ExpectAllWell(children);
 }
 
 TEST_F(ProcessesTest, OfSeveralLastHoldersExactlyOneRemovesTheBlock) {
@@ -115,26 +118,23 @@ TEST_F(ProcessesTest, OfSeveralLastHoldersExactlyOneRemovesTheBlock) {
             }
             meet();
             // Half of the processes hold, the others only look at the name while the holders let go.
-            const bool holds = self < 2;
-            if (holds) {
-                good = good && Get(id, reference) == kResult_Success && Holds(reference, 5000, seed);
-                good = good &&
+            if (self < 2) {
+                reference = Open(id);
+                good = good && Holds(reference, 5000, seed) &&
                        (round % 2 == 0 || MakeBinaryDataAlias(id, reference, Id(10'000 * (self + 1) + round)) == 0);
             }
             meet();
             writable.reset();
             reference.reset();
             // A later look would remove what an earlier one left behind, so there is only one, at a moment of its own.
-            for (unsigned pause = random() % 3000; !holds && pause > 0; --pause) {
+            for (unsigned pause = random() % 3000; self >= 2 && pause > 0; --pause) {
                 std::atomic_signal_fence(std::memory_order_seq_cst);
             }
-            if (!holds) {
+            if (self >= 2) {
                 self == 2 ? ResultOfGet(id) : PutBinaryDataGenerationError(id, -1);
             }
             meet();
-            for (const std::string& entry : Entries()) {
-                good = good && entry.starts_with("error-");
-            }
+            good = good && OnlyErrors(Entries());
             meet();
         }
         return good;
@@ -158,40 +158,33 @@ TEST_F(ProcessesTest, AnErrorNeverStandsBesideData) {
 /// Does what clients do, at random over few Guids, until told to stop. False when something is not as it must be: bytes
 /// of two blocks mixed, a name that leads to a block half made, an error that the interface does not foresee.
 bool ActAtRandom(unsigned seed, const Counter& stop) {
-    constexpr std::uint64_t kSize = 40'000;
+    constexpr std::uint64_t kBytes = 40'000;
+    const auto oneOf = [](std::int32_t result, std::initializer_list<std::int32_t> allowed) {
+        return std::ranges::count(allowed, result) == 1;
+    };
     std::mt19937 random(seed);
     std::array<Readable, 4> held;
     bool good = InitializeClient();
-    SetPutBudget(6 * kSize);
+    SetPutBudget(6 * kBytes);
     while (good && (*stop).load() == 0) {
         const Guid id = Id(random() % 8);
         Readable& reference = held[random() % held.size()];
-        std::int32_t result = 0;
-        switch (random() % 7) {
-        case 0:
-            result = PutBlock(id, kSize, static_cast<unsigned char>(random()));
-            good = result == kResult_Success || result == kResult_NameInUse;
-            break;
-        case 1:
-        case 2:
-            result = Get(id, reference);
-            good = result == kResult_NotFound || result == kResult_GenerationError ||
-                   (result == kResult_Success &&
-                    Holds(reference, kSize, *static_cast<const unsigned char*>(reference->AcquireDataPointer())));
-            break;
-        case 3:
-            result = reference ? MakeBinaryDataAlias(id, reference, Id(random() % 8)) : 0;
-            good = result == kResult_Success || result == kResult_NotFound || result == kResult_NameInUse;
-            break;
-        case 4:
+        const unsigned action = random() % 7;
+        if (action == 0) {
+            good = oneOf(PutBlock(id, kBytes, static_cast<unsigned char>(random())), {0, kResult_NameInUse});
+        } else if (action < 3) {
+            good = oneOf(GetBinaryDataIfAvailable(id, reference), {0, kResult_NotFound, kResult_GenerationError}) &&
+                   (!reference ||
+                    Holds(reference, kBytes, *static_cast<const unsigned char*>(reference->AcquireDataPointer())));
+        } else if (action == 3 && reference) {
+            good =
+                oneOf(MakeBinaryDataAlias(id, reference, Id(random() % 8)), {0, kResult_NotFound, kResult_NameInUse});
+        } else if (action == 4) {
             good = PutBinaryDataGenerationError(id, static_cast<std::int32_t>(random())) == kResult_Success;
-            break;
-        case 5:
+        } else if (action == 5) {
             reference.reset();
-            break;
-        case 6:
+        } else if (action == 6) {
             SweepDeadBlocks();
-            break;
         }
     }
     held = {};
@@ -218,29 +211,22 @@ TEST_F(ProcessesTest, NothingOfTheKilledRemainsAndTheLivingAreNotDisturbed) {
         ++*stop;
         EXPECT_EQ(Wait(survivor), 0);
         SweepDeadBlocks();
-        for (const std::string& entry : Entries()) {
-            EXPECT_TRUE(entry.starts_with("error-")) << entry;
-        }
+        EXPECT_TRUE(OnlyErrors(Entries())) << testing::PrintToString(Entries());
     }
 }
 
 TEST_F(ProcessesTest, AStoppedHolderBlocksNobody) {
-    const Counter steps;
     const pid_t holder = Spawn([&] {
-        Readable reference;
-        InitializeClient() && PutBlock(Id(1), 100, 1) == 0 && Get(Id(1), reference) == 0;
-        ++*steps;
+        const Readable held = InitializeClient() ? PutAndOpen(Id(1), 100, 1) : nullptr;
         ::raise(SIGSTOP);
         return true;
     });
-    WaitUntil(steps, 1);
     int status = 0;
     ASSERT_EQ(::waitpid(holder, &status, WUNTRACED), holder);
     ASSERT_TRUE(WIFSTOPPED(status));
     for (std::uint32_t n = 0; n < 50; ++n) {
-        Readable reference;
-        ASSERT_EQ(Get(Id(1), reference), kResult_Success);
-        EXPECT_TRUE(Holds(reference, 100, 1));
+        const Readable reference = Open(Id(1));
+        ASSERT_TRUE(Holds(reference, 100, 1));
         EXPECT_EQ(PutBlock(Id(1), 100, 2), kResult_NameInUse);
         EXPECT_EQ(PutBlock(Id(2 + n), 100, 2), kResult_Success);
         EXPECT_EQ(MakeBinaryDataAlias(Id(1), reference, Id(100 + n)), kResult_Success);
@@ -255,8 +241,7 @@ TEST_F(ProcessesTest, AForkedChildHoldsNothingOfItsParents) {
     ASSERT_EQ(PutBinaryDataGenerationError(Id(9), -9), kResult_Success);
     Writable writable = MakeBlock(100, 1);
     ASSERT_EQ(PutCompletedBinaryData(Id(1), writable), kResult_Success);
-    Readable reference;
-    ASSERT_EQ(Get(Id(1), reference), kResult_Success);
+    Readable reference = Open(Id(1));
     const Counter steps;
     const pid_t child = Spawn([&] {
         bool good = ResultOfGet(Id(1)) == kResult_NotInitialized && GetClientStatistics().keptPuts == 0;
@@ -296,10 +281,7 @@ TEST_F(ProcessesTest, ThreadsShareOneClientAndMayFork) {
     std::vector<pid_t> children;
     for (unsigned n = 0; n < 20; ++n) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        children.push_back(Spawn([&] {
-            WaitUntil(stop, 2);
-            return true;
-        }));
+        children.push_back(Spawn([&] { return WaitUntil(stop, 2), true; }));
     }
     ++*stop;
     for (std::thread& thread : threads) {
@@ -307,11 +289,9 @@ TEST_F(ProcessesTest, ThreadsShareOneClientAndMayFork) {
     }
     EXPECT_TRUE(good);
     UninitializeClient();
-    EXPECT_EQ(Entries(), std::vector<std::string>());
+    EXPECT_TRUE(Entries().empty());
     ++*stop;
-    for (const pid_t child : children) {
-        EXPECT_EQ(Wait(child), 0);
-    }
+    ExpectAllWell(children);
 }
 
 } // namespace framebroker

@@ -7,36 +7,23 @@
 
 #include <cstdint>
 #include <fstream>
-#include <limits>
+#include <iterator>
 
 namespace framebroker {
 
 using ResourcesTest = ClientTest;
 
-std::size_t OpenDescriptors() {
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        ++count;
-    }
-    return count;
-}
-
-std::size_t Mappings() {
-    std::ifstream maps("/proc/self/maps");
-    std::size_t count = 0;
-    for (std::string line; std::getline(maps, line);) {
-        count += line.find("vf-sharehub-test-") != std::string::npos ? 1 : 0;
-    }
-    return count;
+std::ptrdiff_t OpenDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
 }
 
 TEST_F(ResourcesTest, ThousandsOfBlocksNeedNoDescriptors) {
     constexpr std::uint32_t kBlocks = 2000;
-    const std::size_t before = OpenDescriptors();
-    std::vector<Readable> held(kBlocks);
+    const std::ptrdiff_t before = OpenDescriptors();
+    std::vector<Readable> held;
     for (std::uint32_t n = 0; n < kBlocks; ++n) {
-        ASSERT_EQ(PutBlock(Id(n), 1 + n % 7 * 4096, static_cast<unsigned char>(n)), kResult_Success);
-        ASSERT_EQ(Get(Id(n), held[n]), kResult_Success);
+        held.push_back(PutAndOpen(Id(n), 1 + n % 7 * 4096, static_cast<unsigned char>(n)));
     }
     EXPECT_EQ(OpenDescriptors(), before);
     for (std::uint32_t n = 0; n < kBlocks; ++n) {
@@ -45,22 +32,20 @@ TEST_F(ResourcesTest, ThousandsOfBlocksNeedNoDescriptors) {
     EXPECT_EQ(SweepDeadBlocks(), 0U);
     held.clear();
     UninitializeClient();
-    EXPECT_EQ(Mappings(), 0U);
+    std::ifstream maps("/proc/self/maps");
+    const std::string text(std::istreambuf_iterator<char>(maps), {});
+    EXPECT_EQ(text.find("vf-sharehub-test-"), std::string::npos) << "mappings are left";
 }
 
 TEST_F(ResourcesTest, TheOldestPutsGoWhenTheBudgetIsUsedUp) {
     SetPutBudget(3 * 5000);
-    Readable reader;
-    for (std::uint32_t n = 0; n < 5; ++n) {
+    Readable reader = PutAndOpen(Id(0), 5000, 0);
+    for (std::uint32_t n = 1; n < 5; ++n) {
         ASSERT_EQ(PutBlock(Id(n), 5000, static_cast<unsigned char>(n)), kResult_Success);
-        if (n == 0) {
-            ASSERT_EQ(Get(Id(0), reader), kResult_Success);
-        }
     }
     EXPECT_EQ(GetClientStatistics().keptPuts, 3U);
     EXPECT_EQ(GetClientStatistics().keptPutBytes, 15000U);
-    EXPECT_TRUE(Holds(reader, 5000, 0)) << "readers keep theirs";
-    EXPECT_EQ(ResultOfGet(Id(0)), kResult_Success);
+    EXPECT_TRUE(Holds(Open(Id(0)), 5000, 0)) << "readers keep theirs";
     EXPECT_EQ(ResultOfGet(Id(1)), kResult_NotFound);
     EXPECT_EQ(ResultOfGet(Id(2)), kResult_Success);
     reader.reset();
@@ -74,21 +59,16 @@ TEST_F(ResourcesTest, TheOldestPutsGoWhenTheBudgetIsUsedUp) {
 
 TEST_F(ResourcesTest, SizesThatDoNotFitAreRefusedAndLeaveNothing) {
     Writable block;
-    for (const std::uint64_t size : {std::numeric_limits<std::uint64_t>::max(), std::uint64_t{1} << 63,
-                                     std::uint64_t{1} << 62, (std::uint64_t{1} << 47) + 1}) {
+    for (const std::uint64_t size : {~0ULL, 1ULL << 63, 1ULL << 62, (1ULL << 47) + 1}) {
         EXPECT_EQ(GetWritableBinaryData(size, block), kResult_OutOfSpace) << size;
         EXPECT_FALSE(block);
     }
-    EXPECT_EQ(Wait(Spawn([] {
-                  // Beyond this limit writing a file raises a signal that ends the process.
-                  const struct rlimit limit { 4096, 4096 };
-                  ::setrlimit(RLIMIT_FSIZE, &limit);
-                  Writable refused;
-                  return InitializeClient() && GetWritableBinaryData(4097, refused) == kResult_OutOfSpace &&
-                         PutBlock(Id(1), 4096, 1) == kResult_Success && (UninitializeClient(), true);
-              })),
-              0);
-    EXPECT_EQ(Entries(), std::vector<std::string>());
+    EXPECT_TRUE(TrueInClientProcess([&] {
+        // Beyond this limit writing a file raises a signal that ends the process.
+        const struct rlimit limit { 4096, 4096 };
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        return GetWritableBinaryData(4097, block) == kResult_OutOfSpace && PutBlock(Id(1), 4096, 1) == kResult_Success;
+    }));
 }
 
 TEST_F(ResourcesTest, AFullFileSystemIsAnErrorAndNeverAFault) {
@@ -108,14 +88,12 @@ TEST_F(ResourcesTest, AFullFileSystemIsAnErrorAndNeverAFault) {
         blocks.push_back(std::move(block));
     }
     EXPECT_EQ(blocks.size(), 10U);
-    EXPECT_EQ(GetWritableBinaryData(100'000, refused), kResult_OutOfSpace);
     // Without a byte left a list of aliases cannot be written.
     while (Writable block = MakeBlock(1, 7)) {
         blocks.push_back(std::move(block));
     }
     ASSERT_EQ(PutCompletedBinaryData(Id(1), blocks[0]), kResult_Success);
-    Readable reference;
-    ASSERT_EQ(Get(Id(1), reference), kResult_Success);
+    Readable reference = Open(Id(1));
     EXPECT_EQ(MakeBinaryDataAlias(Id(1), reference, Id(2)), kResult_OutOfSpace);
     EXPECT_TRUE(Holds(reference, 100'000, 7));
     EXPECT_EQ(ResultOfGet(Id(2)), kResult_NotFound);
