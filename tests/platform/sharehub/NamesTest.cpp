@@ -20,7 +20,7 @@ void LeaveDeadBlock() {
     ASSERT_EQ(WTERMSIG(status), SIGKILL);
 }
 
-TEST_F(NamesTest, PutMakesTheBytesReadableWhileThePointerIsAcquired) {
+TEST_F(NamesTest, PutMakesTheBytesReadableUnderNamesThatNothingReplaces) {
     const Writable block = MakeBlock(kSize, 5);
     ASSERT_TRUE(block);
     void* const data = block->AcquireDataPointer();
@@ -33,6 +33,14 @@ TEST_F(NamesTest, PutMakesTheBytesReadableWhileThePointerIsAcquired) {
     // A second put of one block is a second name.
     EXPECT_EQ(PutCompletedBinaryData(Id(1), block), kResult_NameInUse);
     EXPECT_EQ(PutCompletedBinaryData(Id(2), block), kResult_Success);
+    EXPECT_TRUE(Holds(Open(Id(2)), kSize, 5));
+    // A name that is alive is never replaced.
+    EXPECT_EQ(PutBlock(Id(2), kSize, 3), kResult_NameInUse);
+    EXPECT_EQ(MakeBinaryDataAlias(Id(3), PutAndOpen(Id(3), kSize, 7), Id(2)), kResult_NameInUse);
+    EXPECT_EQ(PutBinaryDataGenerationError(Id(2), -1), kResult_Success);
+    std::int32_t code = 77;
+    EXPECT_EQ(GetGenerationError(Id(2), code), kResult_NotFound);
+    EXPECT_EQ(code, 77);
     EXPECT_TRUE(Holds(Open(Id(2)), kSize, 5));
 }
 
@@ -49,19 +57,6 @@ TEST_F(NamesTest, BadArgumentsAreRefusedAndEmptyTheReference) {
     EXPECT_EQ(GetBinaryDataIfAvailable(Guid(), reference), kResult_BadArgument);
     EXPECT_FALSE(reference);
     EXPECT_EQ(PutBinaryDataGenerationError(Guid(), 1), kResult_BadArgument);
-}
-
-TEST_F(NamesTest, ANameThatIsAliveIsNeverReplaced) {
-    const Readable first = PutAndOpen(Id(1), kSize, 1);
-    const Readable second = PutAndOpen(Id(2), kSize, 2);
-    EXPECT_EQ(PutBlock(Id(1), kSize, 3), kResult_NameInUse);
-    EXPECT_EQ(MakeBinaryDataAlias(Id(1), first, Id(2)), kResult_NameInUse);
-    EXPECT_EQ(PutBinaryDataGenerationError(Id(1), -1), kResult_Success);
-    std::int32_t code = 77;
-    EXPECT_EQ(GetGenerationError(Id(1), code), kResult_NotFound);
-    EXPECT_EQ(code, 77);
-    EXPECT_TRUE(Holds(Open(Id(1)), kSize, 1));
-    EXPECT_TRUE(Holds(Open(Id(2)), kSize, 2));
 }
 
 TEST_F(NamesTest, ADeadNameIsFreeForEveryOperation) {
