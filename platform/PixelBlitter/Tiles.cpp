@@ -216,7 +216,6 @@ void RowWriter::FinishRows(int lastRow, ByteOutput& output) noexcept {
         return;
     }
     const int chromaWidth = mPicture.ChromaWidth();
-    alignas(64) float mixed[kTilePixels + kPlanePadding];
     for (; mNextChromaRow < mPicture.ChromaHeight(); ++mNextChromaRow) {
         const VerticalSiting::Rows rows = mVertical.RowsOfChroma(mNextChromaRow);
         if (rows.last > lastRow) {
@@ -229,9 +228,8 @@ void RowWriter::FinishRows(int lastRow, ByteOutput& output) noexcept {
                 const float* const taps[4] = {
                     StoredRow(rows.row[0], plane) + left, StoredRow(rows.row[1], plane) + left,
                     StoredRow(rows.row[2], plane) + left, StoredRow(rows.row[3], plane) + left};
-                mKernels.mixRows(taps, rows.weight, mixed, count);
                 std::uint8_t* const destination = mPicture.ChromaRow(plane, mNextChromaRow) + left;
-                mKernels.packPlane(mixed, output.Begin(destination), count, mChroma);
+                mKernels.packMixedRows(taps, rows.weight, output.Begin(destination), count, mChroma);
                 output.Commit(destination, count);
             }
         }

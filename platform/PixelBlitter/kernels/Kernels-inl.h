@@ -30,6 +30,7 @@ using DW = hn::Repartition<std::uint16_t, DF>;    // as many bytes as a float ve
 using D16 = hn::Rebind<std::uint16_t, DF>;        // as many words as a float vector has floats
 using D8 = hn::Rebind<std::uint8_t, DF>;
 using VF = hn::Vec<DF>;
+using Bytes = hn::Vec<DBytes>;
 
 constexpr DF df;
 constexpr DI di;
@@ -250,6 +251,7 @@ void HalveRow(const std::uint8_t* row, std::size_t left, std::size_t right, std:
     float* v = chroma[0];
     float* u = chroma[1];
     const std::size_t step = 2 * LaneCount();
+    constexpr std::size_t kBehind = centred ? 1 : 0; // pixels that the filter wants behind a vector's last
     // The row's ends repeat their pixel.
     const auto runAtEnd = [&](std::size_t x) HWY_ATTR {
         alignas(64) std::uint8_t pixels[4 * (2 * kMaxLanes + 2)];
@@ -274,7 +276,7 @@ void HalveRow(const std::uint8_t* row, std::size_t left, std::size_t right, std:
         advance();
         x = step;
     }
-    for (; x < right && x + step < width; x += step) {
+    for (; x < right && x + step + kBehind <= width; x += step) {
         op.Run(row + 4 * x, luma, v, u);
         advance();
     }
@@ -456,16 +458,52 @@ void UnpackMixedPlanes(const std::uint8_t* a, const std::uint8_t* b, float weigh
     }
 }
 
-struct PackPlaneOp {
-    const float* samples;
-    Quantiser range;
-    HWY_INLINE void Run(std::uint8_t* destination, std::size_t i) const {
-        hn::StoreU(hn::TruncateTo(d8, Quantise(hn::LoadU(df, samples + i), range)), d8, destination);
+// The bytes of four vectors of samples, given as codes with magic bits above them, in order.
+HWY_INLINE Bytes JoinCodes(hn::Vec<DU> a, hn::Vec<DU> b, hn::Vec<DU> c, hn::Vec<DU> d) {
+    return hn::ConcatEven(dbytes, hn::BitCast(dbytes, hn::ConcatEven(dw, hn::BitCast(dw, d), hn::BitCast(dw, c))),
+                          hn::BitCast(dbytes, hn::ConcatEven(dw, hn::BitCast(dw, b), hn::BitCast(dw, a))));
+}
+
+// Packs what samples(i) gives for the vector of samples from i on.
+template <class Samples>
+HWY_INLINE void PackSamples(const Samples& samples, std::uint8_t* destination, std::size_t count,
+                            const Quantiser& range) {
+    const std::size_t lanes = LaneCount();
+    const auto code = [&](std::size_t i) HWY_ATTR { return Quantise(samples(i), range); };
+    std::size_t i = 0;
+    for (; i + 4 * lanes <= count; i += 4 * lanes) {
+        hn::StoreU(JoinCodes(code(i), code(i + lanes), code(i + 2 * lanes), code(i + 3 * lanes)), dbytes,
+                   destination + i);
     }
-};
+    for (; i + lanes <= count; i += lanes) {
+        hn::StoreU(hn::TruncateTo(d8, code(i)), d8, destination + i);
+    }
+    if (i < count) {
+        alignas(64) std::uint8_t rest[kMaxLanes];
+        hn::StoreU(hn::TruncateTo(d8, code(i)), d8, rest);
+        std::memcpy(destination + i, rest, count - i);
+    }
+}
 
 void PackPlane(const float* samples, std::uint8_t* destination, std::size_t count, const Quantiser& range) noexcept {
-    WriteUnits<1>(destination, count, PackPlaneOp{samples, range});
+    PackSamples([=](std::size_t i) HWY_ATTR { return hn::LoadU(df, samples + i); }, destination, count,
+                Quantiser(range));
+}
+
+void PackMixedRows(const float* const rows[4], const float weights[4], std::uint8_t* destination, std::size_t count,
+                   const Quantiser& range) noexcept {
+    const VF w0 = hn::Set(df, weights[0]), w1 = hn::Set(df, weights[1]);
+    const VF w2 = hn::Set(df, weights[2]), w3 = hn::Set(df, weights[3]);
+    const float* const r0 = rows[0];
+    const float* const r1 = rows[1];
+    const float* const r2 = rows[2];
+    const float* const r3 = rows[3];
+    const auto mix = [=](std::size_t i) HWY_ATTR {
+        const VF outer = hn::Add(hn::Mul(w0, hn::LoadU(df, r0 + i)), hn::Mul(w3, hn::LoadU(df, r3 + i)));
+        const VF inner = hn::Add(hn::Mul(w1, hn::LoadU(df, r1 + i)), hn::Mul(w2, hn::LoadU(df, r2 + i)));
+        return hn::Add(outer, inner);
+    };
+    PackSamples(mix, destination, count, Quantiser(range));
 }
 
 void ApplyMatrix(float* c0, float* c1, float* c2, std::size_t count, const float matrix[9]) noexcept {
@@ -551,16 +589,6 @@ void NarrowChroma(const float* in, float* out, std::size_t halfCount, const floa
             sum = hn::Add(sum, hn::Mul(w3, last));
         }
         hn::StoreU(sum, df, out + k);
-    }
-}
-
-void MixRows(const float* const rows[4], const float weights[4], float* out, std::size_t count) noexcept {
-    const VF w0 = hn::Set(df, weights[0]), w1 = hn::Set(df, weights[1]);
-    const VF w2 = hn::Set(df, weights[2]), w3 = hn::Set(df, weights[3]);
-    for (std::size_t i = 0; i < count; i += LaneCount()) {
-        const VF outer = hn::Add(hn::Mul(w0, hn::LoadU(df, rows[0] + i)), hn::Mul(w3, hn::LoadU(df, rows[3] + i)));
-        const VF inner = hn::Add(hn::Mul(w1, hn::LoadU(df, rows[1] + i)), hn::Mul(w2, hn::LoadU(df, rows[2] + i)));
-        hn::StoreU(hn::Add(outer, inner), df, out + i);
     }
 }
 

@@ -103,6 +103,9 @@ struct Kernels {
                        const Quantiser& lumaRange, const Quantiser& chromaRange) noexcept;
     void (*packPlane)(const float* samples, std::uint8_t* destination, std::size_t count,
                       const Quantiser& range) noexcept;
+    // As packPlane, of the sum of weights[i] * rows[i].
+    void (*packMixedRows)(const float* const rows[4], const float weights[4], std::uint8_t* destination,
+                          std::size_t count, const Quantiser& range) noexcept;
 
     // Steps in place on planes.
     void (*applyMatrix)(float* c0, float* c1, float* c2, std::size_t count, const float matrix[9]) noexcept;
@@ -119,8 +122,6 @@ struct Kernels {
     void (*widenChroma)(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept;
     // out[k] = w[0] * in[2k - 1] + w[1] * in[2k] + w[2] * in[2k + 1] + w[3] * in[2k + 2].
     void (*narrowChroma)(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept;
-    // out = sum of weights[i] * rows[i].
-    void (*mixRows)(const float* const rows[4], const float weights[4], float* out, std::size_t count) noexcept;
 
     // Bytes to bytes.
     // The luma of a row of 8-bit 4:2:2. pixels may be odd, the row's last pair is whole.

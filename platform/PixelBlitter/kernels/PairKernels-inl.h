@@ -14,7 +14,6 @@ namespace HWY_NAMESPACE {
 namespace {
 
 // Each 16-bit lane of a row holds a luma and a chroma byte.
-using Bytes = hn::Vec<DBytes>;
 using Lanes16 = hn::Vec<DW>;
 constexpr std::size_t kMaxBytes = 4 * kMaxLanes;
 

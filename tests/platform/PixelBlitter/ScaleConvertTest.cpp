@@ -3,7 +3,26 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
+#include <new>
+
+static thread_local int sAllocations = 0;
+
+void* operator new(std::size_t size) {
+    ++sAllocations;
+    void* const block = std::malloc(size ? size : 1);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
 
 namespace {
 
@@ -25,6 +44,8 @@ TEST(Plan, NamesThePath) {
     EXPECT_EQ(path(0x805, 0x90D), "depth");
     EXPECT_EQ(path(0x4, 0x8), "float tiles");
     EXPECT_EQ(path(0x811, 0x851), "float tiles");
+    EXPECT_EQ(path(0x1A11, 0x9000A31), "integers");
+    EXPECT_EQ(path(0x811, 0x9000A31), "float tiles"); // another matrix
     EXPECT_EQ(path(0x4, 0x4, 32), "scale");
     EXPECT_EQ(path(0x4, 0x4, 0), "nothing");
     const PB_Plan plan = PB_PlanScaleConvert(64, 64, 0x4, 1, 32, 32, 0x811, 1, 4);
@@ -99,6 +120,28 @@ TEST(Scale, HandlesFieldsApart) {
     EXPECT_EQ(lumaOfRow(1, 2, 2), 16);         // field 0 stays field 0, which lies on the other lines
     EXPECT_NEAR(lumaOfRow(1, 0, 2), 125.5, 1); // one side progressive: a frame
     EXPECT_NEAR(lumaOfRow(3, 3, 2), 125.5, 1);
+}
+
+TEST(Lifecycle, TheLastTerminateFreesTheTables) {
+    const TestPicture source(0x4, 8, 8);
+    TestPicture destination(0x4, 5, 5);
+    const auto allocations = [&] { // weight tables are made anew when they are not cached
+        const int before = sAllocations;
+        EXPECT_EQ(Scale(source, destination, 3), 0);
+        return sAllocations - before;
+    };
+    PB_Terminate(); // one without a start is not counted
+    EXPECT_EQ(PB_Initialize(), 0);
+    EXPECT_EQ(PB_Initialize(), 0);
+    const int fresh = allocations();
+    const int cached = allocations();
+    EXPECT_LT(cached, fresh);
+    PB_Terminate();
+    EXPECT_EQ(allocations(), cached);
+    PB_Terminate();
+    EXPECT_EQ(allocations(), fresh);
+    PB_Terminate();
+    EXPECT_EQ(allocations(), cached);
 }
 
 TEST(Scale, RefusesWhatItCannotDo) {
