@@ -1,4 +1,4 @@
-#include "../zyncore/TestHelpers.h"
+#include "TestHelpers.h"
 #include "BRTFoundation.h"
 
 #include <gtest/gtest.h>
