@@ -1,28 +1,11 @@
+#include "../PixelBlitterScale/FailingAllocator.h"
 #include "TestPicture.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <limits>
-#include <new>
-
-static thread_local int sAllocations = 0;
-
-void* operator new(std::size_t size) {
-    ++sAllocations;
-    void* const block = std::malloc(size ? size : 1);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
+#include <utility>
 
 namespace {
 
@@ -126,9 +109,10 @@ TEST(Lifecycle, TheLastTerminateFreesTheTables) {
     const TestPicture source(0x4, 8, 8);
     TestPicture destination(0x4, 5, 5);
     const auto allocations = [&] { // weight tables are made anew when they are not cached
-        const int before = sAllocations;
+        constexpr int kMany = 1000000;
+        scaletest::allocationsUntilFailure = kMany;
         EXPECT_EQ(Scale(source, destination, 3), 0);
-        return sAllocations - before;
+        return kMany - std::exchange(scaletest::allocationsUntilFailure, -1);
     };
     PB_Terminate(); // one without a start is not counted
     EXPECT_EQ(PB_Initialize(), 0);
