@@ -37,7 +37,7 @@ extern const Path kCopyPath;          ///< equal formats: bytes
 extern const Path kShufflePath;       ///< lossless moves of bytes
 extern const Path kDepthPath;         ///< another element type, component by component
 extern const Path kTilePath;          ///< any two 4:4:4:4 formats through float tiles
-extern const Path kPairsToPlanesPath; ///< 8-bit 4:2:2 to 4:2:0 with the same codes and columns
+extern const Path kPairsToPlanesPath; ///< 8-bit 4:2:2 to 4:2:0 with the same codes
 extern const Path kPlanePath;         ///< 4:2:0 to 4:2:0 with the same matrix and the same chroma rows
 extern const Path kSubsampledPath;    ///< any two formats of which at least one shares chroma, through float tiles
 

@@ -6,10 +6,10 @@
 namespace PixelBlitter {
 namespace {
 
-// Luma codes move as they are and chroma is filtered between rows only, with weights that are sixteenths.
+// Luma codes move as they are; the weights of chroma rows and columns are sixteenths.
 bool PairsToPlanesAccept(const Format& from, const Format& to) noexcept {
     return from.packing == Packing::Pairs && to.packing == Packing::Planar && from.model == to.model &&
-           from.fullRange == to.fullRange && from.centredChroma == to.centredChroma;
+           from.fullRange == to.fullRange;
 }
 
 void RunPairsToPlanes(const Conversion& conversion) noexcept {
@@ -32,8 +32,8 @@ void RunPairsToPlanes(const Conversion& conversion) noexcept {
                 taps[tap] = source.Row(rows.row[tap]);
                 weights[tap] = static_cast<std::uint16_t>(rows.weight[tap] * 16);
             }
-            conversion.kernels.mixPairChroma(taps, lumaFirst, weights, destination.ChromaRow(0, chromaRow),
-                                             destination.ChromaRow(1, chromaRow),
+            conversion.kernels.mixPairChroma(taps, lumaFirst, weights, destination.format.centredChroma,
+                                             destination.ChromaRow(0, chromaRow), destination.ChromaRow(1, chromaRow),
                                              static_cast<std::size_t>(destination.ChromaWidth()));
         }
     }

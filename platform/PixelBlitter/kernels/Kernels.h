@@ -126,9 +126,10 @@ struct Kernels {
     // Bytes to bytes.
     // The luma of a row of 8-bit 4:2:2. pixels may be odd, the row's last pair is whole.
     void (*splitLuma)(const std::uint8_t* source, bool lumaFirst, std::uint8_t* luma, std::size_t pixels) noexcept;
-    // Chroma of rows of 8-bit 4:2:2: (sum of weights[i] * rows[i] + 8) / 16; the weights add up to 16.
+    // Chroma of rows of 8-bit 4:2:2: (sum of weights[i] * rows[i]) / 16, halves up; the weights add up to 16. centre
+    // moves the samples from the left of two columns between them before the one rounding.
     void (*mixPairChroma)(const std::uint8_t* const rows[4], bool lumaFirst, const std::uint16_t weights[4],
-                          std::uint8_t* u, std::uint8_t* v, std::size_t pairs) noexcept;
+                          bool centre, std::uint8_t* u, std::uint8_t* v, std::size_t pairs) noexcept;
     void (*shuffle)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes,
                     const ByteShuffle& move) noexcept; ///< bytes divides by 4
     void (*changeDepth[kElementCount][kElementCount])(const std::uint8_t* source, std::uint8_t* destination,
