@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <limits>
-#include <utility>
 
 namespace {
 
@@ -112,7 +111,9 @@ TEST(Lifecycle, TheLastTerminateFreesTheTables) {
         constexpr int kMany = 1000000;
         scaletest::allocationsUntilFailure = kMany;
         EXPECT_EQ(Scale(source, destination, 3), 0);
-        return kMany - std::exchange(scaletest::allocationsUntilFailure, -1);
+        const int used = kMany - scaletest::allocationsUntilFailure;
+        scaletest::allocationsUntilFailure = -1;
+        return used;
     };
     PB_Terminate(); // one without a start is not counted
     EXPECT_EQ(PB_Initialize(), 0);

@@ -3,6 +3,6 @@
 namespace scaletest {
 
 /// The allocation of the calling thread that fails next: 0 is the first from now on. Negative: none.
-extern thread_local int allocationsUntilFailure;
+extern constinit thread_local int allocationsUntilFailure;
 
 } // namespace scaletest
