@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <regex>
 
 namespace tooltest {
 namespace {
@@ -16,23 +17,18 @@ struct ExitCase {
 
 const ExitCase kExits[] = {
     {"--help", 0, ""},
-    {"convert --help", 0, ""},
     {"", 2, "subcommand"},
-    {"convert", 2, "IN"},
+    {"formats --json --markdown", 2, ""},
     {"convert @clip @/o.png --bogus", 2, "--bogus"},
     {"convert @clip @/o.png --size 0x10", 2, "between 1 and"},
-    {"convert @clip @/o.png --size 10x0", 2, "between 1 and"},
     {"convert @clip @/o.png --size -4x10", 2, "WxH"},
     {"convert @clip @/o.png --size 99999999999x10", 2, "between 1 and"},
-    {"convert @clip @/o.png --size 640", 2, "WxH"},
     {"convert @clip @/o.png --format BGRA", 2, "there is bgra"},
     {"convert @clip @/o.png --format nope", 2, "no such format"},
     {"convert @clip @/o.png --format Bg16", 2, "does not know"},
-    {"convert @clip @/o.png --format badf", 2, "no such format"},
     {"convert @clip @/o.png --quality 6", 2, "quality"},
     {"convert @clip @/o.png --frames 5:5", 2, "selects nothing"},
     {"convert @clip @/o.png --frames 7", 2, "A:B"},
-    {"convert @clip @/o.png --frames x:9", 2, "A:B"},
     {"convert @clip @/o.png --frames 5000:", 2, "fewer pictures"},
     {"convert @clip @/o.unknown", 2, "extension"},
     {"convert @/same.png @/same.png", 2, "is the input"},
@@ -40,7 +36,6 @@ const ExitCase kExits[] = {
     {"convert http://localhost/x.mp4 @/o.png", 3, "No such file"},
     {"convert @ @/o.png", 3, "directory"},
     {"convert @/text.mp4 @/o.png", 4, "not a media file"},
-    {"convert @/text.txt @/o.png", 4, "not a media file"},
     {"convert @/empty.mp4 @/o.png", 4, "not a media file"},
     {"convert @/list.m3u8 @/o.png", 4, ""},
     {"convert @/truncated.mp4 @/o.png", 4, "not a media file"},
@@ -58,13 +53,11 @@ protected:
     ExitCodes() {
         WriteGradient(mFolder / "same.png", {AV_PIX_FMT_RGB24, AV_CODEC_ID_PNG}, 32, 32);
         WriteFile(mFolder / "text.mp4", "This is a letter, not a clip.\n");
-        WriteFile(mFolder / "text.txt", "This is a letter, not a clip.\n");
         WriteFile(mFolder / "empty.mp4", "");
         WriteFile(mFolder / "list.m3u8", "#EXTM3U\n#EXTINF:1,\nhttp://localhost:9/x.ts\n#EXT-X-ENDLIST\n");
         WriteFile(mFolder / "truncated.mp4", ReadFile(kCockatoo).substr(0, 300'000));
         RunTool("convert " + kCity + " " + (mFolder / "cut.png") + " --frames :1");
-        const std::string still = ReadFile(mFolder / "cut.png");
-        WriteFile(mFolder / "cut.png", still.substr(0, 20));
+        std::filesystem::resize_file(mFolder / "cut.png", 20);
         for (const char* name : {"full.png", "full.y4m", "full.mkv"}) {
             std::filesystem::create_symlink("/dev/full", mFolder / name);
         }
@@ -74,14 +67,8 @@ protected:
 
 TEST_F(ExitCodes, TellWhatWentWrong) {
     for (const ExitCase& one : kExits) {
-        std::string arguments = one.arguments;
-        for (std::size_t at = 0; (at = arguments.find('@', at)) != std::string::npos;) {
-            const bool clip = arguments.compare(at, 5, "@clip") == 0;
-            const std::string with = clip ? kCity : mFolder / "";
-            arguments.replace(at, clip ? 5 : 1, with);
-            at += with.size();
-        }
-        const Result result = RunTool(arguments);
+        const std::string withClip = std::regex_replace(one.arguments, std::regex("@clip"), kCity);
+        const Result result = RunTool(std::regex_replace(withClip, std::regex("@"), mFolder / ""));
         EXPECT_EQ(result.exitCode, one.exitCode) << one.arguments << "\n" << result.errors;
         EXPECT_NE(result.errors.find(one.message), std::string::npos) << one.arguments << "\n" << result.errors;
     }

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "ReferencePixels.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/pixdesc.h>
 }
 
-#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,35 +15,42 @@ extern "C" {
 /// Pictures decoded, encoded and coloured without the tool, to compare it with.
 namespace tooltest {
 
-struct FreePicture {
-    void operator()(AVFrame* picture) const { av_frame_free(&picture); }
+template <auto Free>
+struct Freeing {
+    template <class T>
+    void operator()(T* object) const {
+        Free(&object);
+    }
 };
-using Picture = std::unique_ptr<AVFrame, FreePicture>;
-
-using RGB = std::array<double, 3>; ///< 0 to 255
+using Picture = std::unique_ptr<AVFrame, Freeing<av_frame_free>>;
 
 struct Decoded {
     std::vector<Picture> pictures;
     AVRational frameRate{};
-    AVRational sampleAspectRatio{};
-    std::string codec;
+    AVRational sampleAspectRatio{}; ///< upside down for PNG, where libav takes pixels per unit for it
 };
 
-/// The pictures [first, end) of a file.
-Decoded Decode(const std::string& path, int first = 0, int end = 1 << 30);
+/// The pictures of a file, or those up to about this many.
+Decoded Decode(const std::string& path, std::size_t end = SIZE_MAX);
 
-/// The colour of an 8-bit RGB picture's pixel.
-RGB ColourInRGB(const AVFrame& picture, int x, int y);
+/// What `vf convert` makes of a file; a failed expectation where it refuses.
+Decoded Convert(const std::string& in, const std::string& out, const std::string& options = {});
 
-/// The colour of an 8-bit 4:2:0 picture at a luma sample by ITU-R BT.601 or BT.709, its chroma taken from the nearest
-/// sample: right where chroma is flat.
-RGB ColourIn420(const AVFrame& picture, int x, int y, bool bt709);
+constexpr std::int32_t kBGRA = 0x4; ///< the converter's value of 8-bit BGRA
 
-/// Whether chroma around a luma sample changes by no more than a code.
-bool IsChromaFlat(const AVFrame& picture, int x, int y);
+/// The 8-bit BGRA codes of a picture of 8-bit RGB or narrow-range 4:2:0, unrounded; 4:2:0 by way of another format.
+reference::Picture InRGB(const AVFrame& picture, bool bt709 = false, std::int32_t through = kBGRA);
 
-/// A picture whose colours run along both sides, another one in each corner.
-RGB Gradient(int x, int y, int width, int height);
+/// Differences of blue, green and red, a margin left out.
+struct Difference {
+    double worst = 0;
+    double mean = 0;
+    double bias = 0; ///< of the channel whose mean is farthest off: a shift shows here below the noise of rounding
+};
+Difference Compare(const reference::Picture& is, const reference::Picture& wanted, int margin = 0);
+
+/// 8-bit BGRA codes that run along both sides, another colour in each corner; sampled in columns and rows.
+reference::Picture Gradient(int width, int height, int columns, int rows);
 
 struct Layout {
     AVPixelFormat format;
