@@ -1,5 +1,5 @@
-#include "TestHelpers.h"
 #include "BRTFoundation.h"
+#include "TestHelpers.h"
 
 #include <gtest/gtest.h>
 
