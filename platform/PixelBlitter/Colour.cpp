@@ -20,15 +20,25 @@ LumaWeights WeightsOf(ColourModel model) noexcept {
 
 constexpr Matrix kIdentity{1, 0, 0, 0, 1, 0, 0, 0, 1};
 
+// What both directions are made of: the luma weights, and the spans that scale R - Y and B - Y to -0.5 .. 0.5.
+struct Coefficients {
+    explicit Coefficients(ColourModel model) noexcept {
+        const LumaWeights weights = WeightsOf(model);
+        red = weights.red;
+        blue = weights.blue;
+        green = 1 - red - blue;
+        v = 2 * (1 - red);
+        u = 2 * (1 - blue);
+    }
+    double red, green, blue, v, u;
+};
+
 // V U Y from B G R.
 Matrix FromRGB(ColourModel model) noexcept {
     if (model == ColourModel::RGB) {
         return kIdentity;
     }
-    const auto [red, blue] = WeightsOf(model);
-    const double green = 1 - red - blue;
-    const double v = 2 * (1 - red);
-    const double u = 2 * (1 - blue);
+    const auto [red, green, blue, v, u] = Coefficients(model);
     return {-blue / v, -green / v, (1 - red) / v, (1 - blue) / u, -green / u, -red / u, blue, green, red};
 }
 
@@ -37,10 +47,7 @@ Matrix ToRGB(ColourModel model) noexcept {
     if (model == ColourModel::RGB) {
         return kIdentity;
     }
-    const auto [red, blue] = WeightsOf(model);
-    const double green = 1 - red - blue;
-    const double v = 2 * (1 - red);
-    const double u = 2 * (1 - blue);
+    const auto [red, green, blue, v, u] = Coefficients(model);
     return {0, u, 1, -v * red / green, -u * blue / green, 1, v, 0, 1};
 }
 

@@ -25,6 +25,19 @@ std::int32_t AsResult(Operation operation) noexcept {
     }
 }
 
+/// Runs an operation on a name within an OperationScope.
+template <class Operation>
+std::int32_t OnName(const Guid& id, Operation operation) noexcept {
+    return AsResult([&]() -> std::int32_t {
+        const OperationScope scope;
+        const auto directory = Client::Instance().CurrentDirectory();
+        if (!directory) {
+            return kResult_NotInitialized;
+        }
+        return id == Guid() ? kResult_BadArgument : operation(*directory);
+    });
+}
+
 /// Runs an operation that opens a block within an OperationScope, and hands out a reference to it, or an empty one.
 /// What the caller's reference held before dies last: it may be the only thing that keeps the very block alive.
 template <class Reference, class Base, class Operation>
@@ -133,32 +146,16 @@ std::int32_t MakeBinaryDataAlias(const Guid& existingId, const boost::shared_ptr
 }
 
 std::int32_t PutBinaryDataGenerationError(const Guid& id, std::int32_t errorCode) noexcept {
-    return AsResult([&]() -> std::int32_t {
-        const OperationScope scope;
-        const auto directory = Client::Instance().CurrentDirectory();
-        if (!directory) {
-            return kResult_NotInitialized;
-        }
-        if (id == Guid()) {
-            return kResult_BadArgument;
-        }
+    return OnName(id, [&](const Directory& directory) {
         Client::Instance().RenewPresence();
-        return PutGenerationError(*directory, id, errorCode);
+        return PutGenerationError(directory, id, errorCode);
     });
 }
 
 std::int32_t GetGenerationError(const Guid& id, std::int32_t& outErrorCode) noexcept {
-    return AsResult([&]() -> std::int32_t {
-        const OperationScope scope;
-        const auto directory = Client::Instance().CurrentDirectory();
-        if (!directory) {
-            return kResult_NotInitialized;
-        }
-        if (id == Guid()) {
-            return kResult_BadArgument;
-        }
-        const auto code = ReadGenerationError(*directory, id);
-        if (!code || RemoveIfDead(*directory, Name::OfGuid(id)) == NameState::Alive) {
+    return OnName(id, [&](const Directory& directory) {
+        const auto code = ReadGenerationError(directory, id);
+        if (!code || RemoveIfDead(directory, Name::OfGuid(id)) == NameState::Alive) {
             return kResult_NotFound;
         }
         outErrorCode = *code;
