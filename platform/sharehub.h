@@ -21,8 +21,10 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #if defined(sharehub_EXPORTS)
@@ -44,6 +46,8 @@ enum Result : std::int32_t {
     kResult_GenerationError = -6, ///< the producer said that no data will come; see GetGenerationError
     kResult_SystemError = -7,     ///< the system refused an operation
     kResult_Damaged = -8,         ///< the block is not one of ours or is shorter than it must be
+    kResult_TimedOut = -9,        ///< nothing came under the Guid in the time given
+    kResult_Gone = -10,           ///< data came under the Guid while the caller waited, and was dropped again
 };
 
 /// A readable reference to a block. Keeps the block alive.
@@ -116,6 +120,15 @@ SHAREHUB_API std::int32_t PutCompletedBinaryData(const zyncore::utility::Guid& i
 SHAREHUB_API std::int32_t GetBinaryDataIfAvailable(const zyncore::utility::Guid& id,
                                                    boost::shared_ptr<BinaryReference>& outReference) noexcept;
 
+/// Gets the block under a Guid, waiting for it when there is nothing yet: until data is put under it, until a
+/// generation error is (kResult_GenerationError), until data came and was dropped before it could be had
+/// (kResult_Gone), or until the time is over (kResult_TimedOut; at once for a timeout of 0 or less,
+/// kNoTimeLimit waits for good). Sleeps meanwhile: the system wakes it, nothing is polled. UninitializeClient on
+/// another thread ends the wait with kResult_NotInitialized. outReference is emptied on failure.
+SHAREHUB_API std::int32_t WaitForBinaryData(const zyncore::utility::Guid& id, std::chrono::milliseconds timeout,
+                                            boost::shared_ptr<BinaryReference>& outReference) noexcept;
+inline constexpr std::chrono::milliseconds kNoTimeLimit = std::chrono::milliseconds::max();
+
 /// Gives the block of a reference, which existingId names, a further name. The alias lives as long as the block.
 /// kResult_NotFound when existingId does not name this block; kResult_NameInUse unless newId is free, dead or a
 /// generation error.
@@ -148,6 +161,42 @@ struct ClientStatistics {
     std::uint64_t keptPutBytes = 0;
 };
 SHAREHUB_API ClientStatistics GetClientStatistics() noexcept;
+
+/// One block of the directory, as ListBlocks found it.
+struct BlockDescription {
+    std::vector<zyncore::utility::Guid> ids; ///< in ascending order; none while the block is private or idle
+    std::uint64_t sizeInBytes = 0;
+    std::chrono::system_clock::time_point namedAt; ///< when it got its latest Guid, or was made without one
+    std::vector<std::int32_t> holders;             ///< ids of the processes that hold it, ascending, as the kernel says
+};
+/// What the directory holds.
+struct DirectoryContents {
+    std::vector<BlockDescription> blocks; ///< those with Guids first, by their first Guid
+    std::vector<std::pair<zyncore::utility::Guid, std::int32_t>> generationErrors;
+    std::uint64_t bytesOfBlocks = 0; ///< memory that all blocks together take from the file system
+    std::uint64_t bytesFree = 0;     ///< what the file system still has
+};
+/// Lists blocks, names, holders and generation errors of all processes, as they are at this moment. A block without
+/// holders is dead, or idle memory that its maker keeps for the next block. Nothing is opened, held or removed.
+SHAREHUB_API std::int32_t ListBlocks(DirectoryContents& outContents) noexcept;
+
+/// Sleeps until a block, a name or a generation error came or went since the last call of this object, or until the
+/// time is over. One thread at a time; kNoTimeLimit waits for good.
+class SHAREHUB_API ChangeWatch {
+public:
+    /// Null without a client, and when the system gives no more watches.
+    static boost::shared_ptr<ChangeWatch> Create() noexcept;
+
+    /// True when something changed.
+    virtual bool Wait(std::chrono::milliseconds timeout) noexcept = 0;
+
+    ChangeWatch(const ChangeWatch&) = delete;
+    ChangeWatch& operator=(const ChangeWatch&) = delete;
+    virtual ~ChangeWatch();
+
+protected:
+    ChangeWatch() = default;
+};
 
 /// The directory of the user's blocks, empty before the first successful InitializeClient. VF_SHAREHUB_DIR in the
 /// environment names another one at InitializeClient, for tests and for hosts that keep their own.

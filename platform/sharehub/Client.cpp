@@ -18,6 +18,9 @@ void Client::InForkedChild() noexcept {
     // the child of a process with several threads as little as possible is done here.
     Client& client = Instance();
     client.mPresence.Forget();
+    if (client.mArrivals) {
+        client.mArrivals->CloseInChild();
+    }
     client.mInitializeCount = 0;
     client.mHoldsParentsState = true;
 }
@@ -27,6 +30,10 @@ void Client::ForgetParent() {
         mHoldsParentsState = false;
         mDirectory.reset();
         mPath.clear();
+        if (mArrivals) {
+            // Never destroyed: a thread of the parent's may have had its lock at the moment of the fork.
+            mInherited.push_back(std::move(mArrivals));
+        }
         mKept.clear();
         mKeptBytes = 0;
         mBlocksMade = 0;
@@ -56,6 +63,7 @@ bool Client::Initialize() {
 void Client::Uninitialize() {
     std::deque<std::shared_ptr<Block>> kept;
     std::shared_ptr<const Directory> directory;
+    std::shared_ptr<Arrivals> arrivals;
     Presence presence;
     {
         const OperationScope scope;
@@ -66,7 +74,11 @@ void Client::Uninitialize() {
         kept.swap(mKept);
         mKeptBytes = 0;
         directory.swap(mDirectory);
+        arrivals.swap(mArrivals);
         std::swap(presence, mPresence);
+    }
+    if (arrivals) {
+        arrivals->End();
     }
     kept.clear();
     const OperationScope scope;
@@ -79,6 +91,17 @@ void Client::Uninitialize() {
 std::shared_ptr<const Directory> Client::CurrentDirectory() {
     const std::lock_guard lock(mMutex);
     return mInitializeCount > 0 ? mDirectory : nullptr;
+}
+
+std::shared_ptr<Arrivals> Client::CurrentArrivals() {
+    const std::lock_guard lock(mMutex);
+    if (mInitializeCount == 0) {
+        return nullptr;
+    }
+    if (!mArrivals) {
+        mArrivals = std::make_shared<Arrivals>(mDirectory);
+    }
+    return mArrivals;
 }
 
 void Client::Keep(const std::shared_ptr<Block>& block, Dropped& outDropped) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Arrivals.h"
 #include "Block.h"
 #include "Presence.h"
 #include "sharehub.h"
@@ -27,6 +28,9 @@ public:
     /// Null while there is no client.
     std::shared_ptr<const Directory> CurrentDirectory();
 
+    /// Where threads wait for names to come; null while there is no client.
+    std::shared_ptr<Arrivals> CurrentArrivals();
+
     /// Keeps a block that was put, and hands out the oldest ones that the budget has no room for.
     void Keep(const std::shared_ptr<Block>& block, Dropped& outDropped);
     void SetBudget(std::uint64_t bytes, Dropped& outDropped);
@@ -49,7 +53,9 @@ private:
     std::shared_ptr<const Directory> mDirectory;
     Presence mPresence;
     std::string mPath;
-    std::deque<std::shared_ptr<Block>> mKept; ///< oldest first
+    std::shared_ptr<Arrivals> mArrivals;               ///< made when somebody waits for the first time
+    std::vector<std::shared_ptr<Arrivals>> mInherited; ///< of parents, whose threads may have been inside
+    std::deque<std::shared_ptr<Block>> mKept;          ///< oldest first
     std::uint64_t mKeptBytes = 0;
     std::uint64_t mBudget = kDefaultPutBudget;
     bool mHoldsParentsState = false; ///< after a fork, until the child's first call

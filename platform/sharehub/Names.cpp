@@ -15,7 +15,6 @@ constexpr std::string_view kPrivatePrefix = "private-";
 constexpr std::string_view kAliasListPrefix = "aliases-";
 constexpr std::string_view kErrorPrefix = "error-";
 constexpr std::string_view kPendingErrorPrefix = "pending-";
-constexpr std::size_t kGuidTextLength = 36;
 
 bool IsGuidText(std::string_view text) noexcept {
     Guid ignored;

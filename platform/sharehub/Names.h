@@ -20,6 +20,9 @@ namespace framebroker {
 
 using zyncore::utility::Guid;
 
+/// Characters of a Guid in registry form, which ends the names that have one.
+inline constexpr std::size_t kGuidTextLength = 36;
+
 /// A name of bounded length that needs no memory of its own.
 class Name {
 public:

@@ -1,7 +1,9 @@
 #include "sharehub.h"
 
 #include "Client.h"
+#include "Deadline.h"
 #include "GenerationErrors.h"
+#include "Listing.h"
 #include "References.h"
 #include "Sweep.h"
 
@@ -127,6 +129,52 @@ std::int32_t GetBinaryDataIfAvailable(const Guid& id, boost::shared_ptr<BinaryRe
             return kResult_GenerationError;
         }
         return result;
+    });
+}
+
+std::int32_t WaitForBinaryData(const Guid& id, std::chrono::milliseconds timeout,
+                               boost::shared_ptr<BinaryReference>& outReference) noexcept {
+    const std::int32_t atOnce = GetBinaryDataIfAvailable(id, outReference);
+    if (atOnce != kResult_NotFound) {
+        return atOnce;
+    }
+    return timeout <= timeout.zero() ? kResult_TimedOut : AsResult([&]() -> std::int32_t {
+        const auto arrivals = [] {
+            const OperationScope scope;
+            return Client::Instance().CurrentArrivals();
+        }();
+        if (!arrivals) {
+            return kResult_NotInitialized;
+        }
+        const auto deadline = DeadlineAfter(timeout);
+        Arrivals::Waiter waiter(*arrivals, id);
+        for (auto arrival = Arrival::Something;; arrival = waiter.Wait(deadline)) {
+            if (arrival == Arrival::Ended) {
+                return kResult_NotInitialized;
+            }
+            const std::int32_t result = GetBinaryDataIfAvailable(id, outReference);
+            if (result != kResult_NotFound) {
+                return result;
+            }
+            if (arrival == Arrival::Data) {
+                return kResult_Gone;
+            }
+            if (arrival == Arrival::TimedOut) {
+                return kResult_TimedOut;
+            }
+        }
+    });
+}
+
+std::int32_t ListBlocks(DirectoryContents& outContents) noexcept {
+    return AsResult([&]() -> std::int32_t {
+        const OperationScope scope;
+        const auto directory = Client::Instance().CurrentDirectory();
+        if (!directory) {
+            return kResult_NotInitialized;
+        }
+        ListDirectory(*directory, outContents);
+        return kResult_Success;
     });
 }
 
