@@ -104,7 +104,10 @@ SHAREHUB_API bool InitializeClient() noexcept;
 SHAREHUB_API void UninitializeClient() noexcept;
 
 /// Makes a block of sizeInBytes bytes, all reserved, beginning at a page border, private to this process until it is
-/// put. Contents are undefined. outReference is emptied on failure; what it held before is released last, here and
+/// put. Contents are undefined: memory of an earlier block of this process that nobody holds any more is used again,
+/// because fresh pages cost many times what everything else about a block does. When the file system is full, idle
+/// memory of all processes is taken first, then this client's oldest kept puts are given up, before the answer is
+/// kResult_OutOfSpace. outReference is emptied on failure; what it held before is released last, here and
 /// below.
 SHAREHUB_API std::int32_t GetWritableBinaryData(std::uint64_t sizeInBytes,
                                                 boost::shared_ptr<WritableBinaryReference>& outReference) noexcept;
@@ -144,8 +147,8 @@ SHAREHUB_API std::int32_t PutBinaryDataGenerationError(const zyncore::utility::G
 /// The generation error under a Guid. kResult_NotFound without one.
 SHAREHUB_API std::int32_t GetGenerationError(const zyncore::utility::Guid& id, std::int32_t& outErrorCode) noexcept;
 
-/// Removes what dead processes left: blocks that nobody holds, and their names. Returns the number of names removed (a
-/// block that was not put counts as one). InitializeClient does the same.
+/// Removes what dead processes left: blocks that nobody holds, and their names. Returns the number of blocks.
+/// InitializeClient does the same.
 SHAREHUB_API std::uint64_t SweepDeadBlocks() noexcept;
 
 /// Bytes of puts that this client may keep alive on its own (default kDefaultPutBudget). When a put exceeds it, the
@@ -155,10 +158,14 @@ inline constexpr std::uint64_t kDefaultPutBudget = std::uint64_t{1} << 30;
 
 /// What this client holds.
 struct ClientStatistics {
-    std::uint64_t blocksMade = 0;   ///< since the process started
-    std::uint64_t blocksOpened = 0; ///< since the process started
-    std::uint64_t keptPuts = 0;     ///< puts whose own reference the client still keeps
+    std::uint64_t blocksMade = 0;     ///< since the process started, like the three after it
+    std::uint64_t blocksRecycled = 0; ///< of those, made from memory of earlier blocks
+    std::uint64_t blocksOpened = 0;
+    std::uint64_t mappingsReused = 0; ///< of those, without mapping memory anew
+    std::uint64_t keptPuts = 0;       ///< puts whose own reference the client still keeps
     std::uint64_t keptPutBytes = 0;
+    std::uint64_t idleBlocks = 0; ///< memory of blocks let go of, kept for the next ones; others may still hold some
+    std::uint64_t idleBytes = 0;
 };
 SHAREHUB_API ClientStatistics GetClientStatistics() noexcept;
 

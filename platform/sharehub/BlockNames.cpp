@@ -32,17 +32,66 @@ bool TryLock(const FileDescriptor& file, int kind) noexcept {
     return ::flock(file.Get(), kind | LOCK_NB) == 0;
 }
 
+bool Drop(const FileDescriptor& file) noexcept {
+    return ::flock(file.Get(), LOCK_UN) == 0;
+}
+
+/// The maker's lock: the first byte of the file, by the open description. Independent of the holders' locks.
+struct flock MakersLock() noexcept {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_len = 1;
+    return lock;
+}
+
+bool HasMaker(const FileDescriptor& block) noexcept {
+    struct flock lock = MakersLock();
+    return ::fcntl(block.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+/// Takes names away from a block under its exclusive lock.
 class Remover {
 public:
-    Remover(const Directory& directory, const FileIdentity& block) noexcept : mDirectory(directory), mBlock(block) {}
+    Remover(const Directory& directory, const struct stat& status) noexcept
+        : mDirectory(directory), mBlock(IdentityOf(status)), mHome(Name::OfHome(status.st_ino)) {}
 
+    /// All Guids, and other names that somebody may have made. known is one of its names.
+    void RemoveAllButHome(const Name& known, nlink_t links) {
+        mKnown = known;
+        const nlink_t expected = (known == mHome ? 0U : 1U) + (mDirectory.LeadsTo(mHome, mBlock) ? 1U : 0U);
+        if (links > expected) {
+            RemoveListed();
+            struct stat status {};
+            if (mDirectory.Status(known, status) && status.st_nlink > expected) {
+                RemoveFoundBySearch();
+            }
+        }
+        // A process that died between the two steps of an alias has left a list beside a single Guid.
+        mDirectory.Unlink(Name::OfAliasList(mBlock.inode));
+        if (!(known == mHome)) {
+            Remove(known);
+        }
+    }
+
+    bool RemoveHome() noexcept { return Remove(mHome); }
+    bool HasHome() const noexcept { return mDirectory.LeadsTo(mHome, mBlock); }
+    bool HasRemoved() const noexcept { return mRemoved; }
+
+private:
     bool Remove(const Name& name) noexcept {
         const bool removed = mDirectory.LeadsTo(name, mBlock) && mDirectory.Unlink(name);
-        mRemoved += removed ? 1 : 0;
+        mRemoved |= removed;
         return removed;
     }
 
-    void RemoveListed(const Name& keptName) {
+    void RemoveUnlessKept(const Name& name) noexcept {
+        if (!(name == mKnown) && !(name == mHome)) {
+            Remove(name);
+        }
+    }
+
+    void RemoveListed() {
         const FileDescriptor list = mDirectory.OpenEntry(Name::OfAliasList(mBlock.inode), O_RDONLY);
         std::array<AliasEntry, kEntriesPerRead> entries;
         for (std::size_t reads = 0; list && reads < kMaxReads; ++reads) {
@@ -52,57 +101,72 @@ public:
             }
             for (std::size_t i = 0; i < static_cast<std::size_t>(bytes) / sizeof(AliasEntry); ++i) {
                 for (const Guid& id : entries[i]) {
-                    RemoveUnless(Name::OfGuid(id), keptName);
+                    RemoveUnlessKept(Name::OfGuid(id));
                 }
             }
         }
     }
 
-    void RemoveFoundBySearch(const Name& keptName) {
+    void RemoveFoundBySearch() {
         mDirectory.ForEachEntry([&](std::string_view text, ino_t inode) {
             if (inode == mBlock.inode && NamesABlock(text)) {
-                RemoveUnless(Name::FromListing(text), keptName);
+                RemoveUnlessKept(Name::FromListing(text));
             }
         });
     }
 
-    std::uint64_t Removed() const noexcept { return mRemoved; }
-
-private:
-    void RemoveUnless(const Name& name, const Name& keptName) noexcept {
-        if (!(name == keptName)) {
-            Remove(name);
-        }
-    }
-
     const Directory& mDirectory;
     FileIdentity mBlock;
-    std::uint64_t mRemoved = 0;
+    Name mHome;
+    Name mKnown;
+    bool mRemoved = false;
 };
 
-/// Removes a dead block under its exclusive lock: the other names, their list, the name it was opened by.
-std::uint64_t RemoveLocked(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept try {
+enum class Home { Removed, LeftToMaker };
+
+/// Removes the names of a dead block under its exclusive lock. Sets outRemoved when it had one that is gone now.
+Home RemoveLocked(const Directory& directory, const Name& name, const FileDescriptor& block, bool& outRemoved) noexcept
+    try {
     struct stat status {};
-    // When the name leads elsewhere by now, somebody else has removed the block, wholly or (in dying) in part; what is
-    // left has other names, under which the sweep comes here again.
-    if (::fstat(block.Get(), &status) != 0 || !directory.LeadsTo(name, IdentityOf(status))) {
-        return 0;
+    if (::fstat(block.Get(), &status) != 0) {
+        return Home::Removed;
     }
-    Remover remover(directory, IdentityOf(status));
-    if (status.st_nlink > 1) {
-        remover.RemoveListed(name);
-        if (::fstat(block.Get(), &status) == 0 && status.st_nlink > 1) {
-            remover.RemoveFoundBySearch(name);
+    // When the name leads elsewhere by now, the block may have become another one under other Guids, and we were the
+    // last to hold that. When its home is gone too, somebody else has removed it, wholly or (in dying) in part; what is
+    // left has other names, under which the sweep comes here again.
+    Name known = name;
+    if (!directory.LeadsTo(known, IdentityOf(status))) {
+        known = Name::OfHome(status.st_ino);
+        if (!directory.LeadsTo(known, IdentityOf(status))) {
+            return Home::Removed;
         }
     }
-    // A process that died between the two steps of an alias has left a list beside a single name.
-    directory.Unlink(Name::OfAliasList(status.st_ino));
-    remover.Remove(name);
-    return remover.Removed();
+    Remover remover(directory, status);
+    remover.RemoveAllButHome(known, status.st_nlink);
+    const bool leftToMaker = remover.HasHome() && HasMaker(block);
+    if (!leftToMaker) {
+        remover.RemoveHome();
+    }
+    outRemoved |= remover.HasRemoved();
+    return leftToMaker ? Home::LeftToMaker : Home::Removed;
 } catch (...) {
     // Out of memory in the search. The names that remain are found by a later sweep.
     directory.RequestSweep();
-    return 0;
+    return Home::Removed;
+}
+
+/// Removes the names of a dead block whose exclusive lock the descriptor has, and drops the lock. True when there was
+/// something to remove.
+bool RemoveAndDrop(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept {
+    bool removed = false;
+    for (;;) {
+        const Home home = RemoveLocked(directory, name, block, removed);
+        Drop(block);
+        // The maker may have left while we had the lock that it needs to remove the home itself.
+        if (home == Home::Removed || HasMaker(block) || !TryLock(block, LOCK_EX)) {
+            return removed;
+        }
+    }
 }
 
 /// Writes down that the block has both names.
@@ -160,7 +224,7 @@ Result MakeName(const Directory& directory, const Guid& id, Make make) {
 
 NameState HoldIfAlive(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept {
     if (TryLock(block, LOCK_EX)) {
-        RemoveLocked(directory, name, block);
+        RemoveAndDrop(directory, name, block);
         return NameState::Free;
     }
     if (errno != EWOULDBLOCK) {
@@ -170,7 +234,8 @@ NameState HoldIfAlive(const Directory& directory, const Name& name, const FileDe
         return errno == EWOULDBLOCK ? NameState::BeingRemoved : NameState::Refused;
     }
     struct stat status {};
-    if (::fstat(block.Get(), &status) != 0 || status.st_nlink == 0) {
+    if (::fstat(block.Get(), &status) != 0 || !directory.LeadsTo(name, IdentityOf(status))) {
+        LetGo(directory, name, block);
         return NameState::Free;
     }
     return NameState::Alive;
@@ -198,23 +263,73 @@ NameState RemoveIfDead(const Directory& directory, const Name& name, std::uint64
             return NameState::Alive;
         }
     }
-    const std::uint64_t removed = RemoveLocked(directory, name, block);
-    if (outRemoved != nullptr) {
-        *outRemoved += removed;
+    const bool removed = RemoveAndDrop(directory, name, block);
+    if (outRemoved != nullptr && removed) {
+        ++*outRemoved;
     }
     return NameState::Free;
 }
 
-void LetGo(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept {
-    if (TryLock(block, LOCK_EX)) {
-        RemoveLocked(directory, name, block);
+bool LetGo(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept {
+    if (!TryLock(block, LOCK_EX)) {
+        return false;
+    }
+    RemoveAndDrop(directory, name, block);
+    return true;
+}
+
+bool HoldNew(const FileDescriptor& block) noexcept {
+    // A sweep can find the file before it is locked and takes it for a dead one.
+    struct stat status {};
+    return TryLock(block, LOCK_SH) && ::fstat(block.Get(), &status) == 0 && status.st_nlink > 0;
+}
+
+IdleState HoldIdle(const Directory& directory, const FileDescriptor& block) noexcept try {
+    struct stat status {};
+    if (!TryLock(block, LOCK_EX)) {
+        return IdleState::InUse;
+    }
+    if (::fstat(block.Get(), &status) != 0) {
+        return IdleState::Spoilt;
+    }
+    const Name home = Name::OfHome(status.st_ino);
+    if (status.st_nlink > 1) {
+        Remover(directory, status).RemoveAllButHome(home, status.st_nlink);
+    }
+    if (!TryLock(block, LOCK_SH)) {
+        return IdleState::InUse;
+    }
+    // Between the two locks somebody may have taken the memory away.
+    const bool good =
+        ::fstat(block.Get(), &status) == 0 && status.st_nlink == 1 && directory.LeadsTo(home, IdentityOf(status));
+    return good ? IdleState::Taken : IdleState::Spoilt;
+} catch (...) {
+    return IdleState::Spoilt; // out of memory in a search
+}
+
+bool BecomeMaker(const FileDescriptor& block) noexcept {
+    struct flock lock = MakersLock();
+    return ::fcntl(block.Get(), F_OFD_SETLK, &lock) == 0;
+}
+
+void ReclaimIfIdle(const Directory& directory, const Name& home) noexcept {
+    const FileDescriptor block = directory.OpenEntry(home, O_RDWR);
+    struct stat status {};
+    if (!block || ::fstat(block.Get(), &status) != 0 || !S_ISREG(status.st_mode) || !TryLock(block, LOCK_EX)) {
+        return;
+    }
+    if (status.st_nlink == 1 && HasMaker(block) && directory.LeadsTo(home, IdentityOf(status))) {
+        directory.Unlink(home);
+        (void)::fallocate(block.Get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, status.st_size);
+        Drop(block);
+    } else {
+        RemoveAndDrop(directory, home, block);
     }
 }
 
-Result RenameToGuid(const Directory& directory, const Name& privateName, const Guid& id) {
+Result GiveGuid(const Directory& directory, const Name& home, const Guid& id) {
     return MakeName(directory, id, [&](const Name& name) {
-        return ::renameat2(directory.Descriptor(), privateName.CStr(), directory.Descriptor(), name.CStr(),
-                           RENAME_NOREPLACE);
+        return ::linkat(directory.Descriptor(), home.CStr(), directory.Descriptor(), name.CStr(), 0);
     });
 }
 
@@ -230,9 +345,7 @@ Result AddAlias(const Directory& directory, const FileIdentity& block, const Gui
     if (const Result listed = AppendToList(directory, block, {existing, added}); listed != kResult_Success) {
         return listed;
     }
-    return MakeName(directory, added, [&](const Name& name) {
-        return ::linkat(directory.Descriptor(), existingName.CStr(), directory.Descriptor(), name.CStr(), 0);
-    });
+    return GiveGuid(directory, existingName, added);
 }
 
 Result ResultOfErrno() noexcept {

@@ -36,7 +36,14 @@ public:
     void SetBudget(std::uint64_t bytes, Dropped& outDropped);
 
     void RenewPresence();
-    void CountMade() noexcept { mBlocksMade.fetch_add(1, std::memory_order_relaxed); }
+    /// Hands out the oldest kept put; false when there is none.
+    bool DropOldest(Dropped& outDropped);
+    std::uint64_t KeptBytes();
+
+    void CountMade(bool recycled) noexcept {
+        mBlocksMade.fetch_add(1, std::memory_order_relaxed);
+        mBlocksRecycled.fetch_add(recycled ? 1 : 0, std::memory_order_relaxed);
+    }
     void CountOpened() noexcept { mBlocksOpened.fetch_add(1, std::memory_order_relaxed); }
     ClientStatistics Statistics();
     std::string DirectoryPath();
@@ -44,6 +51,7 @@ public:
     Client() noexcept;
 
 private:
+    void DropFront(Dropped& outDropped);
     void DropOverBudget(Dropped& outDropped);
     void ForgetParent();
     static void InForkedChild() noexcept;
@@ -61,6 +69,7 @@ private:
     bool mHoldsParentsState = false; ///< after a fork, until the child's first call
 
     std::atomic<std::uint64_t> mBlocksMade{0};
+    std::atomic<std::uint64_t> mBlocksRecycled{0};
     std::atomic<std::uint64_t> mBlocksOpened{0};
 };
 

@@ -18,6 +18,16 @@ constexpr const char* kSharedMemoryMount = "/dev/shm/";
 constexpr const char* kDirectoryPrefix = "vf-sharehub-";
 constexpr const char* kDirectoryVariable = "VF_SHAREHUB_DIR";
 
+/// One of the counts of a file system, in bytes.
+std::uint64_t BytesOfFileSystem(int descriptor, fsblkcnt_t statvfs::*count) noexcept {
+    struct statvfs status {};
+    // A file system without a limit reports no blocks at all.
+    if (::fstatvfs(descriptor, &status) != 0 || status.f_blocks == 0) {
+        return std::numeric_limits<std::uint64_t>::max();
+    }
+    return static_cast<std::uint64_t>(status.*count) * status.f_frsize;
+}
+
 struct CloseListing {
     void operator()(DIR* listing) const noexcept { ::closedir(listing); }
 };
@@ -96,12 +106,11 @@ FileDescriptor Directory::OpenAgain() const noexcept {
 }
 
 std::uint64_t Directory::FreeBytes() const noexcept {
-    struct statvfs status {};
-    // A file system without a limit reports no blocks at all.
-    if (::fstatvfs(mDescriptor.Get(), &status) != 0 || status.f_blocks == 0) {
-        return std::numeric_limits<std::uint64_t>::max();
-    }
-    return static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize;
+    return BytesOfFileSystem(mDescriptor.Get(), &statvfs::f_bavail);
+}
+
+std::uint64_t Directory::CapacityInBytes() const noexcept {
+    return BytesOfFileSystem(mDescriptor.Get(), &statvfs::f_blocks);
 }
 
 } // namespace framebroker

@@ -53,6 +53,9 @@ public:
     /// Bytes that can still be reserved in the file system; the largest value when it does not tell.
     std::uint64_t FreeBytes() const noexcept;
 
+    /// Bytes of the whole file system; the largest value when it does not tell.
+    std::uint64_t CapacityInBytes() const noexcept;
+
     /// Notes that a block could not be given up properly, so that a sweep is worth its time; and asks whether one is.
     void RequestSweep() const noexcept { mSweepRequested.store(true); }
     bool TakeSweepRequest() const noexcept { return mSweepRequested.load() && mSweepRequested.exchange(false); }

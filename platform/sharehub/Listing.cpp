@@ -64,10 +64,12 @@ void ListDirectory(const Directory& directory, DirectoryContents& outContents) {
         switch (KindOf(text)) {
         case NameKind::BlockGuid:
             if (Guid::FromString(text, id)) {
-                found[inode].ids.push_back(id);
-                found[inode].name = Name::FromListing(text);
+                FoundBlock& block = found[inode];
+                block.ids.push_back(id);
+                block.name = block.name == Name() ? Name::FromListing(text) : block.name;
             }
             break;
+        case NameKind::BlockHome:
         case NameKind::BlockPrivate:
             found[inode].name = Name::FromListing(text);
             break;

@@ -10,15 +10,16 @@
 
 namespace framebroker {
 
-/// Owns a shared mapping of a whole file. The mapping keeps the open file, and so its lock, after the descriptor is
-/// closed: what a process can hold is not bounded by its descriptors. It is not inherited by a fork; in the child it
-/// counts as empty and nothing is unmapped.
+/// Owns a shared mapping of a file from its first byte. The mapping keeps the open file, and so its locks, after the
+/// descriptor is closed: what a process can have mapped is not bounded by its descriptors. It is not inherited by a
+/// fork; in the child it counts as empty and nothing is unmapped.
 class Mapping {
 public:
+    enum class Access : int { None = PROT_NONE, Read = PROT_READ, Write = PROT_READ | PROT_WRITE };
+
     Mapping() noexcept = default;
-    Mapping(int descriptor, std::size_t sizeInBytes, bool writable) noexcept {
-        void* const address =
-            ::mmap(nullptr, sizeInBytes, writable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, descriptor, 0);
+    Mapping(int descriptor, std::size_t sizeInBytes, Access access) noexcept {
+        void* const address = ::mmap(nullptr, sizeInBytes, static_cast<int>(access), MAP_SHARED, descriptor, 0);
         if (address == MAP_FAILED) {
             return;
         }
@@ -29,7 +30,9 @@ public:
             Unmap(); // a child that kept the file open would keep a dead block alive
         }
     }
-    Mapping(const Mapping&) = delete;
+    Mapping(Mapping&& other) noexcept
+        : mAddress(std::exchange(other.mAddress, nullptr)), mSizeInBytes(std::exchange(other.mSizeInBytes, 0)),
+          mGeneration(other.mGeneration) {}
     Mapping& operator=(Mapping&& other) noexcept {
         if (this != &other) {
             Unmap();
@@ -43,6 +46,7 @@ public:
 
     /// Null when there is no mapping in this process.
     void* Address() const noexcept { return mGeneration == ForkGeneration() ? mAddress : nullptr; }
+    explicit operator bool() const noexcept { return Address() != nullptr; }
     std::size_t SizeInBytes() const noexcept { return mSizeInBytes; }
 
     void Unmap() noexcept {
@@ -57,5 +61,13 @@ private:
     std::size_t mSizeInBytes = 0;
     std::uint64_t mGeneration = 0;
 };
+
+/// The smallest page that a system has. Where pages are larger some blocks that would fit are not found alike.
+inline constexpr std::uint64_t kPageBytes = 4096;
+
+/// Pages that so many bytes take.
+inline std::uint64_t PagesOf(std::uint64_t sizeInBytes) noexcept {
+    return sizeInBytes / kPageBytes + (sizeInBytes % kPageBytes != 0 ? 1 : 0);
+}
 
 } // namespace framebroker

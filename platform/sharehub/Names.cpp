@@ -11,6 +11,7 @@ namespace framebroker {
 
 namespace {
 
+constexpr std::string_view kHomePrefix = "block-";
 constexpr std::string_view kPrivatePrefix = "private-";
 constexpr std::string_view kAliasListPrefix = "aliases-";
 constexpr std::string_view kErrorPrefix = "error-";
@@ -22,6 +23,11 @@ bool IsGuidText(std::string_view text) noexcept {
     return text.size() == kGuidTextLength &&
            std::none_of(text.begin(), text.end(), [](char c) { return c >= 'A' && c <= 'F'; }) &&
            Guid::FromString(text, ignored);
+}
+
+template <std::size_t N>
+void FormOfInode(std::array<char, N>& out, std::string_view prefix, std::uint64_t inode) noexcept {
+    std::snprintf(out.data(), N, "%s%016" PRIx64, prefix.data(), inode);
 }
 
 template <std::size_t N>
@@ -43,9 +49,15 @@ Name Name::OfError(const Guid& id) {
     return name;
 }
 
+Name Name::OfHome(std::uint64_t inode) noexcept {
+    Name name;
+    FormOfInode(name.mText, kHomePrefix, inode);
+    return name;
+}
+
 Name Name::OfAliasList(std::uint64_t inode) noexcept {
     Name name;
-    std::snprintf(name.mText.data(), name.mText.size(), "%s%016" PRIx64, kAliasListPrefix.data(), inode);
+    FormOfInode(name.mText, kAliasListPrefix, inode);
     return name;
 }
 
@@ -72,6 +84,9 @@ Name Name::FromListing(std::string_view text) noexcept {
 NameKind KindOf(std::string_view text) noexcept {
     if (IsGuidText(text)) {
         return NameKind::BlockGuid;
+    }
+    if (text.starts_with(kHomePrefix)) {
+        return NameKind::BlockHome;
     }
     if (text.starts_with(kPrivatePrefix)) {
         return NameKind::BlockPrivate;

@@ -3,9 +3,10 @@
 /// The names that entries of the directory have. The library forms all of them itself; nothing that another process
 /// wrote ever becomes part of one without having been read as a Guid first.
 ///
-///   6f1c...-36 characters     a Guid in registry form: a name of a block that was put
-///   private-PID-N             the only name of a block that was not put yet
-///   aliases-INODE             the list of the names of a block that has more than one
+///   block-INODE               the home of a block: its name from when it is ready until its memory is given back
+///   6f1c...-36 characters     a Guid in registry form: a name that the block was put under
+///   private-PID-N             the name of a block for the moments in which it is made
+///   aliases-INODE             the list of the Guids of a block that has more than one
 ///   error-GUID                a generation error: a symbolic link whose text is the code
 ///   pending-PID-N             a generation error about to replace an older one
 
@@ -30,6 +31,7 @@ public:
 
     static Name OfGuid(const Guid& id);
     static Name OfError(const Guid& id);
+    static Name OfHome(std::uint64_t inode) noexcept;
     static Name OfAliasList(std::uint64_t inode) noexcept;
     /// Names that no other thread of this process forms; another process's leftovers may have them.
     static Name NextPrivate() noexcept;
@@ -46,14 +48,14 @@ private:
     std::array<char, 64> mText{};
 };
 
-enum class NameKind { BlockGuid, BlockPrivate, AliasList, Error, PendingError, Foreign };
+enum class NameKind { BlockGuid, BlockHome, BlockPrivate, AliasList, Error, PendingError, Foreign };
 
 NameKind KindOf(std::string_view text) noexcept;
 
-/// True for the two kinds that name blocks.
+/// True for the three kinds that name blocks.
 inline bool NamesABlock(std::string_view text) noexcept {
     const NameKind kind = KindOf(text);
-    return kind == NameKind::BlockGuid || kind == NameKind::BlockPrivate;
+    return kind == NameKind::BlockGuid || kind == NameKind::BlockHome || kind == NameKind::BlockPrivate;
 }
 
 } // namespace framebroker

@@ -11,8 +11,8 @@ class ReadableReference final : public BinaryReference {
 public:
     explicit ReadableReference(std::shared_ptr<Block> block) noexcept : mBlock(std::move(block)) {}
 
-    const void* AcquireDataPointer() override { return mBlock->Data(); }
-    // The mapping is what keeps the block alive, so it lasts as long as the reference.
+    const void* AcquireDataPointer() override { return mBlock->ReadableData(); }
+    // The mapping lasts as long as the hold.
     void ReleaseDataPointer(const void*) override {}
     std::uint64_t GetSize() const override { return mBlock->SizeNow(); }
 
@@ -26,7 +26,7 @@ class WritableReference final : public WritableBinaryReference {
 public:
     explicit WritableReference(std::shared_ptr<Block> block) noexcept : mBlock(std::move(block)) {}
 
-    void* AcquireDataPointer() override { return mBlock->Data(); }
+    void* AcquireDataPointer() override { return mBlock->WritableData(); }
     void ReleaseDataPointer(const void*) override {}
     std::uint64_t GetSize() const override { return mBlock->SizeNow(); }
 

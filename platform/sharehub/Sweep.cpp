@@ -24,4 +24,16 @@ std::uint64_t Sweep(const Directory& directory) {
     return removed;
 }
 
+void ReclaimIdle(const Directory& directory) {
+    std::vector<Name> homes;
+    directory.ForEachEntry([&](std::string_view text, ino_t) {
+        if (KindOf(text) == NameKind::BlockHome) {
+            homes.push_back(Name::FromListing(text));
+        }
+    });
+    for (const Name& home : homes) {
+        ReclaimIfIdle(directory, home);
+    }
+}
+
 } // namespace framebroker

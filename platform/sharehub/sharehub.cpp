@@ -3,6 +3,7 @@
 #include "Client.h"
 #include "Deadline.h"
 #include "GenerationErrors.h"
+#include "KeptMappings.h"
 #include "Listing.h"
 #include "References.h"
 #include "Sweep.h"
@@ -10,6 +11,7 @@
 #include <boost/make_shared.hpp>
 
 #include <new>
+#include <utility>
 
 namespace framebroker {
 
@@ -63,6 +65,34 @@ std::int32_t HandOut(boost::shared_ptr<Base>& outReference, Operation open) noex
     return result;
 }
 
+/// Does the next thing that may make room for a block; false when nothing is left to do.
+bool MakeRoom(std::uint64_t sizeInBytes, bool& ioIdleOfAllTaken) noexcept {
+    return AsResult([&]() -> std::int32_t {
+               Client::Dropped dropped;
+               const OperationScope scope;
+               const auto directory = Client::Instance().CurrentDirectory();
+               if (!directory) {
+                   return kResult_NotInitialized;
+               }
+               if (KeptMappings& kept = KeptMappings::Instance(); !kept.IsEmpty()) {
+                   KeptMappings::GivenUp idle;
+                   kept.GiveUpAll(idle);
+                   GiveUp(idle);
+                   return kResult_Success;
+               }
+               if (!std::exchange(ioIdleOfAllTaken, true)) {
+                   Sweep(*directory);
+                   ReclaimIdle(*directory);
+                   return kResult_Success;
+               }
+               // Kept puts are not given up for a block that does not fit even so, or fails for another reason.
+               const std::uint64_t free = directory->FreeBytes();
+               const std::uint64_t needed = PagesOf(sizeInBytes) * kPageBytes;
+               const bool helps = needed > free && needed - free <= Client::Instance().KeptBytes();
+               return helps && Client::Instance().DropOldest(dropped) ? kResult_Success : kResult_OutOfSpace;
+           }) == kResult_Success;
+}
+
 } // namespace
 
 bool InitializeClient() noexcept {
@@ -83,19 +113,27 @@ void UninitializeClient() noexcept {
 
 std::int32_t GetWritableBinaryData(std::uint64_t sizeInBytes,
                                    boost::shared_ptr<WritableBinaryReference>& outReference) noexcept {
-    return HandOut<WritableReference>(outReference, [&](const auto& directory, auto& outBlock) {
-        if (sizeInBytes == 0) {
-            return kResult_BadArgument;
-        }
-        if (directory->TakeSweepRequest()) {
-            Sweep(*directory);
-        }
-        const Result result = Block::Create(directory, sizeInBytes, outBlock);
-        if (result == kResult_Success) {
-            Client::Instance().CountMade();
-        }
-        return result;
-    });
+    const auto make = [&] {
+        return HandOut<WritableReference>(outReference, [&](const auto& directory, auto& outBlock) {
+            if (sizeInBytes == 0) {
+                return kResult_BadArgument;
+            }
+            if (directory->TakeSweepRequest()) {
+                Sweep(*directory);
+            }
+            bool recycled = false;
+            const Result result = Block::Create(directory, sizeInBytes, outBlock, recycled);
+            if (result == kResult_Success) {
+                Client::Instance().CountMade(recycled);
+            }
+            return result;
+        });
+    };
+    std::int32_t result = make();
+    for (bool idleOfAllTaken = false; result == kResult_OutOfSpace && MakeRoom(sizeInBytes, idleOfAllTaken);) {
+        result = make();
+    }
+    return result;
 }
 
 std::int32_t PutCompletedBinaryData(const Guid& id, boost::shared_ptr<WritableBinaryReference> reference) noexcept {
