@@ -1,8 +1,5 @@
 #include "SharedMemoryFormat.h"
 
-#include "BlockHeader.h"
-#include "VideoFrameGeometry.h"
-
 #include <algorithm>
 
 namespace VF {
@@ -43,30 +40,4 @@ int DeterminePixelOffsetForVideoFrame(const void* inBlockStart, int inAlignment,
     return static_cast<int>(aligned - start);
 }
 
-namespace Details {
-
-SharedMemoryVideoFrameHeader MakeFreshHeader(std::uint64_t blockSize, zynmediatypes::PixelFormat format,
-                                             std::int32_t width, std::int32_t height,
-                                             const zynmediatypes::PixelAspectRatio& aspectRatio) noexcept {
-    SharedMemoryVideoFrameHeader header{};
-    header.headerSize = kSharedMemoryHeaderSize;
-    header.version = kSharedMemoryVersion;
-    header.blockSize = static_cast<std::uint32_t>(blockSize);
-    header.pixelFormat = format;
-    header.originX = -1;
-    header.originY = -1;
-    header.width = width;
-    header.height = height;
-    header.fieldType = zynmediatypes::kFieldType_NotSet;
-    header.alphaType = zynmediatypes::kAlphaType_Straight;
-    header.alphaBounds = {0, 0, width, height};
-    header.aspectRatio = aspectRatio;
-    header.rowBytes = IsInterleaved(format)
-                          ? zynmediatypes::UncompressedPixelFormatRowBytes(format, width)
-                          : static_cast<std::int32_t>(static_cast<std::uint32_t>(blockSize - kSharedMemoryHeaderSize));
-    header.userRect = {0, 0, width, height};
-    return header;
-}
-
-} // namespace Details
 } // namespace VF

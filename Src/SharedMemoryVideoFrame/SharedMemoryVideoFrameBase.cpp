@@ -1,5 +1,6 @@
 #include "SharedMemoryVideoFrameBase.h"
 
+#include "../BlockHeader.h"
 #include "../ContractReport.h"
 #include "PixelFormatUtilities.h"
 #include "VFResults.h"
@@ -36,10 +37,11 @@ BRT::ParamRect<BRT::CRect> LoadRect(const SharedMemoryRect& rect) noexcept {
 }
 
 void StoreRect(SharedMemoryRect& rect, const BRT::ParamRect<BRT::CRect>& value) noexcept {
-    Store(rect.x, value.left);
-    Store(rect.y, value.top);
-    Store(rect.width, value.Width());
-    Store(rect.height, value.Height());
+    const SharedMemoryRect stored = Details::ToHeaderRect(value);
+    Store(rect.x, stored.x);
+    Store(rect.y, stored.y);
+    Store(rect.width, stored.width);
+    Store(rect.height, stored.height);
 }
 
 zynmediatypes::PixelFormat LoadFormat(const SharedMemoryVideoFrameHeader& header) noexcept {

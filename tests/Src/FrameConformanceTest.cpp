@@ -1,12 +1,15 @@
 // What holds for every kind of frame, and what a read-only one refuses.
 
 #include "ContractLog.h"
-#include "SharedMemoryVideoFrame/CreateFrames.h"
-#include "TestFrames.h"
+#include "FrameKinds.h"
+#include "SharedMemoryVideoFrame/SharedMemoryVideoFrameBase.h"
 #include "VFResults.h"
+#include "VideoFrameManipulators.h"
+#include "VideoFrameSharing.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <vector>
 
@@ -17,49 +20,19 @@ using zyncore::utility::Guid;
 
 constexpr const char* kWrite = "!GetReadOnly() && InternalGetWritableData() @ Inc/SharedMemoryVideoFrame:69";
 
-struct Kind {
-    const char* name;
-    bool publishable;
-    bool writable; ///< pixels and properties may be written, whatever the read-only flag says
-    FrameRef (*make)(PixelFormat, std::uint32_t, std::uint32_t);
-};
-
-FrameRef MakeRecycled(PixelFormat format, std::uint32_t width, std::uint32_t height) {
-    return MakeFrame(format, width, height);
-}
-
-FrameRef MakePublished(PixelFormat format, std::uint32_t width, std::uint32_t height) {
-    FrameRef frame = MakePublishableFrame(format, width, height);
-    EXPECT_EQ(BRT::QueryInterface<VF::IPublishableVideoFrame>(frame)->Publish(Guid::Generate()), 0);
-    return frame;
-}
-
-FrameRef MakeWrapped(PixelFormat format, std::uint32_t width, std::uint32_t height) {
-    FrameRef frame = MakePublishableFrame(format, width, height);
-    const Guid id = Guid::Generate();
-    EXPECT_EQ(BRT::QueryInterface<VF::IPublishableVideoFrame>(frame)->Publish(id), 0);
-    boost::shared_ptr<framebroker::BinaryReference> reference;
-    EXPECT_EQ(framebroker::GetBinaryDataIfAvailable(id, reference), 0);
-    return VF::Details::WrapBinaryReference(reference, id);
-}
-
-const Kind kKinds[] = {{"Recycled", false, true, MakeRecycled},
-                       {"WritableBlock", true, true, MakePublishableFrame},
-                       {"PublishedBlock", true, false, MakePublished},
-                       {"WrappedBlock", true, false, MakeWrapped}};
-
-class FrameConformance : public LibraryTest, public ::testing::WithParamInterface<Kind> {
+class FrameConformance : public LibraryTest, public ::testing::WithParamInterface<FrameKind> {
 protected:
-    static FrameRef Make(PixelFormat format = zynmediatypes::kPixelFormat_BGRA_4444_8u, std::uint32_t width = 16,
-                         std::uint32_t height = 9) {
-        return GetParam().make(format, width, height);
+    static FrameRef Make(
+        const Picture& picture = {zynmediatypes::kPixelFormat_BGRA_4444_8u, 16, 9},
+        const Prepare& prepare = [](const FrameRef&) {}) {
+        return GetParam().make(picture, prepare);
     }
 };
 
 TEST_P(FrameConformance, StartsWithTheDefaults) {
     for (const zynmediatypes::PixelFormatRow& row : zynmediatypes::kPixelFormatTable) {
         SCOPED_TRACE(row.constant);
-        FrameRef frame = Make(row.format);
+        FrameRef frame = Make({row.format, 16, 9});
         ASSERT_TRUE(frame);
         EXPECT_EQ(frame->GetBounds(), (Rect{0, 0, 16, 9}));
         EXPECT_EQ(frame->GetPixelType(), row.format);
@@ -137,18 +110,16 @@ TEST_P(FrameConformance, SettersOfAReadOnlyFrameReport) {
 }
 
 TEST_P(FrameConformance, CompatibleFramesCarryTheMetadata) {
-    FrameRef source = MakeRecycled(zynmediatypes::kPixelFormat_ARGB_4444_15u, 6, 4);
-    if (GetParam().writable) {
-        source = Make(zynmediatypes::kPixelFormat_ARGB_4444_15u, 6, 4);
-    }
-    source->SetOrigin({3, 4});
-    source->SetUserRect({1, 2, 3, 4});
-    source->SetFieldType(zynmediatypes::kFieldType_UpperFirst);
-    source->SetAlphaType(2);
-    source->SetAlphaBounds({1, 1, 2, 2});
-    source->SetRenderTime(9);
-    source->SetPixelAspectRatio({12, 11});
-    source->SetReadOnly(true);
+    FrameRef source = Make({zynmediatypes::kPixelFormat_ARGB_4444_15u, 6, 4}, [](const FrameRef& frame) {
+        frame->SetOrigin({3, 4});
+        frame->SetUserRect({1, 2, 3, 4});
+        frame->SetFieldType(zynmediatypes::kFieldType_UpperFirst);
+        frame->SetAlphaType(2);
+        frame->SetAlphaBounds({1, 1, 2, 2});
+        frame->SetRenderTime(9);
+        frame->SetPixelAspectRatio({12, 11});
+        frame->SetReadOnly(true);
+    });
     FrameRef copy = source->CreateCompatibleFrame();
     ASSERT_TRUE(copy);
     EXPECT_NE(copy, source);
@@ -166,7 +137,67 @@ TEST_P(FrameConformance, CompatibleFramesCarryTheMetadata) {
     EXPECT_EQ(copy->GetRenderTime(), 0U) << "the render time stays with its frame";
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryKind, FrameConformance, ::testing::ValuesIn(kKinds),
+INSTANTIATE_TEST_SUITE_P(EveryKind, FrameConformance, ::testing::ValuesIn(kFrameKinds),
+                         [](const auto& kind) { return std::string(kind.param.name); });
+
+std::vector<FrameKind> SharedKinds() {
+    std::vector<FrameKind> kinds(std::begin(kFrameKinds), std::end(kFrameKinds));
+    std::erase_if(kinds, [](const FrameKind& kind) { return kind.writable; });
+    return kinds;
+}
+
+// What other processes read stays as it was published, whatever is tried on the frame.
+class SharedFrame : public LibraryTest, public ::testing::WithParamInterface<FrameKind> {};
+
+TEST_P(SharedFrame, IsNeverWritten) {
+    namespace Manipulators = VF::VideoFrameManipulators;
+    const FrameRef source = MakeFrame(zynmediatypes::kPixelFormat_ARGB_4444_8u, 16, 9);
+    const FrameRef frame = GetParam().make({zynmediatypes::kPixelFormat_BGRA_4444_8u, 16, 9}, PaintCoordinates);
+    const auto extent = BRT::QueryInterface<VF::Details::IFrameBlock>(frame)->GetBlockExtent();
+    const auto* const first = static_cast<const std::uint8_t*>(extent.start);
+    const std::vector<std::uint8_t> before(first, first + extent.sizeInBytes);
+    auto* const object = static_cast<VF::SharedMemoryVideoFrameBase*>(frame.GetPtr());
+    const Rect bounds = frame->GetBounds();
+    const auto quality = zynmediatypes::kRenderQuality_High;
+    FrameRef copy;
+    const std::function<int()> operations[] = {
+        [&] { return object->FillWithOpaqueBlack() + 1; },
+        [&] { return object->FillWithOpaqueWhite() + 1; },
+        [&] { return object->FillWithTransparentBlack() + 1; },
+        [&] { return object->FillWithTransparentWhite() + 1; },
+        [&] {
+            return frame->SetReadOnly(false), frame->SetPixelAspectRatio({7, 8}), 0;
+        },
+        [&] { return frame->SetFieldType(zynmediatypes::kFieldType_LowerFirst), frame->SetAlphaType(2), 0; },
+        [&] {
+            return frame->SetOrigin({1, 2}), frame->SetUserRect({1, 2, 3, 4}), 0;
+        },
+        [&] {
+            return frame->SetUserTriple({1, 2, 3}), frame->SetRenderTime(4), 0;
+        },
+        [&] {
+            return frame->SetAlphaBounds({1, 2, 3, 4}), frame->ResetAlphaBounds(), 0;
+        },
+        [&] { return Manipulators::CopyRect(source, bounds, frame, bounds, quality, 2); },
+        [&] {
+            return Manipulators::CopyRect(source, bounds, frame, {0, 0, 8, 4}, quality, 0);
+        },
+        [&] { return Manipulators::CopyFrame(source, frame, quality); },
+        [&] { return Manipulators::CopyFrameWithFields(source, frame, quality, zynmediatypes::kFieldType_UpperFirst); },
+        [&] {
+            const FrameRef writeable = VF::MakeWriteableVideoFrame(frame, quality);
+            return BRT::QueryInterface<RK::IVideoFrameClearable>(writeable)->FillWithOpaqueWhite();
+        },
+        [&] { return Manipulators::MakeAddressableVideoFrame(frame, copy, frame->GetPixelType(), quality); },
+        [&] { return VF::PublishVideoFrame(frame, Guid::Generate()); },
+    };
+    for (const auto& operation : operations) {
+        EXPECT_EQ(operation(), 0) << &operation - operations;
+        EXPECT_EQ(std::memcmp(first, before.data(), before.size()), 0) << "written by " << &operation - operations;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryKind, SharedFrame, ::testing::ValuesIn(SharedKinds()),
                          [](const auto& kind) { return std::string(kind.param.name); });
 
 } // namespace

@@ -1,20 +1,16 @@
 // Frames on blocks: the header's bytes, publication, other processes, and blocks that lie.
 
 #include "ContractLog.h"
+#include "FrameKinds.h"
 #include "SharedMemoryFormat.h"
-#include "SharedMemoryVideoFrame/CreateFrames.h"
 #include "SharedMemoryVideoFrame/MemoryRecyclerVideoFrame.h"
-#include "TestFrames.h"
 #include "VFResults.h"
 #include "VideoFrameManipulators.h"
 
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -30,12 +26,6 @@ std::uint32_t Word(const FrameRef& frame, std::size_t offset, std::size_t pixelO
     std::uint32_t word = 0;
     std::memcpy(&word, Pixels(frame) - pixelOffset - 128 + offset, 4);
     return word;
-}
-
-FrameRef Receive(const Guid& id) {
-    boost::shared_ptr<framebroker::BinaryReference> reference;
-    static_cast<void>(framebroker::GetBinaryDataIfAvailable(id, reference));
-    return VF::Details::WrapBinaryReference(reference, id);
 }
 
 std::int32_t Publish(const FrameRef& frame, const Guid& id) {
@@ -154,66 +144,6 @@ TEST_F(MemoryFrame, AFailedPublicationLeavesTheFrameWritable) {
     EXPECT_FALSE(frame->GetReadOnly());
     EXPECT_EQ(Publish(frame, Guid::Generate()), 0);
     EXPECT_TRUE(frame->GetReadOnly());
-}
-
-// The reader is forked before the library starts, so that it has nothing of the writer's.
-class BetweenProcesses : public LibraryTest {
-protected:
-    void SetUp() override {
-        ASSERT_EQ(pipe(mNames), 0);
-        ASSERT_EQ(pipe(mHubs), 0);
-        mReader = fork();
-        ASSERT_GE(mReader, 0);
-        if (mReader == 0) {
-            _exit(Read());
-        }
-        LibraryTest::SetUp();
-        std::array<char, 256> hub{};
-        std::strncpy(hub.data(), getenv("VF_SHAREHUB_DIR"), hub.size() - 1);
-        ASSERT_EQ(write(mHubs[1], hub.data(), hub.size()), static_cast<ssize_t>(hub.size()));
-    }
-
-    // Gives the name to the reader and returns what it answers.
-    int AskReader(const Guid& id) {
-        EXPECT_EQ(write(mNames[1], &id, sizeof(id)), static_cast<ssize_t>(sizeof(id)));
-        int status = 0;
-        EXPECT_EQ(waitpid(mReader, &status, 0), mReader);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-private:
-    int Read() {
-        std::array<char, 256> hub{};
-        Guid id;
-        if (read(mHubs[0], hub.data(), hub.size()) <= 0 || read(mNames[0], &id, sizeof(id)) <= 0) {
-            return 64;
-        }
-        setenv("VF_SHAREHUB_DIR", hub.data(), 1);
-        int failures = 0;
-        VF::Initialize();
-        {
-            FrameRef wrapped = Receive(id);
-            failures |= wrapped ? 0 : 1;
-            failures |= wrapped && wrapped->GetReadOnly() ? 0 : 2;
-            failures |= wrapped && wrapped->GetOrigin() == BRT::ParamPoint<BRT::CPoint>{7, 9} ? 0 : 4;
-            failures |= wrapped && PixelAt(wrapped, 32, 16) == (0xFF000000U | 16U << 12 | 32U) ? 0 : 8;
-        }
-        VF::Shutdown();
-        return failures;
-    }
-
-    int mNames[2]{};
-    int mHubs[2]{};
-    pid_t mReader = -1;
-};
-
-TEST_F(BetweenProcesses, APublishedFrameIsSeenWhole) {
-    FrameRef frame = MakePublishableFrame(kPixelFormat_BGRA_4444_8u, 33, 17);
-    PaintCoordinates(frame);
-    frame->SetOrigin({7, 9});
-    const Guid id = Guid::Generate();
-    ASSERT_EQ(Publish(frame, id), 0);
-    EXPECT_EQ(AskReader(id), 0);
 }
 
 // A received block in memory that ends where it says, so that a sanitizer sees the first byte read behind it.

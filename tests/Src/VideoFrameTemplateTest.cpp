@@ -1,43 +1,13 @@
 #include "VideoFrameTemplate.h"
 
-#include "VFResults.h"
-#include "VideoFrameInterfaces.h"
+#include "VectorFrame.h"
 
 #include <gtest/gtest.h>
-
-#include <vector>
 
 namespace {
 
 using namespace zynmediatypes;
-
-class PixelBase : public RK::IVideoFrame,
-                  public VF::IVideoFrameMemoryAccess,
-                  public VF::IVideoFrame2DPixelMemoryAccess {};
-
-// A frame in a vector, as a device frame would keep it in its device's memory.
-class VectorFrame final : public VF::VideoFrameTemplate<PixelBase> {
-public:
-    VectorFrame() = default;
-    VectorFrame(PixelFormat format, std::int32_t width, std::int32_t height) {
-        mPixelFormat = format;
-        mFrameRect = {-1, -1, width, height};
-        mBytes.resize(GetDataSize());
-    }
-    std::uint32_t AddRef() override { return mCount.Increment(); }
-    std::uint32_t Release() override { return mCount.Decrement(); }
-    void* DeletingDestructor(unsigned) override { return this; }
-    std::int32_t QueryInterface(const zyncore::utility::Guid&, void** out) override {
-        *out = nullptr;
-        return VF::kResult_NoSuchInterface;
-    }
-    BRT::InterfaceRef<RK::IVideoFrame> CreateCompatibleFrame() override { return nullptr; }
-    void* GetData() override { return mBytes.data(); }
-
-private:
-    BRT::ReferenceCount mCount;
-    std::vector<std::uint8_t> mBytes;
-};
+using vftest::VectorFrame;
 
 TEST(VideoFrameTemplate, StartsEmptyAndInvalid) {
     VectorFrame frame;

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "SharedMemoryVideoFrame/CreateFrames.h"
+#include "TestFrames.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+
+namespace vftest {
+
+/// What a frame is made of; dataBytes counts for custom formats alone.
+struct Picture {
+    PixelFormat format;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::int32_t dataBytes = 0;
+};
+
+/// Sets properties and pixels before the frame may become read-only.
+using Prepare = std::function<void(const FrameRef&)>;
+
+/// One kind of frame that lives on a block.
+struct FrameKind {
+    const char* name;
+    bool publishable;
+    bool writable; ///< pixels and properties may be written, whatever the read-only flag says
+    FrameRef (*make)(const Picture&, const Prepare&);
+};
+
+inline FrameRef MakeRecycled(const Picture& picture, const Prepare& prepare) {
+    FrameRef frame;
+    const bool custom = picture.dataBytes != 0;
+    EXPECT_EQ(custom ? VF::CreateCustomVideoFrame(frame, picture.format, picture.width, picture.height,
+                                                  picture.dataBytes, {1, 1})
+                     : VF::CreateVideoFrame(frame, picture.format, picture.width, picture.height, {1, 1}, true, false),
+              0);
+    prepare(frame);
+    return frame;
+}
+
+inline FrameRef MakeWritableBlock(const Picture& picture, const Prepare& prepare) {
+    VF::SetCreatePublishableVideoFrames(true);
+    FrameRef frame = MakeRecycled(picture, prepare);
+    VF::SetCreatePublishableVideoFrames(false);
+    return frame;
+}
+
+inline FrameRef MakePublished(const Picture& picture, const Prepare& prepare, const zyncore::utility::Guid& id) {
+    FrameRef frame = MakeWritableBlock(picture, prepare);
+    EXPECT_EQ(BRT::QueryInterface<VF::IPublishableVideoFrame>(frame)->Publish(id), 0);
+    return frame;
+}
+
+/// The frame under an identifier, empty without one.
+inline FrameRef Receive(const zyncore::utility::Guid& id) {
+    boost::shared_ptr<framebroker::BinaryReference> reference;
+    static_cast<void>(framebroker::GetBinaryDataIfAvailable(id, reference));
+    return VF::Details::WrapBinaryReference(reference, id);
+}
+
+/// A frame that another process published, which has ended since.
+inline FrameRef MakeReceived(const Picture& picture, const Prepare& prepare) {
+    const auto id = zyncore::utility::Guid::Generate();
+    int published[2];
+    int opened[2];
+    EXPECT_EQ(pipe(published) | pipe(opened), 0);
+    char token = 0;
+    const pid_t child = fork();
+    if (child == 0) {
+        close(opened[1]); // a parent that ends must end the child too
+        bool good = framebroker::InitializeClient();
+        MakePublished(picture, prepare, id);
+        good = good && write(published[1], &token, 1) == 1 && read(opened[0], &token, 1) == 1;
+        framebroker::UninitializeClient();
+        _exit(good ? 0 : 1);
+    }
+    close(published[1]);
+    EXPECT_EQ(read(published[0], &token, 1), 1);
+    FrameRef frame = Receive(id);
+    EXPECT_EQ(write(opened[1], &token, 1), 1);
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    for (const int descriptor : {published[0], opened[0], opened[1]}) {
+        close(descriptor);
+    }
+    return frame;
+}
+
+inline const FrameKind kFrameKinds[] = {
+    {"Recycled", false, true, MakeRecycled},
+    {"WritableBlock", true, true, MakeWritableBlock},
+    {"PublishedBlock", true, false,
+     [](const Picture& picture, const Prepare& prepare) {
+         return MakePublished(picture, prepare, zyncore::utility::Guid::Generate());
+     }},
+    {"WrappedBlock", true, false,
+     [](const Picture& picture, const Prepare& prepare) {
+         const auto id = zyncore::utility::Guid::Generate();
+         const FrameRef published = MakePublished(picture, prepare, id);
+         return Receive(id);
+     }},
+    {"ReceivedBlock", true, false, MakeReceived},
+};
+
+} // namespace vftest
