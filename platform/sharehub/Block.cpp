@@ -143,7 +143,12 @@ Result Block::TakeFresh() {
         // The maker's lock and the holder's belong to descriptions of their own, because the first lasts longer.
         const FileIdentity identity = IdentityOf(status);
         const FileDescriptor held = OpenBlock(*mDirectory, name, identity, O_RDONLY);
-        if (!held || !HoldNew(held)) {
+        if (!held) {
+            const Result refused = ResultOfErrno();
+            mDirectory->Unlink(name);
+            return refused;
+        }
+        if (!HoldNew(held)) {
             continue;
         }
         Result result = kResult_Success;

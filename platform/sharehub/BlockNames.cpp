@@ -260,7 +260,8 @@ NameState RemoveIfDead(const Directory& directory, const Name& name, std::uint64
             return NameState::BeingRemoved;
         }
         if (!TryLock(block, LOCK_EX)) {
-            return NameState::Alive;
+            // Somebody holds the block, which may have become another one since it was opened.
+            return directory.LeadsTo(name, IdentityOf(status)) ? NameState::Alive : NameState::Free;
         }
     }
     const bool removed = RemoveAndDrop(directory, name, block);
