@@ -3,13 +3,20 @@
 #include "sharehub.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -67,6 +74,29 @@ inline Readable PutAndOpen(const Guid& id, std::uint64_t sizeInBytes, unsigned c
     return Open(id);
 }
 
+/// An object that processes forked later share.
+template <class T>
+class Shared {
+public:
+    Shared()
+        : mObject(new (::mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) T()) {}
+    Shared(const Shared&) = delete;
+    Shared& operator=(const Shared&) = delete;
+    ~Shared() { ::munmap(mObject, sizeof(T)); }
+    T& operator*() const { return *mObject; }
+    T* operator->() const { return mObject; }
+
+private:
+    T* mObject;
+};
+using Counter = Shared<std::atomic<unsigned>>;
+
+inline void WaitUntil(const Counter& counter, unsigned value) {
+    while (counter->load() < value) {
+        ::sched_yield();
+    }
+}
+
 /// Starts a process that runs body and exits with 0 when body answers true.
 template <class Body>
 pid_t Spawn(Body body) {
@@ -94,6 +124,42 @@ bool TrueInClientProcess(Body body) {
            })) == 0;
 }
 
+/// Stops a process, or waits until it has stopped by itself.
+inline void WaitUntilStopped(pid_t child, bool stop = false) {
+    int status = 0;
+    EXPECT_TRUE(!stop || ::kill(child, SIGSTOP) == 0);
+    EXPECT_EQ(::waitpid(child, &status, WUNTRACED), child);
+    EXPECT_TRUE(WIFSTOPPED(status)) << status;
+}
+
+inline unsigned OpenDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<unsigned>(std::distance(begin(all), end(all)));
+}
+
+/// Mappings that this process has of blocks, whether their names are left or not.
+inline unsigned MappedBlocks() {
+    std::ifstream maps("/proc/self/maps");
+    unsigned count = 0;
+    for (std::string line; std::getline(maps, line);) {
+        count += line.find("vf-sharehub-test-") != std::string::npos ? 1 : 0;
+    }
+    return count;
+}
+
+inline DirectoryContents List() {
+    DirectoryContents contents;
+    EXPECT_EQ(ListBlocks(contents), kResult_Success);
+    return contents;
+}
+
+/// The block that has a Guid among its names, null without one.
+inline const BlockDescription* Find(const DirectoryContents& contents, const Guid& id) {
+    const auto found = std::ranges::find_if(
+        contents.blocks, [&](const BlockDescription& block) { return std::ranges::count(block.ids, id) > 0; });
+    return found == contents.blocks.end() ? nullptr : &*found;
+}
+
 /// Every test has a directory of its own, and nothing may be left in it.
 class BrokerTest : public ::testing::Test {
 protected:
@@ -109,7 +175,7 @@ protected:
 
     void TearDown() override {
         UninitializeClient();
-        EXPECT_EQ(Entries(), std::vector<std::string>());
+        EXPECT_EQ(AllEntries(), std::vector<std::string>());
         ::unsetenv("VF_SHAREHUB_DIR");
         std::filesystem::remove_all(mDirectory);
     }
@@ -120,11 +186,18 @@ protected:
         SetPutBudget(kDefaultPutBudget);
     }
 
-    std::vector<std::string> Entries() const {
+    std::vector<std::string> AllEntries() const {
         std::vector<std::string> names;
         for (const auto& entry : std::filesystem::directory_iterator(mDirectory)) {
             names.push_back(entry.path().filename());
         }
+        return names;
+    }
+
+    /// Without the blocks' home names, which idle blocks of live clients have too.
+    std::vector<std::string> Entries() const {
+        std::vector<std::string> names = AllEntries();
+        std::erase_if(names, [](const std::string& name) { return name.starts_with("block-"); });
         return names;
     }
 

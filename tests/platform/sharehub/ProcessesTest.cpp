@@ -1,40 +1,12 @@
 // Several processes and threads at once: hand-over, simultaneous ends, kills, stops and forks.
 
-#include "BrokerFixture.h"
+#include "RandomClient.h"
 
-#include <sched.h>
-#include <sys/mman.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <random>
 #include <thread>
 
 namespace framebroker {
 
 using ProcessesTest = ClientTest;
-
-/// A count that processes forked later share.
-class Counter {
-public:
-    Counter()
-        : mPage(::mmap(nullptr, sizeof(std::atomic<unsigned>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
-                       0)) {}
-    Counter(const Counter&) = delete;
-    Counter& operator=(const Counter&) = delete;
-    ~Counter() { ::munmap(mPage, sizeof(std::atomic<unsigned>)); }
-    std::atomic<unsigned>& operator*() const { return *static_cast<std::atomic<unsigned>*>(mPage); }
-
-private:
-    void* mPage;
-};
-
-void WaitUntil(const Counter& counter, unsigned value) {
-    while ((*counter).load() < value) {
-        ::sched_yield();
-    }
-}
 
 TEST_F(ProcessesTest, AStoppedMakerBlocksNobodyAndBlocksOutliveIt) {
     const pid_t maker = Spawn([] {
@@ -43,9 +15,7 @@ TEST_F(ProcessesTest, AStoppedMakerBlocksNobodyAndBlocksOutliveIt) {
         UninitializeClient();
         return put;
     });
-    int status = 0;
-    ASSERT_EQ(::waitpid(maker, &status, WUNTRACED), maker);
-    ASSERT_TRUE(WIFSTOPPED(status));
+    WaitUntilStopped(maker);
     const Readable reference = Open(Id(1));
     EXPECT_EQ(PutBlock(Id(1), 100, 2), kResult_NameInUse);
     EXPECT_EQ(PutBlock(Id(3), 100, 2), kResult_Success);
@@ -148,67 +118,6 @@ TEST_F(ProcessesTest, AnErrorNeverStandsBesideData) {
     });
 }
 
-/// Does what clients do, at random over few Guids, until told to stop. False when something is not as it must be: bytes
-/// of two blocks mixed, a name that leads to a block half made, an error that the interface does not foresee.
-bool ActAtRandom(unsigned seed, const Counter& stop) {
-    constexpr std::uint64_t kBytes = 40'000;
-    const auto oneOf = [](std::int32_t result, std::initializer_list<std::int32_t> allowed) {
-        return std::ranges::count(allowed, result) == 1;
-    };
-    std::mt19937 random(seed);
-    std::array<Readable, 4> held;
-    bool good = InitializeClient();
-    SetPutBudget(6 * kBytes);
-    while (good && (*stop).load() == 0) {
-        const Guid id = Id(random() % 8);
-        Readable& reference = held[random() % held.size()];
-        const unsigned action = random() % 7;
-        if (action == 0) {
-            good = oneOf(PutBlock(id, kBytes, static_cast<unsigned char>(random())), {0, kResult_NameInUse});
-        } else if (action < 3) {
-            const std::int32_t result = GetBinaryDataIfAvailable(id, reference);
-            good = result == 0 ? reference && Holds(reference, kBytes,
-                                                    *static_cast<const unsigned char*>(reference->AcquireDataPointer()))
-                               : !reference && oneOf(result, {kResult_NotFound, kResult_GenerationError});
-        } else if (action == 3 && reference) {
-            good =
-                oneOf(MakeBinaryDataAlias(id, reference, Id(random() % 8)), {0, kResult_NotFound, kResult_NameInUse});
-        } else if (action == 4) {
-            good = PutBinaryDataGenerationError(id, static_cast<std::int32_t>(random())) == kResult_Success;
-        } else if (action == 5) {
-            reference.reset();
-        } else if (action == 6) {
-            SweepDeadBlocks();
-        }
-    }
-    held = {};
-    UninitializeClient();
-    return good;
-}
-
-TEST_F(ProcessesTest, NothingOfTheKilledRemainsAndTheLivingAreNotDisturbed) {
-    std::mt19937 random(20240229);
-    for (unsigned round = 0; round < 60; ++round) {
-        const Counter stop;
-        std::vector<pid_t> doomed;
-        for (unsigned n = 0; n < 3; ++n) {
-            const unsigned seed = random();
-            doomed.push_back(Spawn([&] { return ActAtRandom(seed, stop); }));
-        }
-        const pid_t survivor = Spawn([&] { return ActAtRandom(round, stop); });
-        for (const pid_t child : doomed) {
-            std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
-            ::kill(child, SIGKILL);
-            const int status = Wait(child);
-            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "found a fault: " << status;
-        }
-        ++*stop;
-        EXPECT_EQ(Wait(survivor), 0);
-        SweepDeadBlocks();
-        EXPECT_TRUE(OnlyErrors(Entries())) << testing::PrintToString(Entries());
-    }
-}
-
 TEST_F(ProcessesTest, AForkedChildHoldsNothingOfItsParents) {
     ASSERT_EQ(PutBinaryDataGenerationError(Id(9), -9), kResult_Success);
     Writable writable = MakeBlock(100, 1);
@@ -244,10 +153,14 @@ TEST_F(ProcessesTest, AForkedChildHoldsNothingOfItsParents) {
 
 TEST_F(ProcessesTest, ThreadsShareOneClientAndMayFork) {
     const Counter stop;
-    std::atomic<bool> good{true};
+    std::array<Report, 4> reports;
     std::vector<std::thread> threads;
-    for (unsigned n = 0; n < 4; ++n) {
-        threads.emplace_back([&, n] { good = ActAtRandom(n, stop) && good; });
+    for (unsigned n = 0; n < reports.size(); ++n) {
+        threads.emplace_back([&, n] {
+            for (RandomClient client(n, reports[n]); stop->load() == 0;) {
+                client.Step();
+            }
+        });
     }
     // A child that lives on must not have caught a thread with a locked file open.
     std::vector<pid_t> children;
@@ -259,9 +172,11 @@ TEST_F(ProcessesTest, ThreadsShareOneClientAndMayFork) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_TRUE(good);
+    for (const Report& report : reports) {
+        EXPECT_FALSE(report.failed) << report.fault.data();
+    }
     UninitializeClient();
-    EXPECT_TRUE(Entries().empty());
+    EXPECT_EQ(AllEntries(), std::vector<std::string>());
     ++*stop;
     ExpectAllWell(children);
 }
