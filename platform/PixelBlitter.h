@@ -92,9 +92,11 @@ PIXELBLITTER_API int PB_Convert(const void* source, int sourceRowBytes, PB_Pixel
 /// Converts and scales a whole source picture onto a whole destination picture. Filters by quality: 0 to 2 box or
 /// bilinear, 3 bicubic, 4 and more Lanczos with 3 lobes. Field types as zynmediatypes::FieldType: 0 progressive; 1:
 /// field 0 holds the picture's top line; 2: the line below it; 3 and unknown values take the other side's type,
-/// progressive when both are unset. Two interlaced sides of different sizes scale field by field, field 0 onto field 0;
-/// everything else is handled as a frame. Equal sizes convert without resampling. Pictures are filtered in the model
-/// and encoding of the source, premultiplied where both sides have alpha.
+/// progressive when both are unset. Between sides of different sizes fields are scaled apart, each line from the place
+/// where it lies in the picture: of two interlaced sides field 0 onto field 0 and field 1 onto field 1; a progressive
+/// source fills both fields; a progressive destination shows field 0 of its source, the first in time. A picture of one
+/// line counts as progressive. Sides of equal size convert line by line without resampling, whatever their field types.
+/// Pictures are filtered in the model and encoding of the source, premultiplied where both sides have alpha.
 PIXELBLITTER_API int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int sourceHeight,
                                      PB_PixelFormat sourceFormat, int sourceFieldType, void* destination,
                                      int destinationRowBytes, int destinationWidth, int destinationHeight,
@@ -120,7 +122,8 @@ PIXELBLITTER_API int PB_FillWithColor(void* data, int rowBytes, int width, int h
 struct PB_Plan {
     int result = kPB_Success;         ///< what the call would answer; the rest is meaningful only for success
     std::string path;                 ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type
-                                      ///< only), "integers" (exact on codes), "float tiles", "scale", "scale fields"
+                                      ///< only), "integers" (exact on codes), "float tiles", "scale", "scale fields",
+                                      ///< "scale the first field", "scale into fields"
     std::string filter;               ///< "none", "box", "bilinear", "bicubic", "lanczos3"
     int bands = 1;                    ///< parts that may run on different threads
     std::uint64_t temporaryBytes = 0; ///< memory beside source and destination, when these do not overlap

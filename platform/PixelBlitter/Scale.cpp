@@ -100,7 +100,7 @@ private:
     bool mClampAlpha;
 };
 
-// One resampling: the whole pictures, or one field of each.
+// One resampling: from lines of the source to lines of the destination.
 struct Pass {
     LineSet source;
     LineSet destination;
@@ -110,15 +110,23 @@ struct Passes {
     int count = 1;
 };
 
-Passes PassesOf(const FieldPair& fields) noexcept {
-    Passes passes;
-    if (!fields.interlaced) {
-        return passes;
+LineSet LinesOfField(Scan scan, int field) noexcept {
+    if (scan == Scan::Progressive) {
+        return {};
     }
-    passes.count = 2;
-    for (const bool first : {true, false}) {
-        const auto parity = [first](bool topFirst) { return LineSet{first == topFirst ? Lines::Even : Lines::Odd}; };
-        passes.pass[first ? 0 : 1] = {parity(fields.sourceTopFirst), parity(fields.destinationTopFirst)};
+    return {(scan == Scan::UpperFirst) == (field == 0) ? Lines::Even : Lines::Odd};
+}
+
+// Field 0 goes to field 0 and field 1 to field 1. A progressive source fills both fields, each from the lines around
+// its own. A progressive destination shows field 0, the first in time: one moment, without combs and without ghosts.
+Passes PassesOf(const FieldPair& fields, int sourceHeight, int destinationHeight) noexcept {
+    // A single line has no second field.
+    const Scan source = sourceHeight > 1 ? fields.source : Scan::Progressive;
+    const Scan destination = destinationHeight > 1 ? fields.destination : Scan::Progressive;
+    Passes passes;
+    passes.count = destination == Scan::Progressive ? 1 : 2;
+    for (const int field : {0, 1}) {
+        passes.pass[field] = {LinesOfField(source, field), LinesOfField(destination, field)};
     }
     return passes;
 }
@@ -148,12 +156,12 @@ FieldPair ResolveFields(int sourceFieldType, int destinationFieldType) noexcept 
     if (!isSet(destinationFieldType)) {
         destinationFieldType = sourceFieldType;
     }
-    FieldPair fields;
-    fields.interlaced = isSet(sourceFieldType) && sourceFieldType != zynmediatypes::kFieldType_Progressive &&
-                        destinationFieldType != zynmediatypes::kFieldType_Progressive;
-    fields.sourceTopFirst = sourceFieldType == zynmediatypes::kFieldType_UpperFirst;
-    fields.destinationTopFirst = destinationFieldType == zynmediatypes::kFieldType_UpperFirst;
-    return fields;
+    const auto scan = [](int type) {
+        return type == zynmediatypes::kFieldType_UpperFirst   ? Scan::UpperFirst
+               : type == zynmediatypes::kFieldType_LowerFirst ? Scan::LowerFirst
+                                                              : Scan::Progressive;
+    };
+    return {scan(sourceFieldType), scan(destinationFieldType)};
 }
 
 PB_Result ScalePicture(const SourcePicture& source, const DestinationPicture& destination, const FieldPair& fields,
@@ -161,7 +169,7 @@ PB_Result ScalePicture(const SourcePicture& source, const DestinationPicture& de
     if (!Scalable(source.format) || !Scalable(destination.format)) {
         return kPB_UnsupportedFormat;
     }
-    const Passes passes = PassesOf(fields);
+    const Passes passes = PassesOf(fields, source.height, destination.height);
     std::unique_ptr<ResamplePlan> plans[2];
     for (int i = 0; i < passes.count; ++i) {
         plans[i] = ResamplePlan::Make(RequestFor(passes.pass[i], source, destination, quality));
@@ -197,10 +205,15 @@ void OutlineScale(const SourcePicture& source, const DestinationPicture& destina
         plan.result = kPB_UnsupportedFormat;
         return;
     }
-    plan.path = fields.interlaced ? "scale fields" : "scale";
+    const bool fromFields = fields.source != Scan::Progressive;
+    const bool toFields = fields.destination != Scan::Progressive;
+    plan.path = fromFields && toFields ? "scale fields"
+                : fromFields           ? "scale the first field"
+                : toFields             ? "scale into fields"
+                                       : "scale";
     plan.filter = FilterName(FilterForQuality(quality));
     plan.temporaryBytes = RowWriter::StoreBytes(destination, destination.height);
-    const Passes passes = PassesOf(fields);
+    const Passes passes = PassesOf(fields, source.height, destination.height);
     for (int i = 0; i < passes.count; ++i) {
         const auto outline = ResamplePlan::Outline(RequestFor(passes.pass[i], source, destination, quality));
         if (!outline) {

@@ -11,11 +11,17 @@
 
 namespace PixelBlitter {
 
-/// Field types of both sides with unset ones resolved: true when the fields are scaled apart.
+/// How the lines of a side belong together.
+enum class Scan {
+    Progressive, ///< one picture
+    UpperFirst,  ///< two fields; field 0 holds the top line
+    LowerFirst,  ///< two fields; field 0 holds the line below it
+};
+
+/// Both sides with unset field types resolved.
 struct FieldPair {
-    bool interlaced = false;
-    bool sourceTopFirst = true;      ///< field 0 of the source holds the top line
-    bool destinationTopFirst = true; ///< field 0 of the destination holds the top line
+    Scan source = Scan::Progressive;
+    Scan destination = Scan::Progressive;
 };
 FieldPair ResolveFields(int sourceFieldType, int destinationFieldType) noexcept;
 

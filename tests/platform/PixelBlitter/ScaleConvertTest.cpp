@@ -99,9 +99,34 @@ TEST(Scale, HandlesFieldsApart) {
     EXPECT_EQ(lumaOfRow(1, 1, 3), 16);
     EXPECT_EQ(lumaOfRow(2, 3, 2), 235); // unset takes the other side's
     EXPECT_EQ(lumaOfRow(-7, 1, 3), 16);
-    EXPECT_EQ(lumaOfRow(1, 2, 2), 16);         // field 0 stays field 0, which lies on the other lines
-    EXPECT_NEAR(lumaOfRow(1, 0, 2), 125.5, 1); // one side progressive: a frame
+    EXPECT_EQ(lumaOfRow(1, 2, 2), 16);  // field 0 stays field 0, which lies on the other lines
+    EXPECT_EQ(lumaOfRow(1, 0, 2), 235); // field 0 alone
+    EXPECT_EQ(lumaOfRow(2, 0, 2), 16);
     EXPECT_NEAR(lumaOfRow(3, 3, 2), 125.5, 1);
+}
+
+TEST(Scale, LinesOfFieldsKeepTheirPlaceInThePicture) {
+    // A slope down the picture stays the same slope, whatever lines it is taken from and put on; a field mistaken for
+    // the other one is off by a line, which is six codes.
+    for (const int fromField : {0, 1, 2}) {
+        for (const int toField : {0, 1, 2}) {
+            for (const int height : {20, 40, 27}) {
+                TestPicture source(0x805, 4, 30), scaled(0x805, 4, height);
+                for (int row = 0; row < 30; ++row) {
+                    const std::uint8_t pixel[4] = {128, 128, static_cast<std::uint8_t>(40 + 6 * row), 255};
+                    for (int x = 0; x < 4; ++x) {
+                        std::memcpy(source.base + (29 - row) * source.stride + 4 * x, pixel, 4);
+                    }
+                }
+                ASSERT_EQ(Scale(source, scaled, 2, fromField, toField), 0);
+                const reference::Picture codes = scaled.Codes();
+                for (int row = height / 4; row < height - height / 4; ++row) {
+                    EXPECT_NEAR(codes.plane[2].At(1, row), 40 + 6 * ((row + 0.5) * 30 / height - 0.5), 1.6)
+                        << fromField << " to " << toField << ", " << height << " lines, line " << row;
+                }
+            }
+        }
+    }
 }
 
 TEST(Lifecycle, TheLastTerminateFreesTheTables) {
