@@ -13,4 +13,22 @@ void AddConvertCommand(CLI::App& app);
 /// `vf formats`: the table of pixel formats.
 void AddFormatsCommand(CLI::App& app);
 
+/// `vf publish FILE`: shares the frames of a clip.
+void AddPublishCommand(CLI::App& app);
+
+/// `vf receive NAME OUT`: writes the frames of a clip that another process publishes.
+void AddReceiveCommand(CLI::App& app);
+
+/// `vf list`: what is shared now.
+void AddListCommand(CLI::App& app);
+
+/// `vf watch`: what is shared and dropped, as it happens.
+void AddWatchCommand(CLI::App& app);
+
+/// `vf dump FRAME OUT`: a shared frame as a picture.
+void AddDumpCommand(CLI::App& app);
+
+/// `vf clean`: removes what dead processes left.
+void AddCleanCommand(CLI::App& app);
+
 } // namespace tool

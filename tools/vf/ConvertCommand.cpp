@@ -1,11 +1,11 @@
 #include "ClipReader.h"
 #include "Commands.h"
-#include "ConvertOptions.h"
 #include "ExitCodes.h"
 #include "FrameConverter.h"
+#include "Options.h"
 #include "PictureToFrame.h"
 #include "PictureWriter.h"
-#include "ProgressBar.h"
+#include "RunReports.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -18,9 +18,6 @@
 
 namespace tool {
 namespace {
-
-// After this many lines about damage only the count goes on; a broken clip has thousands of packets.
-constexpr int kMaxDamageLines = 20;
 
 struct ConvertArguments {
     std::string input;
@@ -50,11 +47,11 @@ public:
     void Run() {
         RefuseToOverwriteInput();
         MakeWriter(mArguments.output, {}); // a wrong extension is noticed before the input is looked at
-        ClipReader reader(mArguments.input, [this](const std::string& what) { NoteDamage(what); });
+        ClipReader reader(mArguments.input, [this](const std::string& what) { mReports.Damage(what); });
         const auto writer = MakeWriter(mArguments.output, {reader.FrameRate(), mQuality});
 
         const std::int64_t count = std::min(mRange.end, reader.EstimatedCount());
-        mProgress.emplace(std::max<std::int64_t>(count - mRange.first, 0));
+        mReports.Begin(std::max<std::int64_t>(count - mRange.first, 0));
         const auto start = std::chrono::steady_clock::now();
         std::int64_t written = 0;
         for (std::int64_t number = 0; number < mRange.end; ++number) {
@@ -65,14 +62,14 @@ public:
             if (number >= mRange.first) {
                 writer->Write(Convert(*picture, reader.SampleAspectRatio(*picture)), reader.FrameTime(*picture), number,
                               ColourOf(*picture).matrix);
-                mProgress->Update(++written);
+                mReports.Update(++written);
             }
         }
         if (written == 0) {
             throw Failure(ExitCode::Usage, "--frames " + mArguments.frames + ": the input has fewer pictures");
         }
         writer->Finish();
-        mProgress.reset();
+        mReports.End();
         const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
         PrintSummary(*writer, written, seconds.count());
     }
@@ -93,24 +90,12 @@ private:
         }
     }
 
-    void NoteDamage(const std::string& what) {
-        ++mDamage;
-        if (mDamage > kMaxDamageLines) {
-            return;
-        }
-        if (mProgress) {
-            mProgress->Note(what);
-        } else {
-            std::fprintf(stderr, "vf: %s\n", what.c_str());
-        }
-    }
-
     void PrintSummary(const PictureWriter& writer, std::int64_t written, double seconds) const {
         const auto recycled = BRT::MemoryRecycler::Instance().GetStatistics().bytesRecycled;
         std::printf("%s: %s, %.1f frames/s, %s recycled%s\n", writer.Description().c_str(),
                     Plural(static_cast<std::uint64_t>(written), "frame").c_str(),
                     seconds > 0 ? static_cast<double>(written) / seconds : 0.0, BytesText(recycled).c_str(),
-                    mDamage > 0 ? (", " + Plural(static_cast<std::uint64_t>(mDamage), "damage report")).c_str() : "");
+                    mReports.DamageText().c_str());
     }
 
     ConvertArguments mArguments;
@@ -119,8 +104,7 @@ private:
     zynmediatypes::RenderQuality mQuality;
     std::optional<PictureSize> mSize;
     FrameRange mRange;
-    std::optional<ProgressBar> mProgress;
-    int mDamage = 0;
+    RunReports mReports;
 };
 
 } // namespace

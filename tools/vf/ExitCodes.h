@@ -15,7 +15,9 @@ enum class ExitCode : int {
     InputMissing = 3,      ///< the input does not exist or may not be opened
     InputBroken = 4,       ///< the input is no media file, or none of its pictures decodes
     WriteFailed = 5,       ///< the output cannot be created or written
-    ConversionRefused = 6, ///< the library makes no such frame or does not convert to it
+    ConversionRefused = 6, ///< the library makes no such frame, does not convert to it, or a block holds no frame
+    NotShared = 7,         ///< nothing is shared under the Guid or name, or it came not in time, or will not come
+    SharingFailed = 8,     ///< the user's shared memory cannot be used or is full, or the clip's name is taken
 };
 
 /// Ends a command with an exit code and a message for the user, which does not repeat the program's name.

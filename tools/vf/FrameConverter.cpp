@@ -1,7 +1,6 @@
 #include "FrameConverter.h"
 
 #include "ExitCodes.h"
-#include "Text.h"
 #include "VFResults.h"
 #include "VideoFrameManipulators.h"
 
@@ -30,11 +29,6 @@ PixelAspectRatio KeepShape(PixelAspectRatio ratio, const Frame& source, int widt
     return {static_cast<std::uint32_t>(kept.num), static_cast<std::uint32_t>(kept.den)};
 }
 
-std::string Describe(const Frame& frame) {
-    return std::to_string(WidthOf(frame)) + 'x' + std::to_string(HeightOf(frame)) + ' ' +
-           CodeText(frame->GetPixelType().name);
-}
-
 } // namespace
 
 Frame ConvertFrame(const Frame& source, zynmediatypes::PixelFormat format, int width, int height,
@@ -49,7 +43,7 @@ Frame ConvertFrame(const Frame& source, zynmediatypes::PixelFormat format, int w
     }
     if (result != VF::kResult_Success) {
         throw Failure(ExitCode::ConversionRefused,
-                      "the library does not convert " + Describe(source) + " to " + Describe(converted));
+                      "the library does not convert " + FrameText(source) + " to " + FrameText(converted));
     }
     return converted;
 }

@@ -38,9 +38,8 @@ Frame MakeFrame(zynmediatypes::PixelFormat format, int width, int height, zynmed
         throw std::bad_alloc();
     }
     if (result != 0 || !frame) {
-        throw Failure(ExitCode::ConversionRefused, "no frame of " + std::to_string(width) + 'x' +
-                                                       std::to_string(height) + ' ' + CodeText(format.name) +
-                                                       " can be made");
+        throw Failure(ExitCode::ConversionRefused,
+                      "no frame of " + PictureText(width, height, format.name) + " can be made");
     }
     return frame;
 }
@@ -51,6 +50,10 @@ int WidthOf(const Frame& frame) {
 
 int HeightOf(const Frame& frame) {
     return frame->GetBounds().Height();
+}
+
+std::string FrameText(const Frame& frame) {
+    return PictureText(WidthOf(frame), HeightOf(frame), frame->GetPixelType().name);
 }
 
 FrameRows::FrameRows(const Frame& frame)

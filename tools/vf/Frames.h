@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace tool {
 
@@ -28,6 +29,9 @@ Frame MakeFrame(zynmediatypes::PixelFormat format, int width, int height, zynmed
 
 int WidthOf(const Frame& frame);
 int HeightOf(const Frame& frame);
+
+/// "1280x720 yv17".
+std::string FrameText(const Frame& frame);
 
 /// The rows of a frame, counted from the top of the picture; memory keeps the bottom row first. Holds a reference.
 class FrameRows {

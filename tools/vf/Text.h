@@ -6,11 +6,19 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace tool {
 
 /// The four characters of a format's code.
 std::string CodeText(zynmediatypes::PixelFormatName name);
+
+/// The size and format of a picture: "1280x720 yv17".
+std::string PictureText(int width, int height, zynmediatypes::PixelFormatName format);
+
+/// A text that another process wrote, as a terminal may have it: UTF-8, with a question mark for each control character
+/// and each byte that is none of UTF-8.
+std::string PlainText(std::string_view text);
 
 /// A byte count with a decimal unit: "812 B", "3.7 MB".
 std::string BytesText(std::uint64_t bytes);

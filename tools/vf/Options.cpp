@@ -1,4 +1,4 @@
-#include "ConvertOptions.h"
+#include "Options.h"
 
 #include "ExitCodes.h"
 #include "Text.h"
@@ -6,26 +6,31 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <string_view>
 
 namespace tool {
 namespace {
 
-// A number of nothing but digits.
-std::optional<std::int64_t> ParseNumber(std::string_view text) {
-    std::int64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool digits = !text.empty() && std::isdigit(static_cast<unsigned char>(text.front())) != 0;
-    if (!digits || error != std::errc() || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return value;
-}
+constexpr double kMaxSeconds = 1e9; // some 30 years; in milliseconds every clock can add it
+constexpr double kMinRate = 0.001;  // a picture in a quarter of an hour
+constexpr double kMaxRate = 1e6;    // far beyond every camera, and still distinct from "max"
 
 std::string Lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return text;
+}
+
+// A plain number of nothing but digits and a point.
+std::optional<double> ParseDecimal(const std::string& text) {
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+    const bool plain = text.find_first_not_of("0123456789.") == std::string::npos;
+    if (!plain || error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
 }
 
 // Codes differ in case only more often than in anything else.
@@ -40,6 +45,16 @@ std::string SimilarCodes(const std::string& text) {
 }
 
 } // namespace
+
+std::optional<std::int64_t> ParseNumber(std::string_view text) {
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool digits = !text.empty() && std::isdigit(static_cast<unsigned char>(text.front())) != 0;
+    if (!digits || error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
 
 PictureSize ParseSize(const std::string& text) {
     const std::size_t cross = text.find('x');
@@ -74,6 +89,25 @@ FrameRange ParseRange(const std::string& text) {
         }
     }
     throw Failure(ExitCode::Usage, "--frames " + text + ": a range is written A:B, for example 0:100");
+}
+
+std::chrono::milliseconds ParseSeconds(const std::string& option, const std::string& text) {
+    const auto seconds = ParseDecimal(text);
+    if (!seconds || *seconds > kMaxSeconds) {
+        throw Failure(ExitCode::Usage, option + ' ' + text + ": a number of seconds, for example 2.5");
+    }
+    return std::chrono::milliseconds(std::llround(*seconds * 1000));
+}
+
+double ParseRate(const std::string& text) {
+    if (text == "max") {
+        return 0;
+    }
+    const auto rate = ParseDecimal(text);
+    if (!rate || *rate < kMinRate || *rate > kMaxRate) {
+        throw Failure(ExitCode::Usage, "--rate " + text + ": frames a second, for example 25 or 29.97, or max");
+    }
+    return *rate;
 }
 
 zynmediatypes::PixelFormat ParseFormat(const std::string& text) {

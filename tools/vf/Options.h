@@ -1,13 +1,15 @@
 #pragma once
 
-/// The options of `vf convert` as the user writes them. Every mistake throws Failure(Usage).
+/// Options as the user writes them. Every mistake throws Failure(Usage).
 
 #include "zynmediatypes.h"
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tool {
 
@@ -30,6 +32,15 @@ inline constexpr int kMaxSide = 16384;
 
 /// "A:B", "A:" or ":B".
 FrameRange ParseRange(const std::string& text);
+
+/// A number of nothing but digits; nothing for other texts.
+std::optional<std::int64_t> ParseNumber(std::string_view text);
+
+/// A number of seconds, fractions included; option is its name for the message.
+std::chrono::milliseconds ParseSeconds(const std::string& option, const std::string& text);
+
+/// A number of frames a second above 0; 0 for "max".
+double ParseRate(const std::string& text);
 
 /// The four-character code of a format that the converter knows.
 zynmediatypes::PixelFormat ParseFormat(const std::string& text);

@@ -1,0 +1,66 @@
+#include "BlockListing.h"
+#include "Commands.h"
+#include "Text.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+namespace tool {
+namespace {
+
+constexpr std::uint64_t kBytesOfStatusBlock = 512; // what st_blocks counts in, whatever the file system's own are
+
+struct Total {
+    std::uint64_t entries = 0;
+    std::uint64_t bytes = 0;
+};
+
+// What the files of the folder take. Asked of the file system, because the broker has no client yet, and its first act
+// is the sweep.
+Total TotalOf(const std::string& folder) {
+    Total total;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        struct stat status {};
+        if (lstat(entry->path().c_str(), &status) == 0) {
+            ++total.entries;
+            total.bytes += static_cast<std::uint64_t>(status.st_blocks) * kBytesOfStatusBlock /
+                           static_cast<std::uint64_t>(std::max<nlink_t>(status.st_nlink, 1));
+        }
+    }
+    return total;
+}
+
+std::string TotalText(const Total& total) {
+    return Plural(total.entries, "name") + ", " + BytesText(total.bytes);
+}
+
+// Where the broker's client will look, for the figures before it starts.
+std::string ExpectedFolder() {
+    const char* configured = std::getenv("VF_SHAREHUB_DIR");
+    return configured && *configured ? configured : "/dev/shm/vf-sharehub-" + std::to_string(geteuid());
+}
+
+void Clean() {
+    const std::string expected = ExpectedFolder();
+    const Total before = TotalOf(expected);
+    const SharingGuard sharing;
+    framebroker::SweepDeadBlocks();
+    const std::string folder = framebroker::GetDirectory();
+    const Total after = TotalOf(folder);
+    std::printf("%s: %s before; %s now\n", folder.c_str(), TotalText(before).c_str(), TotalText(after).c_str());
+}
+
+} // namespace
+
+void AddCleanCommand(CLI::App& app) {
+    app.add_subcommand("clean", "Remove what processes that died left behind")->callback(&Clean);
+}
+
+} // namespace tool

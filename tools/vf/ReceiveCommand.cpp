@@ -1,0 +1,125 @@
+#include "ClipFollower.h"
+#include "Commands.h"
+#include "ExitCodes.h"
+#include "FrameConverter.h"
+#include "Options.h"
+#include "PictureWriter.h"
+#include "RunReports.h"
+#include "SharedFrame.h"
+#include "Text.h"
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+namespace tool {
+namespace {
+
+using std::chrono::steady_clock;
+
+struct ReceiveArguments {
+    std::string name;
+    std::string output;
+    std::string frames;
+    std::string wait;
+};
+
+class Reception {
+public:
+    explicit Reception(const ReceiveArguments& arguments)
+        : mName(CheckedClipName(arguments.name)), mOutput(arguments.output) {
+        if (!arguments.frames.empty()) {
+            mRange = ParseRange(arguments.frames);
+        }
+        if (!arguments.wait.empty()) {
+            mWait = ParseSeconds("--wait", arguments.wait);
+        }
+        MakeWriter(mOutput, {}); // a wrong extension is noticed before the wait
+    }
+
+    void Run() {
+        if (!FindCard(mName)) {
+            mReports.Note("waiting for the clip " + mName);
+        }
+        ClipFollower follower(mName, mWait, mInterruption);
+        follower.StartAt(mRange.first);
+        const auto writer = MakeWriter(mOutput, {follower.Card().rate, zynmediatypes::kRenderQuality_High});
+        mReports.Begin(0);
+        const auto start = steady_clock::now();
+        while (const auto frame = follower.Next(mRange.end)) {
+            Write(*writer, *frame, follower.Card());
+            mReports.Update(mReceived);
+            if (mReceived > 0 && TakesOnePicture(mOutput)) {
+                break;
+            }
+        }
+        writer->Finish();
+        mReports.End();
+        const std::chrono::duration<double> seconds = steady_clock::now() - start;
+        PrintSummary(*writer, follower, seconds.count());
+        if (follower.PublisherHasGone()) {
+            throw Failure(ExitCode::NotShared, mName + ": its publisher has gone before the end of the clip");
+        }
+        if (mReceived == 0) {
+            throw Failure(ExitCode::NotShared, mName + ": the clip ended, and none of its frames was there");
+        }
+    }
+
+private:
+    void Write(PictureWriter& writer, const ClipFollower::SharedFrame& shared, const ClipCard& card) try {
+        const Frame source = CopyOfSharedFrame(shared.block, shared.id, mName + ':' + std::to_string(shared.index));
+        if (!mSize) { // pictures may change their size within a clip, files may not
+            mSize = PictureSize{WidthOf(source), HeightOf(source)};
+        }
+        const Frame frame = ConvertFrame(source, source->GetPixelType(), mSize->width, mSize->height,
+                                         zynmediatypes::kRenderQuality_High);
+        writer.Write(frame, (shared.index - card.first) / card.every, shared.index, MatrixOf(frame));
+        ++mReceived;
+    } catch (const Failure& failure) {
+        if (failure.Code() != ExitCode::ConversionRefused) {
+            throw;
+        }
+        mReports.Damage(failure.what());
+    }
+
+    void PrintSummary(const PictureWriter& writer, const ClipFollower& follower, double seconds) const {
+        const auto counted = [](std::int64_t count, const char* what) {
+            return count > 0 ? ", " + std::to_string(count) + what : "";
+        };
+        std::printf(
+            "%s: %s, %.1f frames/s%s%s%s\n", writer.Description().c_str(),
+            Plural(static_cast<std::uint64_t>(mReceived), "frame").c_str(),
+            seconds > 0 ? static_cast<double>(mReceived) / seconds : 0.0, counted(follower.Missed(), " missed").c_str(),
+            counted(follower.Failed(), " that the publisher could not make").c_str(), mReports.DamageText().c_str());
+    }
+
+    SharingGuard mSharing;
+    LibraryGuard mLibrary;
+    Interruption mInterruption;
+    std::string mName;
+    std::string mOutput;
+    FrameRange mRange;
+    std::optional<std::chrono::milliseconds> mWait;
+    std::optional<PictureSize> mSize;
+    RunReports mReports;
+    std::int64_t mReceived = 0;
+};
+
+} // namespace
+
+void AddReceiveCommand(CLI::App& app) {
+    const auto arguments = std::make_shared<ReceiveArguments>();
+    CLI::App* command = app.add_subcommand("receive", "Write the frames of a clip that another process publishes");
+    command->add_option("NAME", arguments->name, "name of the clip")->required();
+    command->add_option("OUT", arguments->output, "file to write: .png (%04d numbers several), .y4m, .mp4, .mkv ...")
+        ->required();
+    command->add_option("--frames", arguments->frames, "A:B, frames A up to but not including B, from 0");
+    command->add_option("--wait", arguments->wait, "seconds to wait for the clip; until Ctrl-C without it");
+    command->callback([arguments] {
+        av_log_set_level(AV_LOG_QUIET);
+        Reception(*arguments).Run();
+    });
+}
+
+} // namespace tool

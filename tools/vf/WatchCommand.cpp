@@ -1,0 +1,144 @@
+#include "BlockListing.h"
+#include "Commands.h"
+#include "ExitCodes.h"
+#include "Interruption.h"
+#include "Text.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <map>
+#include <memory>
+
+namespace tool {
+namespace {
+
+// How long Ctrl-C may go unnoticed while nothing happens.
+constexpr std::chrono::milliseconds kSlice{200};
+
+using Guid = zyncore::utility::Guid;
+
+// The changes from one look at the directory to the next.
+class Watch {
+public:
+    explicit Watch(bool json) : mJson(json) {}
+
+    void Run() {
+        const auto changes = framebroker::ChangeWatch::Create();
+        if (!changes) {
+            throw Failure(ExitCode::SharingFailed, "the system watches no more folders for this user");
+        }
+        Look();
+        while (!mInterruption.Requested()) {
+            if (changes->Wait(kSlice)) {
+                Look();
+            }
+        }
+    }
+
+private:
+    struct Named {
+        std::chrono::system_clock::time_point since; // of the block's latest name
+        std::string name;
+        bool known = false; // from the look before
+    };
+    using Names = std::map<Guid, Named>;
+
+    void Look() {
+        auto contents = BlockInspector::List();
+        Names now;
+        std::vector<framebroker::BlockDescription> changed;
+        for (auto& block : contents.blocks) {
+            bool isChanged = false;
+            for (const Guid& id : block.ids) {
+                Named& named = now[id];
+                named.since = block.namedAt;
+                if (const auto before = mNames.find(id); before != mNames.end()) {
+                    // A name whose time has changed went and came back for another block, unless the block has got a
+                    // further name, which changes the time of all.
+                    named.known = before->second.since == block.namedAt || block.ids.size() > 1;
+                    named.name = before->second.name;
+                }
+                isChanged = isChanged || !named.known;
+            }
+            if (isChanged) {
+                changed.push_back(std::move(block));
+            }
+        }
+        for (const auto& [id, before] : mNames) {
+            if (const auto after = now.find(id); after == now.end() || !after->second.known) {
+                Print("removed", id, mJson ? "\"name\":" + JsonText(before.name) : before.name);
+            }
+        }
+        for (const ListedBlock& listed : mInspector.Inspect(std::move(changed))) {
+            ReportNewNames(listed, now);
+        }
+        ReportErrors(std::move(contents.generationErrors));
+        mNames = std::move(now);
+        std::fflush(stdout);
+    }
+
+    void ReportNewNames(const ListedBlock& listed, Names& now) const {
+        const auto& ids = listed.block.ids;
+        const std::string name = PlainText(listed.name);
+        bool isFirst = std::none_of(ids.begin(), ids.end(), [&now](const Guid& id) { return now[id].known; });
+        for (const Guid& id : ids) {
+            if (!now[id].known) {
+                now[id].name = name;
+                Print(isFirst ? "put" : "alias", id, mJson ? JsonMembers(listed) : LineOf(listed, name));
+                isFirst = false;
+            }
+        }
+    }
+
+    static std::string LineOf(const ListedBlock& listed, const std::string& name) {
+        return ContentText(listed) + "  " + BytesText(listed.block.sizeInBytes) + "  held by " +
+               HoldersText(listed.block.holders) + (name.empty() ? "" : "  " + name);
+    }
+
+    void ReportErrors(std::vector<std::pair<Guid, std::int32_t>> errors) {
+        for (const auto& error : errors) {
+            if (!std::binary_search(mErrors.begin(), mErrors.end(), error)) {
+                const std::string meaning = PlainText(mInspector.ErrorMeaning(error.second));
+                Print("error", error.first,
+                      mJson ? "\"code\":" + std::to_string(error.second) + ",\"meaning\":" + JsonText(meaning)
+                            : meaning);
+            }
+        }
+        mErrors = std::move(errors);
+    }
+
+    void Print(const char* event, const Guid& id, const std::string& rest) const {
+        const auto now = std::chrono::system_clock::now();
+        if (mJson) {
+            const std::chrono::duration<double> seconds = now.time_since_epoch();
+            std::printf("{\"time\":%.3f,\"event\":\"%s\",\"id\":\"%s\",%s}\n", seconds.count(), event,
+                        id.ToString().c_str(), rest.c_str());
+            return;
+        }
+        const std::time_t time = std::chrono::system_clock::to_time_t(now);
+        std::tm local{};
+        localtime_r(&time, &local);
+        std::printf("%02d:%02d:%02d  %-7s  %s  %s\n", local.tm_hour, local.tm_min, local.tm_sec, event,
+                    id.ToString().c_str(), rest.c_str());
+    }
+
+    const bool mJson;
+    SharingGuard mSharing;
+    Interruption mInterruption;
+    BlockInspector mInspector;
+    Names mNames;
+    std::vector<std::pair<Guid, std::int32_t>> mErrors; // ascending
+};
+
+} // namespace
+
+void AddWatchCommand(CLI::App& app) {
+    const auto json = std::make_shared<bool>(false);
+    CLI::App* command = app.add_subcommand("watch", "Follow what processes of this user share, until Ctrl-C");
+    command->add_flag("--json", *json, "one object a line, for programs");
+    command->callback([json] { Watch(*json).Run(); });
+}
+
+} // namespace tool
