@@ -6,9 +6,13 @@
 #define PIXELBLITTER_KERNEL_TABLE_INL_H
 #endif
 
+#include "ByteKernels-inl.h"
+#include "ColourKernels-inl.h"
+#include "ComponentKernels-inl.h"
 #include "DepthKernels-inl.h"
-#include "Kernels-inl.h"
+#include "HalvingKernels-inl.h"
 #include "PairKernels-inl.h"
+#include "PlaneKernels-inl.h"
 #include "TransferKernels-inl.h"
 #include "V210Kernels-inl.h"
 

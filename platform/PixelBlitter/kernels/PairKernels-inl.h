@@ -6,7 +6,7 @@
 #define PIXELBLITTER_PAIR_KERNELS_INL_H
 #endif
 
-#include "Kernels-inl.h"
+#include "Vectors-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {

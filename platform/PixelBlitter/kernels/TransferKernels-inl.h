@@ -6,7 +6,7 @@
 #define PIXELBLITTER_TRANSFER_KERNELS_INL_H
 #endif
 
-#include "Kernels-inl.h"
+#include "Vectors-inl.h"
 
 #include <limits>
 
