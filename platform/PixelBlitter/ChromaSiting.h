@@ -8,6 +8,10 @@
 /// 13818-2, 6.1.1.8): a quarter and three quarters of the way between two lines of its own field. Filters stay within
 /// the field. Edges repeat. A picture with one chroma row (height 1 or 2) is a frame picture, because its second field
 /// would have no chroma.
+///
+/// DV's 4:2:0 of 625 lines (IEC 61834-2) has fields, too, but no sample between lines: of the lines of a field the
+/// first carries V and the second U, and so on in turn. V of chroma row k lies on line 2i of its field and U on line 2i
+/// + 1, where i is k / 2. Its columns are those of 4:2:2.
 
 namespace PixelBlitter {
 
@@ -22,7 +26,8 @@ inline constexpr HorizontalSiting kCentreSited{{0.25F, 0.75F, 0.75F, 0.25F}, {0.
 /// The vertical grid of a 4:2:0 picture.
 class VerticalSiting {
 public:
-    VerticalSiting(int height, bool fieldPicture) noexcept;
+    /// alternateLines: U and V lie on alternate lines of a field, as in DV.
+    VerticalSiting(int height, bool fieldPicture, bool alternateLines = false) noexcept;
 
     /// The chroma of a picture row: weightA * row a + weightB * row b. Weights are eighths.
     struct Mix {
@@ -31,7 +36,8 @@ public:
         float weightA;
         float weightB;
     };
-    Mix ChromaOfRow(int row) const noexcept;
+    /// plane: 0 is U, 1 is V; they differ in DV only.
+    Mix ChromaOfRow(int row, int plane = 0) const noexcept;
 
     /// The picture rows that make a chroma row. Weights are sixteenths and sum to 1.
     struct Rows {
@@ -39,16 +45,18 @@ public:
         float weight[4];
         int last; ///< the largest of row
     };
-    Rows RowsOfChroma(int chromaRow) const noexcept;
+    Rows RowsOfChroma(int chromaRow, int plane = 0) const noexcept;
 
     /// Rows that RowsOfChroma can reach back from its last one, plus one, at most; a power of two.
     static constexpr int kReach = 8;
 
 private:
     int FieldOf(int row) const noexcept { return mFields ? row % 2 : 0; }
+    int OffsetInQuarters(int field, int plane) const noexcept;
     int mHeight;
     int mChromaHeight;
     bool mFields;
+    bool mAlternateLines;
 };
 
 } // namespace PixelBlitter

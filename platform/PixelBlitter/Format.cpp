@@ -91,6 +91,7 @@ std::size_t BytesPerPixel(const Format& format) noexcept {
     case Packing::Groups:
     case Packing::Planar:
     case Packing::Compressed:
+    case Packing::DvPlanes:
     case Packing::Opaque:
         break;
     }
@@ -117,6 +118,7 @@ CodeRange AlphaCodes(const Format& format) noexcept {
     case Packing::Bytes:
     case Packing::Pairs:
     case Packing::Planar:
+    case Packing::DvPlanes:
         return {0, 255, 255};
     case Packing::Floats:
     case Packing::Compressed:

@@ -21,6 +21,7 @@ enum class Packing {
     Groups,     ///< 10-bit 4:2:2 (V210), 16 bytes for six pixels
     Planar,     ///< 8-bit 4:2:0 in three planes
     Compressed, ///< DV
+    DvPlanes,   ///< 8-bit planes of a DV picture outside its compressed form, top row first; never a caller's
     Opaque,     ///< custom: nothing is known
 };
 
@@ -38,6 +39,7 @@ struct Format {
     bool alphaFirst = false;    ///< components run A R G B instead of B G R A, or Y U Y V instead of U Y V Y
     bool centredChroma = false; ///< 4:2:0 chroma lies between two columns (MPEG-4, MPEG-1) instead of on the left one
     bool fieldChroma = false;   ///< 4:2:0 chroma rows belong to alternate fields
+    zynmediatypes::Chroma dvChroma = zynmediatypes::Chroma::C444; ///< how DvPlanes share chroma: 4:2:2, 4:1:1 or 4:2:0
 
     bool IsYUV() const noexcept { return model != ColourModel::RGB; }
     /// Four components for every pixel.
@@ -46,7 +48,8 @@ struct Format {
     }
     /// Two pixels or four share their chroma.
     bool IsSubsampled() const noexcept {
-        return packing == Packing::Pairs || packing == Packing::Groups || packing == Packing::Planar;
+        return packing == Packing::Pairs || packing == Packing::Groups || packing == Packing::Planar ||
+               packing == Packing::DvPlanes;
     }
     /// The picture consists of rows with a stride, bottom row first.
     bool HasRows() const noexcept { return Is444() || packing == Packing::Pairs || packing == Packing::Groups; }

@@ -41,6 +41,7 @@ PB_Result CheckPicture(const PictureArguments& arguments, SourcePicture& outPict
         }
     } else {
         extent = PB_PixelFormatSize(arguments.format, arguments.width, arguments.height);
+        picture.stride = format->packing == Packing::Compressed ? arguments.rowBytes : 0;
     }
     if (extent > kLargestExtent) {
         return kPB_BadArgument;

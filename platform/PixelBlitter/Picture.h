@@ -4,6 +4,8 @@
 
 #include "Format.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -14,21 +16,31 @@ template <class Byte>
 struct BasicPicture {
     Format format;
     Byte* base = nullptr;
-    std::ptrdiff_t stride = 0; ///< 0 for pictures of height 1 and for formats without rows
+    std::ptrdiff_t stride = 0; ///< 0 for pictures of height 1 and for planes; DV: what the caller stated, 0 for nothing
     int width = 0;
     int height = 0;
+    /// Y, U and V of DvPlanes, which lie apart.
+    std::array<Byte*, 3> planes{};
+    std::array<std::ptrdiff_t, 3> planeStrides{};
 
     Byte* MemoryRow(int index) const noexcept { return base + index * stride; }
     Byte* Row(int fromTop) const noexcept { return MemoryRow(height - 1 - fromTop); }
 
-    // Planar pictures.
+    // Planar pictures and DvPlanes. 4:1:1 counts as half width here, as what its readers and writers deal in.
     int ChromaWidth() const noexcept { return static_cast<int>((static_cast<unsigned>(width) + 1) / 2); }
     int ChromaHeight() const noexcept { return static_cast<int>((static_cast<unsigned>(height) + 1) / 2); }
     Byte* LumaRow(int fromTop) const noexcept {
+        if (planes[0] != nullptr) {
+            return planes[0] + fromTop * planeStrides[0];
+        }
         return base + static_cast<std::ptrdiff_t>(fromTop) * static_cast<std::ptrdiff_t>(width);
     }
     /// plane: 0 is U, 1 is V.
     Byte* ChromaRow(int plane, int fromTop) const noexcept {
+        if (planes[0] != nullptr) {
+            const auto index = static_cast<std::size_t>(plane) + 1;
+            return planes[index] + fromTop * planeStrides[index];
+        }
         const auto chromaWidth = static_cast<std::ptrdiff_t>(ChromaWidth());
         return LumaRow(height) + chromaWidth * (static_cast<std::ptrdiff_t>(plane) * ChromaHeight() + fromTop);
     }
@@ -58,7 +70,10 @@ DestinationPicture Writable(const SourcePicture& picture) noexcept;
 
 /// A destination seen as a source.
 inline SourcePicture ReadOnly(const DestinationPicture& picture) noexcept {
-    return {picture.format, picture.base, picture.stride, picture.width, picture.height};
+    SourcePicture source{picture.format, picture.base, picture.stride, picture.width, picture.height};
+    std::copy(picture.planes.begin(), picture.planes.end(), source.planes.begin());
+    source.planeStrides = picture.planeStrides;
+    return source;
 }
 
 /// Addresses from first to last byte + 1 of the picture's pixels.

@@ -10,6 +10,12 @@ int HalfWidth(int width) noexcept {
     return width / 2 + width % 2;
 }
 
+// U and V of DV's 4:2:0 lie on lines of their own.
+VerticalSiting VerticalSitingOf(const Format& format, int height) noexcept {
+    const bool alternateLines = format.packing == Packing::DvPlanes && format.dvChroma == zynmediatypes::Chroma::C420;
+    return {height, format.fieldChroma || alternateLines, alternateLines};
+}
+
 } // namespace
 
 void DequantisersInMemoryOrder(const Format& format, Dequantiser out[4]) noexcept {
@@ -53,7 +59,7 @@ void Pack444(const Kernels& kernels, const Format& format, const float* const pl
 }
 
 RowReader::RowReader(const SourcePicture& picture, const Kernels& kernels) noexcept
-    : mPicture(picture), mKernels(kernels), mVertical(picture.height, picture.format.fieldChroma),
+    : mPicture(picture), mKernels(kernels), mVertical(VerticalSitingOf(picture.format, picture.height)),
       mLuma(DequantiserOf(LumaCodes(picture.format))), mChroma(DequantiserOf(ChromaCodes(picture.format))) {
     DequantisersInMemoryOrder(picture.format, mComponents);
 }
@@ -74,6 +80,9 @@ int RowReader::ReadPairs(int row, int first, int end, TileScratch& scratch) cons
                               static_cast<std::size_t>(endGroup - firstGroup), mLuma, mChroma);
         return 3 * firstGroup;
     }
+    if (mPicture.format.packing == Packing::DvPlanes) {
+        return ReadDvPairs(row, first, end, scratch);
+    }
     const int endColumn = std::min(mPicture.width, 2 * end);
     mKernels.unpackPlane(mPicture.LumaRow(row) + 2 * first, luma, static_cast<std::size_t>(endColumn - 2 * first),
                          mLuma);
@@ -84,6 +93,40 @@ int RowReader::ReadPairs(int row, int first, int end, TileScratch& scratch) cons
                                    mChroma);
     }
     return first;
+}
+
+int RowReader::ReadDvPairs(int row, int first, int end, TileScratch& scratch) const noexcept {
+    const bool quarters = mPicture.format.dvChroma == zynmediatypes::Chroma::C411;
+    const int start = quarters ? first / 2 * 2 : first;
+    const int endColumn = std::min(mPicture.width, 2 * end);
+    mKernels.unpackPlane(mPicture.LumaRow(row) + 2 * start, scratch.full[2] + TileScratch::kLead,
+                         static_cast<std::size_t>(endColumn - 2 * start), mLuma);
+    for (const int plane : {0, 1}) {
+        float* const half = scratch.half[1 - plane] + TileScratch::kLead;
+        if (mPicture.format.dvChroma == zynmediatypes::Chroma::C420) {
+            const VerticalSiting::Mix mix = mVertical.ChromaOfRow(row, plane);
+            mKernels.unpackMixedPlanes(mPicture.ChromaRow(plane, mix.a) + start,
+                                       mPicture.ChromaRow(plane, mix.b) + start, mix.weightA, mix.weightB, half,
+                                       static_cast<std::size_t>(end - start), mChroma);
+            continue;
+        }
+        if (!quarters) {
+            mKernels.unpackPlane(mPicture.ChromaRow(plane, row) + start, half, static_cast<std::size_t>(end - start),
+                                 mChroma);
+            continue;
+        }
+        // Chroma of four columns lies on the first, so the second pair lies between two samples.
+        const int quarterWidth = HalfWidth(mPicture.ChromaWidth());
+        const int firstQuarter = start / 2;
+        const int endQuarter = std::min(quarterWidth, (end - 1) / 2 + 2);
+        const auto count = static_cast<std::size_t>(endQuarter - firstQuarter);
+        float* const quarter = scratch.full[plane] + TileScratch::kLead; // full width is made from half width later
+        mKernels.unpackPlane(mPicture.ChromaRow(plane, row) + firstQuarter, quarter, count, mChroma);
+        quarter[-1] = quarter[0];
+        quarter[count] = quarter[count - 1];
+        mKernels.widenChroma(quarter, half, count, kLeftSited.widen);
+    }
+    return start;
 }
 
 void RowReader::Read(int row, int left, int right, TileScratch& scratch, float* outPlanes[4]) const noexcept {
@@ -133,14 +176,19 @@ HalfTile RowReader::ReadHalf(int row, int left, int right, TileScratch& scratch)
 
 RowWriter::RowWriter(const DestinationPicture& picture, const Kernels& kernels, void* chromaStore,
                      int rowsKept) noexcept
-    : mPicture(picture), mKernels(kernels), mVertical(picture.height, picture.format.fieldChroma),
+    : mPicture(picture), mKernels(kernels), mVertical(VerticalSitingOf(picture.format, picture.height)),
       mLuma(QuantiserOf(LumaCodes(picture.format))), mChroma(QuantiserOf(ChromaCodes(picture.format))),
       mStore(static_cast<float*>(chromaStore)), mRowsKept(rowsKept) {
     QuantisersInMemoryOrder(picture.format, mComponents);
 }
 
+bool RowWriter::StoresChroma(const Format& format) noexcept {
+    return format.packing == Packing::Planar ||
+           (format.packing == Packing::DvPlanes && format.dvChroma != zynmediatypes::Chroma::C422);
+}
+
 std::uint64_t RowWriter::StoreBytes(const DestinationPicture& picture, int rowsKept) noexcept {
-    if (picture.format.packing != Packing::Planar) {
+    if (!StoresChroma(picture.format)) {
         return 0;
     }
     const auto chromaWidth = static_cast<std::uint64_t>(picture.ChromaWidth());
@@ -185,12 +233,20 @@ void RowWriter::WriteHalf(int row, int left, int right, const HalfTile& tile, By
     const int pairs = HalfWidth(count);
     const auto& [luma, chroma] = tile;
     const auto& [v, u] = chroma;
-    if (mPicture.format.packing == Packing::Planar) {
+    if (mPicture.format.packing == Packing::Planar || mPicture.format.packing == Packing::DvPlanes) {
         std::uint8_t* const destination = mPicture.LumaRow(row) + left;
         mKernels.packPlane(luma, output.Begin(destination), static_cast<std::size_t>(count), mLuma);
         output.Commit(destination, static_cast<std::size_t>(count));
-        std::copy_n(u, pairs, StoredRow(row, 0) + left / 2);
-        std::copy_n(v, pairs, StoredRow(row, 1) + left / 2);
+        for (const int plane : {0, 1}) {
+            const float* const samples = plane == 0 ? u : v;
+            if (StoresChroma(mPicture.format)) {
+                std::copy_n(samples, pairs, StoredRow(row, plane) + left / 2);
+                continue;
+            }
+            std::uint8_t* const half = mPicture.ChromaRow(plane, row) + left / 2;
+            mKernels.packPlane(samples, output.Begin(half), static_cast<std::size_t>(pairs), mChroma);
+            output.Commit(half, static_cast<std::size_t>(pairs));
+        }
         return;
     }
     if (mPicture.format.packing == Packing::Pairs) {
@@ -211,28 +267,61 @@ void RowWriter::WriteHalf(int row, int left, int right, const HalfTile& tile, By
     output.Commit(destination, static_cast<std::size_t>(groups) * 16);
 }
 
+void RowWriter::MixStoredRows(int plane, int chromaRow, const VerticalSiting::Rows& rows,
+                              ByteOutput& output) const noexcept {
+    const int chromaWidth = mPicture.ChromaWidth();
+    for (int left = 0; left < chromaWidth; left += static_cast<int>(kTilePixels)) {
+        const auto count = static_cast<std::size_t>(std::min(static_cast<int>(kTilePixels), chromaWidth - left));
+        const float* const taps[4] = {StoredRow(rows.row[0], plane) + left, StoredRow(rows.row[1], plane) + left,
+                                      StoredRow(rows.row[2], plane) + left, StoredRow(rows.row[3], plane) + left};
+        std::uint8_t* const destination = mPicture.ChromaRow(plane, chromaRow) + left;
+        mKernels.packMixedRows(taps, rows.weight, output.Begin(destination), count, mChroma);
+        output.Commit(destination, count);
+    }
+}
+
+// From half width to a quarter: two triangles in a row make the triangle of twice their width.
+void RowWriter::NarrowStoredRow(int plane, int row, ByteOutput& output) const noexcept {
+    const int halfWidth = mPicture.ChromaWidth();
+    const int quarterWidth = HalfWidth(halfWidth);
+    constexpr int kStep = static_cast<int>(kTilePixels) / 2;
+    alignas(64) float half[TileScratch::kCapacity];
+    alignas(64) float quarter[kTilePixels / 2 + kPlanePadding];
+    float* const samples = half + TileScratch::kLead;
+    for (int left = 0; left < quarterWidth; left += kStep) {
+        const int count = std::min(kStep, quarterWidth - left);
+        const int first = std::max(0, 2 * left - 1);
+        const int end = std::min(halfWidth, 2 * (left + count) + 1);
+        float* const out = samples + (first - 2 * left);
+        std::copy(StoredRow(row, plane) + first, StoredRow(row, plane) + end, out);
+        out[-1] = out[0];
+        std::fill_n(out + (end - first), 2, out[end - first - 1]);
+        mKernels.narrowChroma(samples, quarter, static_cast<std::size_t>(count), kLeftSited.narrow);
+        std::uint8_t* const destination = mPicture.ChromaRow(plane, row) + left;
+        mKernels.packPlane(quarter, output.Begin(destination), static_cast<std::size_t>(count), mChroma);
+        output.Commit(destination, static_cast<std::size_t>(count));
+    }
+}
+
 void RowWriter::FinishRows(int lastRow, ByteOutput& output) noexcept {
-    if (mPicture.format.packing != Packing::Planar) {
+    if (!StoresChroma(mPicture.format)) {
         return;
     }
-    const int chromaWidth = mPicture.ChromaWidth();
+    if (mPicture.format.dvChroma == zynmediatypes::Chroma::C411) {
+        for (; mNextChromaRow <= lastRow; ++mNextChromaRow) {
+            NarrowStoredRow(0, mNextChromaRow, output);
+            NarrowStoredRow(1, mNextChromaRow, output);
+        }
+        return;
+    }
     for (; mNextChromaRow < mPicture.ChromaHeight(); ++mNextChromaRow) {
-        const VerticalSiting::Rows rows = mVertical.RowsOfChroma(mNextChromaRow);
-        if (rows.last > lastRow) {
+        const VerticalSiting::Rows rows[2] = {mVertical.RowsOfChroma(mNextChromaRow, 0),
+                                              mVertical.RowsOfChroma(mNextChromaRow, 1)};
+        if (std::max(rows[0].last, rows[1].last) > lastRow) {
             return;
         }
-        for (const int plane : {0, 1}) {
-            for (int left = 0; left < chromaWidth; left += static_cast<int>(kTilePixels)) {
-                const auto count =
-                    static_cast<std::size_t>(std::min(static_cast<int>(kTilePixels), chromaWidth - left));
-                const float* const taps[4] = {
-                    StoredRow(rows.row[0], plane) + left, StoredRow(rows.row[1], plane) + left,
-                    StoredRow(rows.row[2], plane) + left, StoredRow(rows.row[3], plane) + left};
-                std::uint8_t* const destination = mPicture.ChromaRow(plane, mNextChromaRow) + left;
-                mKernels.packMixedRows(taps, rows.weight, output.Begin(destination), count, mChroma);
-                output.Commit(destination, count);
-            }
-        }
+        MixStoredRows(0, mNextChromaRow, rows[0], output);
+        MixStoredRows(1, mNextChromaRow, rows[1], output);
     }
 }
 

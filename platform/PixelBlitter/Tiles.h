@@ -50,6 +50,7 @@ public:
 private:
     // Chroma samples [first, end) and their luma; both ends may be widened. Returns the first sample that was read.
     int ReadPairs(int row, int first, int end, TileScratch& scratch) const noexcept;
+    int ReadDvPairs(int row, int first, int end, TileScratch& scratch) const noexcept;
 
     SourcePicture mPicture;
     const Kernels& mKernels;
@@ -90,7 +91,7 @@ private:
 class RowWriter {
 public:
     /// chromaStore is StoreBytes(picture, rowsKept) bytes, aligned for floats: chroma at half width of the last
-    /// rowsKept rows of a planar picture, from which its chroma rows are mixed.
+    /// rowsKept rows, from which the chroma rows of 4:2:0 are mixed and those of 4:1:1 are narrowed.
     RowWriter(const DestinationPicture& picture, const Kernels& kernels, void* chromaStore, int rowsKept) noexcept;
 
     static std::uint64_t StoreBytes(const DestinationPicture& picture, int rowsKept) noexcept;
@@ -109,7 +110,10 @@ public:
     void FinishRows(int lastRow, ByteOutput& output) noexcept;
 
 private:
+    static bool StoresChroma(const Format& format) noexcept;
     float* StoredRow(int row, int plane) const noexcept;
+    void MixStoredRows(int plane, int chromaRow, const VerticalSiting::Rows& rows, ByteOutput& output) const noexcept;
+    void NarrowStoredRow(int plane, int row, ByteOutput& output) const noexcept;
 
     DestinationPicture mPicture;
     const Kernels& mKernels;
