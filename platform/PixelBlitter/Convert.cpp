@@ -53,4 +53,14 @@ PB_Result ConvertPicture(const SourcePicture& source, const DestinationPicture& 
     return kPB_Success;
 }
 
+void OutlineConversion(const SourcePicture& source, const DestinationPicture& destination, PB_Plan& plan) {
+    const Path* const path = ChoosePath(source.format, destination.format);
+    if (path == nullptr) {
+        plan.result = kPB_UnsupportedFormat;
+        return;
+    }
+    plan.path = path->name;
+    plan.temporaryBytes = path->scratchBytes ? path->scratchBytes(destination) : 0;
+}
+
 } // namespace PixelBlitter

@@ -3,6 +3,7 @@
 #include "Convert.h"
 #include "MemoryRegime.h"
 #include "PixelBlitter.h"
+#include "dv/DvFill.h"
 
 #include <algorithm>
 #include <array>
@@ -15,6 +16,8 @@ namespace {
 constexpr PB_PixelFormat kFloatBGRA = 0x104;
 constexpr PB_PixelFormat kFloatVUYA = 0x905;
 constexpr PB_PixelFormat kFloatVUYA709 = 0xB05;
+constexpr PB_PixelFormat kPlanar = 0xA000831;
+constexpr PB_PixelFormat kPlanar709 = 0xA000A31;
 
 // The widest unit: six pixels of V210, or one of four floats.
 constexpr std::size_t kUnitBytes = 16;
@@ -130,6 +133,17 @@ PB_Result MakeUnit(const Format& format, const void* colour, const Format& colou
     return result;
 }
 
+// DV pictures have the codes of planes.
+PB_Result FillCompressed(const DestinationPicture& picture, const void* colour, const Format& colourFormat) noexcept {
+    const std::optional<Format> planar = FindFormat(picture.format.model == ColourModel::BT709 ? kPlanar709 : kPlanar);
+    if (!planar) {
+        return kPB_UnsupportedFormat;
+    }
+    FillUnit unit;
+    const PB_Result result = MakeUnit(*planar, colour, colourFormat, unit);
+    return result == kPB_Success ? dv::Fill(picture, {unit.bytes[0], unit.bytes[1], unit.bytes[2]}) : result;
+}
+
 int FillWith(const PictureArguments& arguments, const void* colour, PB_PixelFormat colourFormat,
              bool needsAlpha) noexcept {
     if (IsEmpty(arguments)) {
@@ -140,13 +154,15 @@ int FillWith(const PictureArguments& arguments, const void* colour, PB_PixelForm
         return result;
     }
     const std::optional<Format> from = FindFormat(colourFormat);
-    if (!from || !(from->Is444() || from->IsSubsampled()) ||
-        !(picture.format.Is444() || picture.format.IsSubsampled()) ||
+    if (!from || !(from->Is444() || from->IsSubsampled()) || picture.format.packing == Packing::Opaque ||
         (needsAlpha && picture.format.alpha == AlphaKind::None)) {
         return kPB_UnsupportedFormat;
     }
     if (colour == nullptr) {
         return kPB_BadArgument;
+    }
+    if (picture.format.packing == Packing::Compressed) {
+        return FillCompressed(Writable(picture), colour, *from);
     }
     FillUnit unit;
     if (const PB_Result result = MakeUnit(picture.format, colour, *from, unit); result != kPB_Success) {

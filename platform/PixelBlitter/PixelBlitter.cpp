@@ -2,6 +2,9 @@
 
 #include "Convert.h"
 #include "Scale.h"
+#include "dv/CoderPool.h"
+#include "dv/DvConversion.h"
+#include "dv/DvFill.h"
 #include "scale/Resampler.h"
 
 #include <algorithm>
@@ -60,7 +63,7 @@ int ConvertSameSize(const PictureArguments& source, const PictureArguments& dest
     if (const PB_Result result = CheckBoth(source, destination, from, to); result != kPB_Success) {
         return result;
     }
-    return ConvertPicture(from, Writable(to));
+    return dv::TakesPart(from, to) ? dv::Convert(from, Writable(to), {}, 0) : ConvertPicture(from, Writable(to));
 }
 
 template <class Void>
@@ -117,6 +120,8 @@ int PB_Initialize() noexcept {
 void PB_Terminate() noexcept {
     if (DropLastUser()) {
         ReleaseResampleTables();
+        dv::CloseIdleCoders();
+        dv::ReleaseFillImages();
     }
 }
 
@@ -178,8 +183,11 @@ int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int
     if (const PB_Result result = CheckBoth(from, to, checkedSource, checkedDestination); result != kPB_Success) {
         return result;
     }
-    return ScalePicture(checkedSource, Writable(checkedDestination),
-                        ResolveFields(sourceFieldType, destinationFieldType), quality);
+    const FieldPair fields = ResolveFields(sourceFieldType, destinationFieldType);
+    if (dv::TakesPart(checkedSource, checkedDestination)) {
+        return dv::Convert(checkedSource, Writable(checkedDestination), fields, quality);
+    }
+    return ScalePicture(checkedSource, Writable(checkedDestination), fields, quality);
 }
 
 PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat sourceFormat, int sourceFieldType,
@@ -206,17 +214,13 @@ PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat so
         return plan;
     }
     plan.bytesMoved = PixelBytes(source) + PixelBytes(destination);
-    if (sourceWidth != destinationWidth || sourceHeight != destinationHeight) {
-        OutlineScale(source, Writable(destination), ResolveFields(sourceFieldType, destinationFieldType), quality,
-                     plan);
-        return plan;
+    const FieldPair fields = ResolveFields(sourceFieldType, destinationFieldType);
+    if (dv::TakesPart(source, destination)) {
+        dv::Outline(source, Writable(destination), fields, quality, plan);
+    } else if (sourceWidth != destinationWidth || sourceHeight != destinationHeight) {
+        OutlineScale(source, Writable(destination), fields, quality, plan);
+    } else {
+        OutlineConversion(source, Writable(destination), plan);
     }
-    const Path* const path = ChoosePath(source.format, destination.format);
-    if (path == nullptr) {
-        plan.result = kPB_UnsupportedFormat;
-        return plan;
-    }
-    plan.path = path->name;
-    plan.temporaryBytes = path->scratchBytes ? path->scratchBytes(Writable(destination)) : 0;
     return plan;
 }
