@@ -57,6 +57,7 @@ public:
         }
         if (!arguments.hold.empty()) {
             mHold = ParseSeconds("--hold", arguments.hold);
+            mHoldText = arguments.hold;
         }
         framebroker::SetPutBudget(arguments.budget);
     }
@@ -88,7 +89,6 @@ private:
 
     // One walk over the clip.
     void PublishOnce(ClipReader& reader, ClipAnnouncement& announcement, double framesPerSecond) {
-        std::int64_t tried = 0;
         for (std::int64_t number = 0; number < mRange.end; ++number) {
             const AVFrame* picture = reader.Next();
             if (!picture || mInterruption.Requested()) {
@@ -106,13 +106,9 @@ private:
             Publish(*picture, reader.SampleAspectRatio(*picture), announcement.NextIndex());
             announcement.Advance();
             mReports.Update(mPublished);
-            ++tried;
         }
-        if (mPublished == 0 && !mInterruption.Requested()) {
-            if (tried == 0) {
-                throw Failure(ExitCode::Usage, "--frames: the input has fewer pictures");
-            }
-            throw Failure(mFailure, "none of the frames could be published");
+        if (announcement.NextIndex() == mRange.first && !mInterruption.Requested()) {
+            throw Failure(ExitCode::Usage, "--frames: the input has fewer pictures");
         }
     }
 
@@ -127,8 +123,7 @@ private:
                                              zynmediatypes::kRenderQuality_High);
             frame->SetRenderTime(static_cast<std::uint32_t>(index));
             if (VF::PublishVideoFrame(frame, id) != 0) {
-                Fail(index, ExitCode::SharingFailed, "shared memory is full, or its Guid is in use");
-                return;
+                throw Failure(ExitCode::SharingFailed, "shared memory is full, or its Guid is in use");
             }
             ++mPublished;
             mBytes += BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(frame)->GetBufferSize();
@@ -139,18 +134,21 @@ private:
     }
 
     void Fail(std::int64_t index, ExitCode code, const std::string& why) {
+        const std::string message = mName + ':' + std::to_string(index) + " is not published: " + why;
+        if (mPublished == 0) { // what was asked for does not work at all
+            throw Failure(code, message);
+        }
         ++mFailed;
-        mFailure = code;
-        mReports.Damage(mName + ':' + std::to_string(index) + " is not published: " + why);
+        mReports.Damage(message);
     }
 
     void Hold() {
-        const auto kept = framebroker::GetClientStatistics().keptPutBytes;
-        if (mHold.value_or(std::chrono::hours(1)).count() == 0 || mInterruption.Requested()) {
+        if (mHold == std::chrono::milliseconds(0) || mInterruption.Requested()) {
             return;
         }
         mReports.Note(mName + ": all " + Plural(static_cast<std::uint64_t>(mPublished), "frame") + " published, " +
-                      BytesText(kept) + " held " + (mHold ? "for a while" : "until Ctrl-C"));
+                      BytesText(framebroker::GetClientStatistics().keptPutBytes) + " held " +
+                      (mHold ? "for " + mHoldText + " s" : "until Ctrl-C"));
         mInterruption.SleepUntil(mHold ? steady_clock::now() + *mHold : steady_clock::time_point::max());
     }
 
@@ -176,11 +174,11 @@ private:
     bool mLoop = false;
     std::optional<double> mRate; // 0: as fast as it goes
     std::optional<std::chrono::milliseconds> mHold;
+    std::string mHoldText;
     RunReports mReports;
     steady_clock::time_point mStart;
     std::int64_t mPublished = 0;
     std::int64_t mFailed = 0;
-    ExitCode mFailure = ExitCode::SharingFailed; // of the last frame that failed
     std::uint64_t mBytes = 0;
 };
 

@@ -54,15 +54,17 @@ public:
                 break;
             }
         }
-        writer->Finish();
         mReports.End();
-        const std::chrono::duration<double> seconds = steady_clock::now() - start;
-        PrintSummary(*writer, follower, seconds.count());
+        if (mReceived > 0) {
+            writer->Finish();
+            const std::chrono::duration<double> seconds = steady_clock::now() - start;
+            PrintSummary(*writer, follower, seconds.count());
+        }
         if (follower.PublisherHasGone()) {
             throw Failure(ExitCode::NotShared, mName + ": its publisher has gone before the end of the clip");
         }
         if (mReceived == 0) {
-            throw Failure(ExitCode::NotShared, mName + ": the clip ended, and none of its frames was there");
+            throw Failure(ExitCode::NotShared, mName + ": none of the chosen frames was there");
         }
     }
 

@@ -56,8 +56,9 @@ private:
                 named.since = block.namedAt;
                 if (const auto before = mNames.find(id); before != mNames.end()) {
                     // A name whose time has changed went and came back for another block, unless the block has got a
-                    // further name, which changes the time of all.
-                    named.known = before->second.since == block.namedAt || block.ids.size() > 1;
+                    // further name, which changes the time of all, or is losing its names, as nobody holds it.
+                    named.known =
+                        before->second.since == block.namedAt || block.ids.size() > 1 || block.holders.empty();
                     named.name = before->second.name;
                 }
                 isChanged = isChanged || !named.known;
@@ -84,7 +85,9 @@ private:
         const std::string name = PlainText(listed.name);
         bool isFirst = std::none_of(ids.begin(), ids.end(), [&now](const Guid& id) { return now[id].known; });
         for (const Guid& id : ids) {
-            if (!now[id].known) {
+            if (listed.kind == BlockKind::Gone) {
+                now.erase(id); // came and went between two looks
+            } else if (!now[id].known) {
                 now[id].name = name;
                 Print(isFirst ? "put" : "alias", id, mJson ? JsonMembers(listed) : LineOf(listed, name));
                 isFirst = false;
