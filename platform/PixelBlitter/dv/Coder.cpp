@@ -9,8 +9,9 @@
 namespace PixelBlitter::dv {
 namespace {
 
-// Beyond the most talkative level that there is.
-constexpr int kSilence = 1 << 20;
+// Moves messages beyond the most talkative level that a log can be set to (56), and stays within the eight bits that
+// libavutil's own log compares.
+constexpr int kSilence = 128;
 
 AVPixelFormat PlanesOf(zynmediatypes::Chroma chroma) noexcept {
     switch (chroma) {
@@ -102,7 +103,11 @@ PB_Result Coder::StorePacket(const std::uint8_t* bytes) noexcept {
 bool Coder::IsExpectedFrame() const noexcept {
     const bool chroma = mFrame->format == PlanesOf(mKind.chroma) ||
                         (mKind.chroma == zynmediatypes::Chroma::C420 && mFrame->format == AV_PIX_FMT_YUV411P);
-    return chroma && HasRaster(mKind, mFrame->width, mFrame->height);
+    // 720p of both systems has the same raster.
+    const AVRational rate = mContext->framerate;
+    const bool system =
+        std::int64_t{rate.num} * mKind.frameSeconds[0] == std::int64_t{rate.den} * mKind.frameSeconds[1];
+    return chroma && system && HasRaster(mKind, mFrame->width, mFrame->height);
 }
 
 PB_Result Coder::Decode(const std::uint8_t* bytes) noexcept {
@@ -138,7 +143,9 @@ PB_Result Coder::MakePlanes() noexcept {
 }
 
 PB_Result Coder::Encode(std::uint8_t* bytes) noexcept {
-    mFrame->pts = 0; // every frame is the first of its own recording
+    mFrame->pts = 0;
+    // Every frame is the first of its own recording; 720p numbers the channels of every second frame otherwise.
+    mContext->frame_number = 0;
     int error = mLibrary.avcodec_send_frame(mContext.get(), mFrame.get());
     if (error >= 0) {
         error = mLibrary.avcodec_receive_packet(mContext.get(), mPacket.get());

@@ -106,9 +106,9 @@ TEST(Errors, LeaveTheDestinationUntouched) {
     refuses(kPB_UnsupportedFormat, source, 16, 4, 16, 5, 4, 4);
     refuses(kPB_UnsupportedFormat, source, 16, 4, 16, 0, 4, 4);
     refuses(kPB_UnsupportedFormat, source, 16, kPB_CustomFormat, 16, 4, 4, 4);
-    refuses(kPB_UnsupportedFormat, source, 16, 4, 16, 0x1000821, 4, 4);
-    refuses(kPB_UnsupportedFormat, source, 16, 0x1000821, 16, 4, 4, 4);
-    refuses(kPB_UnsupportedFormat, source, 16, 0x1000821, 16, 0x2000821, 4, 4);
+    refuses(kPB_UnsupportedGeometry, source, 16, 4, 16, 0x1000821, 4, 4);
+    refuses(kPB_UnsupportedGeometry, source, 16, 0x1000821, 16, 4, 4, 4);
+    refuses(kPB_UnsupportedGeometry, source, 16, 0x1000821, 16, 0x2000821, 4, 4);
     refuses(kPB_BadArgument, nullptr, 16, 4, 16, 4, 4, 4);
     refuses(kPB_BadArgument, source, 15, 4, 16, 8, 4, 4);
     refuses(kPB_BadArgument, source, 16, 4, -15, 8, 4, 4);

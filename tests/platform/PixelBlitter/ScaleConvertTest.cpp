@@ -34,7 +34,7 @@ TEST(Plan, NamesThePath) {
     EXPECT_EQ(plan.filter, "lanczos3");
     EXPECT_EQ(plan.path, "scale fields");
     EXPECT_EQ(plan.bytesMoved, 64U * 64 * 4 + 32 * 32 * 2);
-    EXPECT_EQ(PB_PlanScaleConvert(64, 64, 4, 0, 64, 64, 0x1000821, 0, 0).result, kPB_UnsupportedFormat);
+    EXPECT_EQ(PB_PlanScaleConvert(64, 64, 4, 0, 64, 64, 0x1000821, 0, 0).result, kPB_UnsupportedGeometry);
     EXPECT_EQ(PB_PlanScaleConvert(64, 64, 4, 0, 32, 64, kPB_CustomFormat, 0, 0).result, kPB_UnsupportedFormat);
 }
 
@@ -164,7 +164,7 @@ TEST(Scale, RefusesWhatItCannotDo) {
                   expected);
         EXPECT_TRUE(destination.Untouched());
     };
-    refuses(kPB_UnsupportedFormat, 0x4, 0x1000821, 16, 4, 4);
+    refuses(kPB_UnsupportedGeometry, 0x4, 0x1000821, 16, 4, 4);
     refuses(kPB_UnsupportedFormat, 0x4, 0, 16, 4, 4);
     refuses(kPB_BadArgument, 0x4, 0x4, 15, 4, 4);
     refuses(kPB_BadArgument, 0x4, 0xA000831, 0, std::numeric_limits<int>::max(), std::numeric_limits<int>::max());
