@@ -140,7 +140,8 @@ std::string CommandOf(std::int32_t process) {
 std::string HoldersText(const std::vector<std::int32_t>& holders) {
     std::string text;
     for (const std::int32_t process : holders) {
-        text += (text.empty() ? "" : ", ") + std::to_string(process) + ' ' + CommandOf(process);
+        text += (text.empty() ? "" : ", ") +
+                (process > 0 ? std::to_string(process) + ' ' + CommandOf(process) : "a process out of sight");
     }
     return text.empty() ? "nobody" : text;
 }

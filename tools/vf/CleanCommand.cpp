@@ -5,10 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
+#include <string>
 
 namespace tool {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 constexpr std::uint64_t kBytesOfStatusBlock = 512; // what st_blocks counts in, whatever the file system's own are
 
 struct Total {
-    std::uint64_t entries = 0;
+    std::uint64_t files = 0; // a block has several names
     std::uint64_t bytes = 0;
 };
 
@@ -24,21 +25,21 @@ struct Total {
 // is the sweep.
 Total TotalOf(const std::string& folder) {
     Total total;
+    std::set<ino_t> seen;
     std::error_code error;
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
         struct stat status {};
-        if (lstat(entry->path().c_str(), &status) == 0) {
-            ++total.entries;
-            total.bytes += static_cast<std::uint64_t>(status.st_blocks) * kBytesOfStatusBlock /
-                           static_cast<std::uint64_t>(std::max<nlink_t>(status.st_nlink, 1));
+        if (lstat(entry->path().c_str(), &status) == 0 && seen.insert(status.st_ino).second) {
+            ++total.files;
+            total.bytes += static_cast<std::uint64_t>(status.st_blocks) * kBytesOfStatusBlock;
         }
     }
     return total;
 }
 
 std::string TotalText(const Total& total) {
-    return Plural(total.entries, "name") + ", " + BytesText(total.bytes);
+    return Plural(total.files, "file") + ", " + BytesText(total.bytes);
 }
 
 // Where the broker's client will look, for the figures before it starts.

@@ -43,13 +43,21 @@ Interruption::Interruption() {
     action.sa_handler = &NoteSignal;
     action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
     for (const int signal : kSignals) {
-        sigaction(signal, &action, nullptr);
+        struct sigaction before {};
+        sigaction(signal, &action, &before);
+        if (signal == SIGHUP && before.sa_handler == SIG_IGN) { // as nohup wants it
+            sigaction(signal, &before, nullptr);
+        }
     }
 }
 
 Interruption::~Interruption() {
     for (const int signal : kSignals) {
-        std::signal(signal, SIG_DFL);
+        struct sigaction now {};
+        sigaction(signal, nullptr, &now);
+        if (now.sa_handler == &NoteSignal) {
+            std::signal(signal, SIG_DFL);
+        }
     }
     close(wakeup);
     wakeup = -1;

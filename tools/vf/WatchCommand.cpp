@@ -123,8 +123,8 @@ private:
         const std::time_t time = std::chrono::system_clock::to_time_t(now);
         std::tm local{};
         localtime_r(&time, &local);
-        std::printf("%02d:%02d:%02d  %-7s  %s  %s\n", local.tm_hour, local.tm_min, local.tm_sec, event,
-                    id.ToString().c_str(), rest.c_str());
+        std::printf("%02d:%02d:%02d  %-7s  %s%s%s\n", local.tm_hour, local.tm_min, local.tm_sec, event,
+                    id.ToString().c_str(), rest.empty() ? "" : "  ", rest.c_str());
     }
 
     const bool mJson;
