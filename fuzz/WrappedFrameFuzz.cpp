@@ -1,10 +1,10 @@
 // A block received from another process holds whatever that process wrote. The first byte of the input chooses the
 // block's size beyond the rest of the input, which becomes its content: header first, then pixels.
 
-#include "SharedMemoryVideoFrame/CreateFrames.h"
 #include "VideoFrameFactory.h"
 #include "VideoFrameInterfaces.h"
 #include "VideoFrameManipulators.h"
+#include "VideoFrameSharing.h"
 #include "VideoFrameUtilities.h"
 #include "sharehub.h"
 #include "zyncore.h"
@@ -33,10 +33,21 @@ private:
     std::size_t mSize;
 };
 
+constexpr std::uint64_t kLargestBlock = 1 << 16;
+
 // A copy of a picture as large as its header claims is the caller's wish, not a fault; here it would only cost time.
 bool IsSmall(const FrameRef& frame) {
     const auto bounds = frame->GetBounds();
     return bounds.right <= 256 && bounds.bottom <= 256;
+}
+
+// The buffer claims what the header asks for and holds what a picture that lies in the block can need.
+void CopyIntoBuffer(const FrameRef& frame) {
+    std::uint64_t size = 0;
+    static_cast<void>(VF::GetRequiredSharedMemorySizeForVideoFrame(frame, size));
+    const std::uint64_t held = std::min<std::uint64_t>(size, kLargestBlock);
+    const auto buffer = std::make_unique<std::uint8_t[]>(held);
+    static_cast<void>(VF::CopyVideoFrameIntoSharedMemoryBuffer(frame, buffer.get(), size));
 }
 
 } // namespace
@@ -50,12 +61,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!started || size < 1) {
         return 0;
     }
-    const std::size_t blockSize = size - 1 + 16 * std::size_t{data[0]};
+    const std::size_t blockSize = std::min<std::size_t>(size - 1 + 16 * std::size_t{data[0]}, kLargestBlock);
     const boost::shared_ptr<framebroker::BinaryReference> block(new MemoryBlock(data + 1, size - 1, blockSize));
-    const FrameRef frame = VF::Details::WrapBinaryReference(block, {});
-    if (!frame) {
+    FrameRef frame;
+    if (VF::WrapVideoFrameAroundBinaryReference(block, {}, frame) != 0) {
         return 0;
     }
+    CopyIntoBuffer(frame);
+    static_cast<void>(VF::PublishVideoFrame(frame, {}));
     FrameRef target;
     VF::CreateVideoFrame(target, zynmediatypes::kPixelFormat_BGRA_4444_8u, 24, 18, {1, 1}, true, false);
     const auto quality = static_cast<zynmediatypes::RenderQuality>(data[0] % 6);
