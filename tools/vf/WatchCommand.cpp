@@ -10,6 +10,9 @@
 #include <ctime>
 #include <map>
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace tool {
 namespace {
@@ -40,10 +43,20 @@ public:
 private:
     struct Named {
         std::chrono::system_clock::time_point since; // of the block's latest name
+        std::vector<std::int32_t> holders;
         std::string name;
         bool known = false; // from the look before
     };
     using Names = std::map<Guid, Named>;
+
+    // Whether a name leads to the block of the look before. It may have gone and come back for another one, which has
+    // another time and other holders. The time alone also changes while the block gets a further name, and while it
+    // loses its names because nobody holds it any more.
+    static bool IsStill(const Named& before, const framebroker::BlockDescription& block) {
+        return before.since == block.namedAt || block.ids.size() > 1 || block.holders.empty() ||
+               std::find_first_of(before.holders.begin(), before.holders.end(), block.holders.begin(),
+                                  block.holders.end()) != before.holders.end();
+    }
 
     void Look() {
         auto contents = BlockInspector::List();
@@ -54,11 +67,9 @@ private:
             for (const Guid& id : block.ids) {
                 Named& named = now[id];
                 named.since = block.namedAt;
+                named.holders = block.holders;
                 if (const auto before = mNames.find(id); before != mNames.end()) {
-                    // A name whose time has changed went and came back for another block, unless the block has got a
-                    // further name, which changes the time of all, or is losing its names, as nobody holds it.
-                    named.known =
-                        before->second.since == block.namedAt || block.ids.size() > 1 || block.holders.empty();
+                    named.known = IsStill(before->second, block);
                     named.name = before->second.name;
                 }
                 isChanged = isChanged || !named.known;
