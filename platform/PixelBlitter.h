@@ -122,8 +122,9 @@ PIXELBLITTER_API int PB_FillWithColor(void* data, int rowBytes, int width, int h
 struct PB_Plan {
     int result = kPB_Success;         ///< what the call would answer; the rest is meaningful only for success
     std::string path;                 ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type
-                                      ///< only), "integers" (exact on codes), "float tiles", "scale", "scale fields",
-                                      ///< "scale the first field", "scale into fields"
+                                      ///< only), "integers" (exact on codes), "fused" (8-bit codes in one pass over integers),
+                                      ///< "float tiles", "scale", "scale fields", "scale the first field", "scale into
+                                      ///< fields"
     std::string filter;               ///< "none", "box", "bilinear", "bicubic", "lanczos3"
     int bands = 1;                    ///< parts that may run on different threads
     std::uint64_t temporaryBytes = 0; ///< memory beside source and destination, when these do not overlap

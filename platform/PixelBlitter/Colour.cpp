@@ -63,6 +63,10 @@ Matrix Product(const Matrix& a, const Matrix& b) noexcept {
     return product;
 }
 
+Matrix MatrixBetween(ColourModel from, ColourModel to) noexcept {
+    return from == to ? kIdentity : Product(FromRGB(to), ToRGB(from));
+}
+
 } // namespace
 
 AlphaStep AlphaStepBetween(AlphaKind from, AlphaKind to) noexcept {
@@ -79,7 +83,20 @@ bool SameColours(const Format& from, const Format& to) noexcept {
     return from.model == to.model && from.linear == to.linear;
 }
 
-ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept : mFrom(from) {
+CodeMatrix MatrixOfCodes(const Format& from, const Format& to) noexcept {
+    const Matrix matrix = MatrixBetween(from.model, to.model);
+    const ComponentCodes in = CodesOf444(from);
+    const ComponentCodes out = CodesOf444(to);
+    CodeMatrix codes{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t j = 0; j < 3; ++j) {
+            codes.row[i][j] = matrix[3 * i + j] * out.component[i].span / in.component[j].span;
+        }
+    }
+    return codes;
+}
+
+ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept {
     const AlphaStep alpha = AlphaStepBetween(from.alpha, to.alpha);
     mFromLinear = from.linear && !to.linear;
     mToLinear = to.linear && !from.linear;
@@ -90,26 +107,11 @@ ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept : mFrom(
         (mFromLinear || mToLinear) && alpha == AlphaStep::Keep && from.alpha == AlphaKind::Premultiplied;
     mUnpremultiply = alpha == AlphaStep::Unpremultiply || reassociate;
     mPremultiply = alpha == AlphaStep::Premultiply || reassociate;
-    mByteMatrix = mMatrix && to.IsSubsampled() && from.packing == Packing::Bytes;
     if (mMatrix) {
-        const Matrix matrix = Product(FromRGB(to.model), ToRGB(from.model));
+        const Matrix matrix = MatrixBetween(from.model, to.model);
         std::transform(matrix.begin(), matrix.end(), mCoefficients,
                        [](double coefficient) { return static_cast<float>(coefficient); });
     }
-}
-
-ByteMatrix ColourSteps::MatrixOfBytes() const noexcept {
-    const ComponentCodes codes = CodesOf444(mFrom);
-    ByteMatrix matrix{};
-    matrix.alphaFirst = mFrom.alphaFirst;
-    float* const rows[3] = {matrix.chroma[0], matrix.chroma[1], matrix.luma};
-    for (int i = 0; i < 3; ++i) {
-        matrix.bias[i] = static_cast<float>(codes.component[i].zero);
-        for (int row = 0; row < 3; ++row) {
-            rows[row][i] = static_cast<float>(double{mCoefficients[3 * row + i]} / codes.component[i].span);
-        }
-    }
-    return matrix;
 }
 
 void ColourSteps::Apply(const Kernels& kernels, float* const planes[4], std::size_t count) const noexcept {

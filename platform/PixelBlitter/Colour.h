@@ -19,16 +19,10 @@ class ColourSteps {
 public:
     ColourSteps(const Format& from, const Format& to) noexcept;
 
-    /// Whether a matrix is all that happens, on the way from an 8-bit 4:4:4:4 format to a subsampled one.
-    bool IsByteMatrix() const noexcept { return mByteMatrix; }
-    ByteMatrix MatrixOfBytes() const noexcept;
-
     /// Works on planes[0..3][0..count).
     void Apply(const Kernels& kernels, float* const planes[4], std::size_t count) const noexcept;
 
 private:
-    Format mFrom;
-    bool mByteMatrix = false;
     bool mUnpremultiply = false;
     bool mFromLinear = false;
     bool mMatrix = false;
@@ -41,6 +35,13 @@ private:
 /// What happens to alpha when only its kind matters.
 enum class AlphaStep { Keep, Opaque, Premultiply, Unpremultiply };
 AlphaStep AlphaStepBetween(AlphaKind from, AlphaKind to) noexcept;
+
+/// The matrix between the codes of two formats: code i of `to`, less its code of 0, is the sum of row[i][j] * (code j
+/// of `from`, less its code of 0). Components run in canonical order.
+struct CodeMatrix {
+    double row[3][3];
+};
+CodeMatrix MatrixOfCodes(const Format& from, const Format& to) noexcept;
 
 /// True when both formats hold the same component values: model, matrix and light.
 bool SameColours(const Format& from, const Format& to) noexcept;

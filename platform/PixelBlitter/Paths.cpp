@@ -7,7 +7,9 @@ namespace PixelBlitter {
 namespace {
 
 constexpr std::array kPaths{
-    &kCopyPath, &kShufflePath, &kDepthPath, &kTilePath, &kPairsToPlanesPath, &kPlanePath, &kSubsampledPath,
+    &kCopyPath,          &kShufflePath,       &kDepthPath,          &kPremultiplyPath,   &kUnpremultiplyPath,
+    &kComponentsPath,    &kPixelsToPairsPath, &kPixelsToPlanesPath, &kPairsToPixelsPath, &kPlanesToPixelsPath,
+    &kPairsToPlanesPath, &kPlanesToPairsPath, &kTilePath,           &kPlanePath,         &kSubsampledPath,
 };
 
 } // namespace

@@ -33,12 +33,23 @@ struct Path {
 /// The first path that takes the pair, null when none does.
 const Path* ChoosePath(const Format& from, const Format& to) noexcept;
 
-extern const Path kCopyPath;          ///< equal formats: bytes
-extern const Path kShufflePath;       ///< lossless moves of bytes
-extern const Path kDepthPath;         ///< another element type, component by component
-extern const Path kTilePath;          ///< any two 4:4:4:4 formats through float tiles
-extern const Path kPairsToPlanesPath; ///< 8-bit 4:2:2 to 4:2:0 with the same codes
-extern const Path kPlanePath;         ///< 4:2:0 to 4:2:0 with the same matrix and the same chroma rows
-extern const Path kSubsampledPath;    ///< any two formats of which at least one shares chroma, through float tiles
+extern const Path kCopyPath;    ///< equal formats: bytes
+extern const Path kShufflePath; ///< lossless moves of bytes
+extern const Path kDepthPath;   ///< another element type, component by component
+// One pass over integers, 8-bit pixels:
+extern const Path kPremultiplyPath;    ///< straight to premultiplied 4:4:4:4
+extern const Path kUnpremultiplyPath;  ///< and back
+extern const Path kComponentsPath;     ///< RGB to YUV 4:4:4:4 and back
+extern const Path kPixelsToPairsPath;  ///< 4:4:4:4 to 4:2:2
+extern const Path kPixelsToPlanesPath; ///< 4:4:4:4 to 4:2:0
+extern const Path kPairsToPixelsPath;  ///< 4:2:2 to 4:4:4:4
+extern const Path kPlanesToPixelsPath; ///< 4:2:0 to 4:4:4:4
+extern const Path kPairsToPlanesPath;  ///< 4:2:2 to 4:2:0 with the same codes
+extern const Path kPlanesToPairsPath;  ///< 4:2:0 to 4:2:2 with the same codes and columns
+
+// Through float tiles:
+extern const Path kTilePath;       ///< any two 4:4:4:4 formats
+extern const Path kPlanePath;      ///< 4:2:0 to 4:2:0 with the same matrix and the same chroma rows
+extern const Path kSubsampledPath; ///< any two formats of which at least one shares chroma
 
 } // namespace PixelBlitter

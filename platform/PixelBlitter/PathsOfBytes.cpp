@@ -2,30 +2,13 @@
 
 #include "Colour.h"
 #include "Paths.h"
+#include "RowRuns.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace PixelBlitter {
 namespace {
-
-// Calls run(source, destination, units) for each row of the pictures, or once when rows follow one another without gaps
-// in both.
-template <class Run>
-void ForEachRun(const Conversion& conversion, std::uint64_t sourceRowBytes, std::uint64_t destinationRowBytes,
-                std::size_t unitsPerRow, const Run& run) noexcept {
-    const SourcePicture& source = conversion.source;
-    const DestinationPicture& destination = conversion.destination;
-    const auto rows = static_cast<std::size_t>(source.height);
-    if (source.stride == static_cast<std::ptrdiff_t>(sourceRowBytes) &&
-        destination.stride == static_cast<std::ptrdiff_t>(destinationRowBytes)) {
-        run(source.base, destination.base, unitsPerRow * rows);
-        return;
-    }
-    for (int row = 0; row < source.height; ++row) {
-        run(source.MemoryRow(row), destination.MemoryRow(row), unitsPerRow);
-    }
-}
 
 bool CopyAccepts(const Format& from, const Format& to) noexcept {
     return from.value == to.value;
@@ -135,10 +118,13 @@ void RunInPieces(const Conversion& conversion, std::size_t sourceUnitBytes, std:
 void RunShuffle(const Conversion& conversion) noexcept {
     const ByteShuffle move = ShuffleBetween(conversion.source.format, conversion.destination.format);
     const std::uint64_t rowBytes = UsedRowBytes(conversion.source.format, conversion.source.width);
-    RunInPieces(conversion, 4, 4, rowBytes / 4,
-                [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t units) noexcept {
-                    conversion.kernels.shuffle(source, destination, units * 4, move);
-                });
+    ForEachRun(conversion, rowBytes, rowBytes, rowBytes / 4,
+               [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t units) noexcept {
+                   conversion.kernels.shuffle(source, destination, units * 4, move, conversion.stream);
+               });
+    if (conversion.stream) {
+        conversion.kernels.finishStreaming();
+    }
 }
 
 Element ElementOf(const Format& format) noexcept {

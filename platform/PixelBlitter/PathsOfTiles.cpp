@@ -63,9 +63,6 @@ void RunSubsampled(const Conversion& conversion) noexcept {
     ByteOutput output(conversion.kernels, conversion.stream);
     const ColourSteps steps(source.format, conversion.destination.format);
     const bool half = KeepsHalfChroma(source.format, conversion.destination.format);
-    const bool byteMatrix = steps.IsByteMatrix();
-    const bool centred = conversion.destination.format.centredChroma;
-    const ByteMatrix matrix = byteMatrix ? steps.MatrixOfBytes() : ByteMatrix{};
     // The filters of a subsampled destination look one column beyond the tile on either side.
     const int halo = conversion.destination.format.IsSubsampled() ? 1 : 0;
     TileScratch scratch;
@@ -75,9 +72,6 @@ void RunSubsampled(const Conversion& conversion) noexcept {
             const int right = width - left > kTile ? left + kTile : width;
             if (half) {
                 writer.WriteHalf(row, left, right, reader.ReadHalf(row, left, right, scratch), output);
-            } else if (byteMatrix) {
-                writer.WriteHalf(row, left, right, reader.ReadHalved(row, left, right, matrix, centred, scratch),
-                                 output);
             } else {
                 const int first = std::max(0, left - halo);
                 const int end = width - right > halo ? right + halo : width;

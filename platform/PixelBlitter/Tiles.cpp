@@ -158,15 +158,6 @@ void RowReader::Read(int row, int left, int right, TileScratch& scratch, float* 
     }
 }
 
-HalfTile RowReader::ReadHalved(int row, int left, int right, const ByteMatrix& matrix, bool centred,
-                               TileScratch& scratch) const noexcept {
-    const HalfTile tile{scratch.full[2] + TileScratch::kLead,
-                        {scratch.half[0] + TileScratch::kLead, scratch.half[1] + TileScratch::kLead}};
-    mKernels.halveBytes(mPicture.Row(row), static_cast<std::size_t>(left), static_cast<std::size_t>(right),
-                        static_cast<std::size_t>(mPicture.width), centred, tile.luma, tile.chroma, matrix);
-    return tile;
-}
-
 HalfTile RowReader::ReadHalf(int row, int left, int right, TileScratch& scratch) const noexcept {
     const int first = ReadPairs(row, left / 2, HalfWidth(right), scratch);
     const int skip = left / 2 - first;

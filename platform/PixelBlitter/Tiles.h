@@ -39,11 +39,6 @@ public:
     /// fourth plane of a subsampled format is not filled.
     void Read(int row, int left, int right, TileScratch& scratch, float* outPlanes[4]) const noexcept;
 
-    /// Reads an 8-bit 4:4:4:4 picture through a matrix, with chroma filtered to half width for the destination's
-    /// columns. left is even.
-    HalfTile ReadHalved(int row, int left, int right, const ByteMatrix& matrix, bool centred,
-                        TileScratch& scratch) const noexcept;
-
     /// As Read with chroma at half width, for subsampled formats. left is even.
     HalfTile ReadHalf(int row, int left, int right, TileScratch& scratch) const noexcept;
 

@@ -6,33 +6,20 @@
 #define PIXELBLITTER_BYTE_KERNELS_INL_H
 #endif
 
-#include "Vectors-inl.h"
-
-#include <hwy/cache_control.h>
+#include "RowStores-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
 namespace HWY_NAMESPACE {
 namespace {
 
-void Shuffle(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes,
-             const ByteShuffle& move) noexcept {
+void Shuffle(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes, const ByteShuffle& move,
+             bool stream) noexcept {
     const auto order = hn::LoadDup128(dbytes, move.order);
     const auto keep = hn::LoadDup128(dbytes, move.keep);
     const auto set = hn::LoadDup128(dbytes, move.set);
-    const std::size_t step = hn::Lanes(dbytes);
-    std::size_t i = 0;
-    for (; i + step <= bytes; i += step) {
-        const auto moved = hn::TableLookupBytes(hn::LoadU(dbytes, source + i), order);
-        hn::StoreU(hn::Or(hn::And(moved, keep), set), dbytes, destination + i);
-    }
-    if (i < bytes) {
-        alignas(64) std::uint8_t rest[4 * kMaxLanes] = {};
-        std::memcpy(rest, source + i, bytes - i);
-        const auto moved = hn::TableLookupBytes(hn::Load(dbytes, rest), order);
-        hn::Store(hn::Or(hn::And(moved, keep), set), dbytes, rest);
-        std::memcpy(destination + i, rest, bytes - i);
-    }
+    RunPixels(source, destination, bytes / 4, stream,
+              [=](Bytes pixels) HWY_ATTR { return hn::Or(hn::And(hn::TableLookupBytes(pixels, order), keep), set); });
 }
 
 void StreamCopy(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept {

@@ -10,7 +10,8 @@
 #include "ColourKernels-inl.h"
 #include "ComponentKernels-inl.h"
 #include "DepthKernels-inl.h"
-#include "HalvingKernels-inl.h"
+#include "FusedHalving-inl.h"
+#include "FusedWidening-inl.h"
 #include "PairKernels-inl.h"
 #include "PlaneKernels-inl.h"
 #include "TransferKernels-inl.h"
@@ -26,7 +27,6 @@ const Kernels* TableOfTarget() {
         .unpackBytes = UnpackBytes,
         .unpackWords = UnpackWords,
         .unpackFloats = UnpackFloats,
-        .halveBytes = HalveBytes,
         .unpackPairs = UnpackPairs,
         .unpackGroups = UnpackGroups,
         .unpackPlane = UnpackPlane,
@@ -56,6 +56,7 @@ const Kernels* TableOfTarget() {
                         {ChangeDepth<Float, Byte>, ChangeDepth<Float, Word>, nullptr}},
         .streamCopy = StreamCopy,
         .finishStreaming = FinishStreaming,
+        .fused = kFusedKernels,
     };
     return &table;
 }

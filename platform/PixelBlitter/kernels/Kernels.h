@@ -8,6 +8,8 @@
 /// Planes are compact floats. Kernels work in whole vectors: they may read and write up to kPlanePadding floats beyond
 /// the count given, never bytes of a picture beyond it.
 
+#include "FusedKernels.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -32,15 +34,6 @@ struct Quantiser {
     float scale;
     float offset;
     float largest;
-};
-
-/// A matrix applied to the codes of 8-bit pixels: each of luma and chroma is the sum of its row [i] * (code[i] -
-/// bias[i]) over the three colour components in canonical order. Biases are integers.
-struct ByteMatrix {
-    bool alphaFirst;
-    float bias[3];
-    float chroma[2][3]; ///< V, U
-    float luma[3];
 };
 
 /// A move of bytes inside every 16: out[i] = (in[order[i]] & keep[i]) | set[i].
@@ -75,10 +68,6 @@ struct Kernels {
     void (*unpackWords)(const std::uint8_t* source, float* const planes[4], std::size_t pixels,
                         const Dequantiser components[4]) noexcept;
     void (*unpackFloats)(const std::uint8_t* source, float* const planes[4], std::size_t pixels) noexcept;
-    // Columns [left, right) of a row of width 8-bit pixels straight to luma and half-width chroma (V, U) of another
-    // model. left is even; the row's ends repeat. Filters as kLeftSited and kCentreSited.
-    void (*halveBytes)(const std::uint8_t* row, std::size_t left, std::size_t right, std::size_t width, bool centred,
-                       float* luma, float* const chroma[2], const ByteMatrix& matrix) noexcept;
     // 8-bit 4:2:2: pairs of pixels to 2 * pairs luma samples and pairs samples of each chroma.
     void (*unpackPairs)(const std::uint8_t* source, bool lumaFirst, float* luma, float* u, float* v, std::size_t pairs,
                         const Dequantiser& lumaRange, const Dequantiser& chromaRange) noexcept;
@@ -130,14 +119,16 @@ struct Kernels {
     // moves the samples from the left of two columns between them before the one rounding.
     void (*mixPairChroma)(const std::uint8_t* const rows[4], bool lumaFirst, const std::uint16_t weights[4],
                           bool centre, std::uint8_t* u, std::uint8_t* v, std::size_t pairs) noexcept;
-    void (*shuffle)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes,
-                    const ByteShuffle& move) noexcept; ///< bytes divides by 4
+    void (*shuffle)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes, const ByteShuffle& move,
+                    bool stream) noexcept; ///< bytes divides by 4
     void (*changeDepth[kElementCount][kElementCount])(const std::uint8_t* source, std::uint8_t* destination,
                                                       std::size_t pixels,
                                                       const DepthChange& change) noexcept; ///< [from][to]
     // A copy past the caches. finishStreaming orders these stores before whatever the thread does next.
     void (*streamCopy)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept;
     void (*finishStreaming)() noexcept;
+
+    FusedKernels fused; ///< whole conversions of 8-bit pixels
 };
 
 /// The table for this machine, chosen anew at every call from the targets that the CPU has.

@@ -1,0 +1,267 @@
+// 8-bit pixels of four components to 8-bit 4:2:2 and 4:2:0.
+#if defined(PIXELBLITTER_FUSED_HALVING_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef PIXELBLITTER_FUSED_HALVING_INL_H
+#undef PIXELBLITTER_FUSED_HALVING_INL_H
+#else
+#define PIXELBLITTER_FUSED_HALVING_INL_H
+#endif
+
+#include "FusedPixels-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace PixelBlitter {
+namespace HWY_NAMESPACE {
+namespace {
+
+// What both kinds of destination take from a vector of pixels.
+template <WeightScale scale>
+class HalvedPixels {
+public:
+    // lumaShift is taken off all luma codes.
+    HalvedPixels(const PixelHalving& halving, std::int32_t lumaShift)
+        : mFirst(hn::LoadDup128(dbytes, halving.first)), mSecond(hn::LoadDup128(dbytes, halving.second)),
+          mPairs(hn::LoadDup128(dbytes, halving.pairs)), mLuma0(SetWords(halving.luma.first[0], halving.luma.first[1])),
+          mLuma1(SetWords(halving.luma.second[0], halving.luma.second[1])),
+          mLumaOffset(hn::Set(di, halving.lumaOffset - (lumaShift << BitsOf(scale)))) {}
+
+    // One code for every pixel, with BitsOf(scale) bits below it.
+    HWY_INLINE Dwords Luma(Bytes pixels) const {
+        const Words first = hn::BitCast(ds, hn::TableLookupBytesOr0(pixels, mFirst));
+        const Words second = hn::BitCast(ds, hn::TableLookupBytesOr0(pixels, mSecond));
+        return hn::Add(hn::Add(MulAddPairs(first, mLuma0), MulAddPairs(second, mLuma1)), mLumaOffset);
+    }
+    // Four words (c0, c1, c2, c1) for every pair: sums of both pixels.
+    HWY_INLINE Words PairSums(Bytes pixels) const { return AddBytePairs(hn::TableLookupBytes(pixels, mPairs)); }
+    // Around the first column, 1 2 1; around the middle, 1 3 3 1. source addresses the pair's first pixel.
+    template <bool centred>
+    HWY_INLINE Words Sums(const std::uint8_t* source, Bytes pixels) const {
+        const Words here = PairSums(pixels);
+        const Words before = PairSums(hn::LoadU(dbytes, source - 4));
+        if (!centred) {
+            return hn::Add(here, before);
+        }
+        const Words behind = PairSums(hn::LoadU(dbytes, source + 4));
+        return hn::Add(hn::Add(here, here), hn::Add(before, behind));
+    }
+
+private:
+    Bytes mFirst, mSecond, mPairs;
+    Words mLuma0, mLuma1;
+    Dwords mLumaOffset;
+};
+
+// (U, V) of every pair from its four sums.
+class ChromaOfSums {
+public:
+    // bits: behind the point of the products.
+    ChromaOfSums(const PixelHalving& halving, int bits)
+        : mStraight(hn::BitCast(ds, hn::OddEven(Dword(halving.v.second), Dword(halving.u.first)))),
+          mCrossed(hn::BitCast(ds, hn::OddEven(Dword(halving.v.first), Dword(halving.u.second)))),
+          mOffset(hn::OddEven(Offset(halving, 1, bits), Offset(halving, 0, bits))) {}
+
+    HWY_INLINE Dwords operator()(Words sums) const {
+        const Words crossed = hn::BitCast(ds, hn::Shuffle2301(hn::BitCast(di, sums)));
+        return hn::Add(hn::Add(MulAddPairs(sums, mStraight), MulAddPairs(crossed, mCrossed)), mOffset);
+    }
+
+private:
+    static HWY_INLINE Dwords Offset(const PixelHalving& halving, int i, int bits) {
+        return hn::Set(di, (halving.chromaZero[i] << (bits - BitsOf(halving.scale))) + (1 << (bits - 1)));
+    }
+    static HWY_INLINE Dwords Dword(const std::int16_t words[2]) {
+        return hn::BitCast(di, SetWords(words[0], words[1]));
+    }
+    Words mStraight, mCrossed;
+    Dwords mOffset;
+};
+
+// The source of an op that looks at the pixels before and behind a step: at the ends of the row, a copy of its pixels
+// that repeats the outermost ones.
+template <std::size_t vectors>
+class PaddedPixels {
+public:
+    PaddedPixels(const std::uint8_t* row, std::size_t width, std::size_t first, std::size_t count) {
+        const std::size_t from = first > 0 ? first - 1 : 0;
+        const std::size_t end = std::min(width, first + count + 1);
+        std::uint8_t* at = mPixels;
+        if (first == 0) {
+            std::memcpy(at, row, 4);
+            at += 4;
+        }
+        std::memcpy(at, row + 4 * from, 4 * (end - from));
+        at += 4 * (end - from);
+        for (const std::uint8_t* const wanted = mPixels + 4 * (count + 3); at < wanted; at += 4) {
+            std::memcpy(at, at - 4, 4);
+        }
+    }
+    const std::uint8_t* get() const { return mPixels + 4; }
+
+private:
+    alignas(64) std::uint8_t mPixels[4 * (vectors * kMaxLanes + 4)] = {};
+};
+
+template <WeightScale scale>
+struct PixelsToPairsOp {
+    const std::uint8_t* row;
+    std::uint8_t* destination;
+    std::size_t width;
+    HalvedPixels<scale> pixels;
+    ChromaOfSums chroma;
+    bool lumaAbove;
+
+    static HWY_INLINE std::size_t Step() { return LaneCount(); } // pairs: two vectors of pixels
+    template <class Stores>
+    HWY_INLINE void Run(std::size_t i) const {
+        Stores::Store(Codes(row + 8 * i), destination + 4 * i);
+    }
+    HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
+        const PaddedPixels<2> padded(row, width, 2 * i, 2 * count);
+        alignas(64) std::uint8_t codes[4 * kMaxLanes];
+        hn::Store(Codes(padded.get()), dbytes, codes);
+        std::memcpy(destination + 4 * i, codes, 4 * count);
+    }
+
+    HWY_INLINE Bytes Codes(const std::uint8_t* source) const {
+        const auto words = hn::BitCast(dbytes, PackToWords(Vector(source), Vector(source + 4 * LaneCount())));
+        // The luma codes come 128 too low, which makes words of both codes signed and the pack lossless.
+        const Bytes codes = hn::Xor(Pieces::Gather(words), hn::BitCast(dbytes, hn::Set(dw, std::uint16_t{0x8000})));
+        const auto both = hn::BitCast(dw, codes);
+        return lumaAbove ? codes : hn::BitCast(dbytes, hn::Or(hn::ShiftLeft<8>(both), hn::ShiftRight<8>(both)));
+    }
+    // Luma above chroma in the lower half of every dword, the former's sign above.
+    HWY_INLINE Dwords Vector(const std::uint8_t* source) const {
+        const Bytes in = hn::LoadU(dbytes, source);
+        const Dwords luma = pixels.Luma(in);
+        const Dwords codes = hn::ShiftRight<BitsOf(scale) + 2>(chroma(pixels.template Sums<false>(source, in)));
+        return hn::OrAnd(codes, hn::ShiftRight<BitsOf(scale) - 8>(luma), hn::Set(di, ~0xFF));
+    }
+};
+
+template <WeightScale scale>
+void PixelsToPairsAt(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
+                     const PixelHalving& halving, bool stream) noexcept {
+    const PixelsToPairsOp<scale> op{source,
+                                    destination,
+                                    pixels,
+                                    HalvedPixels<scale>(halving, 128),
+                                    ChromaOfSums(halving, BitsOf(scale) + 2),
+                                    halving.lumaAbove};
+    const std::size_t pairs = (pixels + 1) / 2;
+    // The first pixel has none before it. What is left of a row that is streamed then begins aligned.
+    const std::size_t head = stream ? UnitsToAlignment(destination, 4) : 0;
+    const std::size_t first = std::min(pairs, head == 0 || head > op.Step() ? op.Step() : head);
+    op.Rest(0, first);
+    // A row of odd width ends on a pair whose second pixel does not exist.
+    RunSteps(op, first, std::max(first, pixels / 2), destination, 4, stream);
+    if (pixels % 2 != 0 && first < pairs) {
+        op.Rest(pairs - 1, 1);
+    }
+}
+
+void PixelsToPairs(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
+                   const PixelHalving& halving, bool stream) noexcept {
+    const auto run =
+        halving.scale == WeightScale::Fine ? PixelsToPairsAt<WeightScale::Fine> : PixelsToPairsAt<WeightScale::Coarse>;
+    run(source, destination, pixels, halving, stream);
+}
+
+template <WeightScale scale, bool centred>
+struct PixelsToLumaOp {
+    const std::uint8_t* row;
+    std::uint8_t* luma;
+    std::int16_t* sums;
+    std::size_t width;
+    HalvedPixels<scale> pixels;
+
+    static HWY_INLINE std::size_t Step() { return 2 * LaneCount(); } // pairs: four vectors of pixels
+    template <class Stores>
+    HWY_INLINE void Run(std::size_t i) const {
+        Stores::Store(Codes(row + 8 * i, sums + kSumWords * i), luma + 2 * i);
+    }
+    HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
+        const PaddedPixels<4> padded(row, width, 2 * i, 2 * count);
+        alignas(64) std::uint8_t codes[4 * kMaxLanes];
+        alignas(64) std::int16_t restSums[2 * kMaxLanes * kSumWords];
+        hn::Store(Codes(padded.get(), restSums), dbytes, codes);
+        std::memcpy(luma + 2 * i, codes, std::min(2 * count, width - 2 * i));
+        std::memcpy(sums + kSumWords * i, restSums, sizeof(std::int16_t) * kSumWords * count);
+    }
+
+    HWY_INLINE Bytes Codes(const std::uint8_t* source, std::int16_t* out) const {
+        const std::size_t lanes = LaneCount();
+        const auto code = [&](std::size_t vector) HWY_ATTR {
+            const std::uint8_t* const at = source + 4 * lanes * vector;
+            const Bytes in = hn::LoadU(dbytes, at);
+            hn::StoreU(pixels.template Sums<centred>(at, in), ds, out + 2 * lanes * vector);
+            return hn::ShiftRight<BitsOf(scale)>(pixels.Luma(in));
+        };
+        const Words a = PackToWords(code(0), code(1));
+        return Pieces::Transpose(PackToBytes(a, PackToWords(code(2), code(3))));
+    }
+};
+
+template <WeightScale scale, bool centred>
+void PixelsToLumaAt(const std::uint8_t* source, std::uint8_t* luma, std::int16_t* sums, std::size_t pixels,
+                    const PixelHalving& halving, bool stream) noexcept {
+    const PixelsToLumaOp<scale, centred> op{source, luma, sums, pixels, HalvedPixels<scale>(halving, 0)};
+    const std::size_t pairs = (pixels + 1) / 2;
+    const std::size_t head = stream ? UnitsToAlignment(luma, 2) : 0;
+    const std::size_t first = std::min(pairs, head == 0 || head > op.Step() ? op.Step() : head);
+    op.Rest(0, first);
+    // Pairs whose pixels and neighbours all exist.
+    const std::size_t whole = centred ? (pixels - 1) / 2 : pixels / 2;
+    RunSteps(op, first, std::max(first, whole), luma, 2, stream);
+    if (const std::size_t done = std::max(first, whole); done < pairs) {
+        op.Rest(done, pairs - done);
+    }
+}
+
+void PixelsToLuma(const std::uint8_t* source, std::uint8_t* luma, std::int16_t* sums, std::size_t pixels,
+                  const PixelHalving& halving, bool stream) noexcept {
+    using enum WeightScale;
+    const auto run = halving.scale == Fine
+                         ? (halving.centred ? PixelsToLumaAt<Fine, true> : PixelsToLumaAt<Fine, false>)
+                         : (halving.centred ? PixelsToLumaAt<Coarse, true> : PixelsToLumaAt<Coarse, false>);
+    run(source, luma, sums, pixels, halving, stream);
+}
+
+template <WeightScale scale>
+void SumsToChromaAt(const std::int16_t* const rows[4], const std::uint16_t weights[4], std::uint8_t* u, std::uint8_t* v,
+                    std::size_t pairs, const PixelHalving& halving) noexcept {
+    // The filters along the row add up to 4 or 8, the rows to 16; doubled where it is 4.
+    constexpr int kBits = BitsOf(scale) + 7;
+    const ChromaOfSums chroma(halving, kBits);
+    const auto weight = [&](int tap) HWY_ATTR {
+        return hn::Set(ds, static_cast<std::int16_t>(halving.centred ? weights[tap] : 2 * weights[tap]));
+    };
+    const Words w0 = weight(0), w1 = weight(1), w2 = weight(2), w3 = weight(3);
+    const std::size_t lanes = LaneCount();
+    for (std::size_t i = 0; i < pairs; i += lanes) {
+        const auto mixed = [&](std::size_t vector) HWY_ATTR {
+            const std::size_t at = kSumWords * i + 2 * lanes * vector;
+            const Words outer =
+                hn::Add(hn::Mul(hn::LoadU(ds, rows[0] + at), w0), hn::Mul(hn::LoadU(ds, rows[3] + at), w3));
+            const Words inner =
+                hn::Add(hn::Mul(hn::LoadU(ds, rows[1] + at), w1), hn::Mul(hn::LoadU(ds, rows[2] + at), w2));
+            return hn::ShiftRight<kBits>(chroma(hn::Add(outer, inner)));
+        };
+        const Dwords a = mixed(0);
+        const Dwords b = mixed(1);
+        hn::StoreU(hn::DemoteTo(d8, hn::ConcatEven(di, b, a)), d8, u + i);
+        hn::StoreU(hn::DemoteTo(d8, hn::ConcatOdd(di, b, a)), d8, v + i);
+    }
+}
+
+void SumsToChroma(const std::int16_t* const rows[4], const std::uint16_t weights[4], std::uint8_t* u, std::uint8_t* v,
+                  std::size_t pairs, const PixelHalving& halving) noexcept {
+    const auto run =
+        halving.scale == WeightScale::Fine ? SumsToChromaAt<WeightScale::Fine> : SumsToChromaAt<WeightScale::Coarse>;
+    run(rows, weights, u, v, pairs, halving);
+}
+
+} // namespace
+} // namespace HWY_NAMESPACE
+} // namespace PixelBlitter
+HWY_AFTER_NAMESPACE();
+
+#endif

@@ -1,0 +1,306 @@
+// 8-bit 4:2:2 and 4:2:0 to pixels of four components, and planes to 4:2:2.
+#if defined(PIXELBLITTER_FUSED_WIDENING_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef PIXELBLITTER_FUSED_WIDENING_INL_H
+#undef PIXELBLITTER_FUSED_WIDENING_INL_H
+#else
+#define PIXELBLITTER_FUSED_WIDENING_INL_H
+#endif
+
+#include "FusedPixels-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace PixelBlitter {
+namespace HWY_NAMESPACE {
+namespace {
+
+using DHalf = hn::Rebind<std::uint8_t, DW>;
+
+HWY_INLINE Words WordsOf(const std::uint8_t* bytes) {
+    return hn::BitCast(ds, hn::PromoteTo(dw, hn::LoadU(DHalf(), bytes)));
+}
+
+void RepeatEnds(std::int16_t* chroma, std::size_t pairs) noexcept {
+    std::memcpy(chroma - 2, chroma, 2 * sizeof(std::int16_t));
+    std::memcpy(chroma + 2 * pairs, chroma + 2 * pairs - 2, 2 * sizeof(std::int16_t));
+}
+
+// Chroma of a vector of 4:2:2, (code - 128) * 64.
+HWY_INLINE Words ChromaOfVector(Bytes pairs, bool lumaFirst) {
+    const auto words = hn::BitCast(dw, pairs);
+    const auto codes = lumaFirst ? hn::ShiftRight<8>(words) : hn::And(words, hn::Set(dw, std::uint16_t{0xFF}));
+    return hn::Sub(hn::BitCast(ds, hn::ShiftLeft<6>(codes)), hn::Set(ds, std::int16_t{128 * 64}));
+}
+
+void ChromaOfPairs(const std::uint8_t* source, bool lumaFirst, std::int16_t* chroma, std::size_t pairs) noexcept {
+    const std::size_t lanes = LaneCount();
+    std::size_t i = 0;
+    for (; i + lanes <= pairs; i += lanes) {
+        hn::StoreU(ChromaOfVector(hn::LoadU(dbytes, source + 4 * i), lumaFirst), ds, chroma + 2 * i);
+    }
+    if (i < pairs) {
+        alignas(64) std::uint8_t rest[4 * kMaxLanes] = {};
+        std::memcpy(rest, source + 4 * i, 4 * (pairs - i));
+        hn::StoreU(ChromaOfVector(hn::Load(dbytes, rest), lumaFirst), ds, chroma + 2 * i);
+    }
+    RepeatEnds(chroma, pairs);
+}
+
+// 8 times the codes of as many samples as a vector has words.
+class MixedRows {
+public:
+    explicit MixedRows(const std::uint16_t weights[2])
+        : mWeight0(hn::Set(ds, static_cast<std::int16_t>(weights[0]))),
+          mWeight1(hn::Set(ds, static_cast<std::int16_t>(weights[1]))) {}
+    HWY_INLINE Words operator()(const std::uint8_t* a, const std::uint8_t* b) const {
+        return hn::Add(hn::Mul(WordsOf(a), mWeight0), hn::Mul(WordsOf(b), mWeight1));
+    }
+
+private:
+    Words mWeight0, mWeight1;
+};
+
+// Samples [first, first + count) of a mix, followed by whatever fills a step.
+struct MixFrom {
+    alignas(64) std::uint8_t rest[4][4 * kMaxLanes] = {};
+    const std::uint8_t* u[2];
+    const std::uint8_t* v[2];
+    HWY_INLINE MixFrom(const ChromaMix& mix, std::size_t first, std::size_t count) {
+        for (int row = 0; row < 2; ++row) {
+            std::memcpy(rest[row], mix.u[row] + first, count);
+            std::memcpy(rest[2 + row], mix.v[row] + first, count);
+            u[row] = rest[row];
+            v[row] = rest[2 + row];
+        }
+    }
+};
+
+void ChromaOfPlanes(const ChromaMix& mix, std::int16_t* chroma, std::size_t pairs) noexcept {
+    const MixedRows mixed(mix.weights);
+    const std::size_t step = hn::Lanes(ds);
+    const auto run = [&](const std::uint8_t* const u[2], const std::uint8_t* const v[2], std::size_t from,
+                         std::size_t to) HWY_ATTR {
+        const auto value = [&](const std::uint8_t* const rows[2]) HWY_ATTR {
+            const Words codes = mixed(rows[0] + from, rows[1] + from);
+            return hn::BitCast(dbytes, hn::ShiftLeft<3>(hn::Sub(codes, hn::Set(ds, std::int16_t{128 * 8}))));
+        };
+        const Words first = hn::BitCast(ds, Pieces::Spread(value(u)));
+        const Words second = hn::BitCast(ds, Pieces::Spread(value(v)));
+        hn::StoreU(hn::InterleaveLower(ds, first, second), ds, chroma + 2 * to);
+        hn::StoreU(hn::InterleaveUpper(ds, first, second), ds, chroma + 2 * to + step);
+    };
+    std::size_t i = 0;
+    for (; i + step <= pairs; i += step) {
+        run(mix.u, mix.v, i, i);
+    }
+    if (i < pairs) {
+        const MixFrom rest(mix, i, pairs - i);
+        run(rest.u, rest.v, 0, i);
+    }
+    RepeatEnds(chroma, pairs);
+}
+
+template <LumaLayout layout>
+constexpr std::size_t kLumaBytesOfPair = layout == LumaLayout::Plane ? 2 : 4;
+
+template <LumaLayout layout, bool centred, bool reorder>
+class WidenedPixels {
+public:
+    explicit WidenedPixels(const PixelWidening& widening)
+        : mFromV(SetWords(widening.fromV[0], widening.fromV[1])),
+          mFromU(SetWords(widening.fromU[0], widening.fromU[1])),
+          mBothV(SetWords(widening.fromBoth[0], widening.fromBoth[1])),
+          mBothU(SetWords(widening.fromBoth[2], widening.fromBoth[3])),
+          mLumaZero(hn::Set(ds, static_cast<std::int16_t>(widening.lumaZero * 64))),
+          mOuterZero(SetWords(static_cast<std::int16_t>(widening.zero[0] * 16 + 8),
+                              static_cast<std::int16_t>(widening.zero[2] * 16 + 8))),
+          mBothZero(hn::Set(ds, static_cast<std::int16_t>(widening.zero[1] * 32 + 16))),
+          mJoinOuter(hn::LoadDup128(dbytes, kJoinOuter)), mJoinBoth(hn::LoadDup128(dbytes, kJoinBoth)),
+          mOrder(hn::LoadDup128(dbytes, widening.order)) {}
+
+    // Two vectors of pixels from a vector of pairs.
+    HWY_INLINE void operator()(const std::uint8_t* luma, const std::int16_t* chroma, Bytes& low, Bytes& high) const {
+        const Words here = hn::LoadU(ds, chroma);
+        const Words next = hn::LoadU(ds, chroma + 2);
+        // Twice the chroma of the first and of the second column of each pair. Chroma divides by 8, so halves are
+        // exact.
+        Words even = hn::Add(here, here);
+        Words odd = hn::Add(here, next);
+        if (centred) {
+            even = hn::Add(here, hn::ShiftRight<1>(hn::Add(here, hn::LoadU(ds, chroma - 2))));
+            odd = hn::Add(here, hn::ShiftRight<1>(odd));
+        }
+        const Words y = hn::Sub(hn::ShiftLeft<6>(Luma(luma)), mLumaZero); // first, second
+        const Words evenYV = hn::OddEven(even, y);
+        const Words evenUY = hn::OddEven(hn::BitCast(ds, hn::ShiftLeft<16>(hn::BitCast(di, y))), even);
+        const Words oddYV = hn::OddEven(odd, hn::BitCast(ds, hn::ShiftRight<16>(hn::BitCast(di, y))));
+        const Words oddUY = hn::OddEven(y, odd);
+        const Words evenOuter = Upper(MulAddPairs(evenUY, mFromU), MulAddPairs(evenYV, mFromV));
+        const Words oddOuter = Upper(MulAddPairs(oddUY, mFromU), MulAddPairs(oddYV, mFromV));
+        const Words both = Upper(hn::Add(MulAddPairs(evenYV, mBothV), MulAddPairs(evenUY, mBothU)),
+                                 hn::Add(MulAddPairs(oddYV, mBothV), MulAddPairs(oddUY, mBothU)));
+        const Bytes outerCodes = PackToBytes(hn::ShiftRight<4>(hn::Add(evenOuter, mOuterZero)),
+                                             hn::ShiftRight<4>(hn::Add(oddOuter, mOuterZero)));
+        const Bytes bothCodes =
+            PackToBytes(hn::ShiftRight<5>(hn::Add(both, mBothZero)), hn::Set(ds, std::int16_t{255}));
+        const Bytes outer = Pieces::Spread(hn::TableLookupBytes(outerCodes, mJoinOuter));
+        const Bytes inner = Pieces::Spread(hn::TableLookupBytes(bothCodes, mJoinBoth));
+        low = InOrder(hn::InterleaveLower(dbytes, outer, inner));
+        high = InOrder(hn::InterleaveUpper(dbytes, outer, inner));
+    }
+
+private:
+    HWY_INLINE static Words Luma(const std::uint8_t* luma) {
+        if constexpr (layout == LumaLayout::Plane) {
+            return WordsOf(luma);
+        } else {
+            const auto pairs = hn::BitCast(dw, hn::LoadU(dbytes, luma));
+            return hn::BitCast(ds, layout == LumaLayout::PairsBelow ? hn::And(pairs, hn::Set(dw, std::uint16_t{0xFF}))
+                                                                    : hn::ShiftRight<8>(pairs));
+        }
+    }
+    // The upper words of both.
+    HWY_INLINE static Words Upper(Dwords low, Dwords high) {
+        return hn::OddEven(hn::BitCast(ds, high), hn::BitCast(ds, hn::ShiftRight<16>(low)));
+    }
+    HWY_INLINE Bytes InOrder(Bytes pixels) const { return reorder ? hn::TableLookupBytes(pixels, mOrder) : pixels; }
+
+    // Of a block of four pairs: results of the first columns, then of the second ones, to the order of columns; and
+    // single results of both, then opaque.
+    alignas(16) static constexpr std::uint8_t kJoinOuter[16] = {0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15};
+    alignas(16) static constexpr std::uint8_t kJoinBoth[16] = {0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15};
+
+    Words mFromV, mFromU, mBothV, mBothU, mLumaZero, mOuterZero, mBothZero;
+    Bytes mJoinOuter, mJoinBoth, mOrder;
+};
+
+template <LumaLayout layout, bool centred, bool reorder>
+struct ChromaToPixelsOp {
+    const std::uint8_t* luma;
+    const std::int16_t* chroma;
+    std::uint8_t* destination;
+    std::size_t width;
+    WidenedPixels<layout, centred, reorder> pixels;
+    static constexpr std::size_t kLumaBytes = kLumaBytesOfPair<layout>;
+
+    static HWY_INLINE std::size_t Step() { return LaneCount(); } // pairs
+    template <class Stores>
+    HWY_INLINE void Run(std::size_t i) const {
+        Bytes low, high;
+        pixels(luma + kLumaBytes * i, chroma + 2 * i, low, high);
+        Stores::Store(low, destination + 8 * i);
+        Stores::Store(high, destination + 8 * i + 4 * LaneCount());
+    }
+    HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
+        alignas(64) std::uint8_t rest[8 * kMaxLanes] = {};
+        const std::size_t columns = std::min(2 * count, width - 2 * i);
+        std::memcpy(rest, luma + kLumaBytes * i, layout == LumaLayout::Plane ? columns : kLumaBytes * count);
+        Bytes low, high;
+        pixels(rest, chroma + 2 * i, low, high);
+        hn::Store(low, dbytes, rest);
+        hn::Store(high, dbytes, rest + 4 * LaneCount());
+        std::memcpy(destination + 8 * i, rest, 4 * columns);
+    }
+};
+
+template <LumaLayout layout, bool centred, bool reorder>
+void ChromaToPixelsBy(const std::uint8_t* luma, const std::int16_t* chroma, std::uint8_t* destination,
+                      std::size_t pixels, const PixelWidening& widening, bool stream) noexcept {
+    const ChromaToPixelsOp<layout, centred, reorder> op{luma, chroma, destination, pixels,
+                                                        WidenedPixels<layout, centred, reorder>(widening)};
+    RunSteps(op, 0, pixels / 2, destination, 8, stream);
+    if (pixels % 2 != 0) {
+        op.Rest(pixels / 2, 1);
+    }
+}
+
+template <LumaLayout layout>
+void ChromaToPixels(const std::uint8_t* luma, const std::int16_t* chroma, std::uint8_t* destination, std::size_t pixels,
+                    const PixelWidening& widening, bool stream) noexcept {
+    const auto run =
+        widening.centred
+            ? (widening.reorder ? ChromaToPixelsBy<layout, true, true> : ChromaToPixelsBy<layout, true, false>)
+            : (widening.reorder ? ChromaToPixelsBy<layout, false, true> : ChromaToPixelsBy<layout, false, false>);
+    run(luma, chroma, destination, pixels, widening, stream);
+}
+
+template <bool lumaFirst>
+struct PlanesToPairsOp {
+    const std::uint8_t* luma;
+    ChromaMix mix;
+    std::uint8_t* destination;
+    std::size_t width;
+    MixedRows mixed;
+
+    static HWY_INLINE std::size_t Step() { return 2 * LaneCount(); } // pairs: two vectors
+    template <class Stores>
+    HWY_INLINE void Run(std::size_t i) const {
+        const std::uint8_t* const u[2] = {mix.u[0] + i, mix.u[1] + i};
+        const std::uint8_t* const v[2] = {mix.v[0] + i, mix.v[1] + i};
+        Bytes low, high;
+        Codes(luma + 2 * i, u, v, low, high);
+        Stores::Store(low, destination + 4 * i);
+        Stores::Store(high, destination + 4 * i + 4 * LaneCount());
+    }
+    HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
+        alignas(64) std::uint8_t rest[8 * kMaxLanes] = {};
+        const std::size_t columns = std::min(2 * count, width - 2 * i);
+        std::memcpy(rest, luma + 2 * i, columns);
+        if (columns < 2 * count) { // the second pixel of a pair that only one pixel uses
+            rest[columns] = rest[columns - 1];
+        }
+        const MixFrom chroma(mix, i, count);
+        Bytes low, high;
+        Codes(rest, chroma.u, chroma.v, low, high);
+        hn::Store(low, dbytes, rest);
+        hn::Store(high, dbytes, rest + 4 * LaneCount());
+        std::memcpy(destination + 4 * i, rest, 4 * count);
+    }
+
+    HWY_INLINE void Codes(const std::uint8_t* y, const std::uint8_t* const u[2], const std::uint8_t* const v[2],
+                          Bytes& low, Bytes& high) const {
+        const Words half = hn::Set(ds, std::int16_t{4});
+        const Words codeU = hn::ShiftRight<3>(hn::Add(mixed(u[0], u[1]), half));
+        const Words codeV = hn::ShiftRight<3>(hn::Add(mixed(v[0], v[1]), half));
+        const Bytes chroma = Pieces::Spread(hn::BitCast(dbytes, hn::Or(codeU, hn::ShiftLeft<8>(codeV))));
+        const Bytes codes = Pieces::Spread(hn::LoadU(dbytes, y));
+        low = lumaFirst ? hn::InterleaveLower(dbytes, codes, chroma) : hn::InterleaveLower(dbytes, chroma, codes);
+        high = lumaFirst ? hn::InterleaveUpper(dbytes, codes, chroma) : hn::InterleaveUpper(dbytes, chroma, codes);
+    }
+};
+
+template <bool lumaFirst>
+void PlanesToPairsBy(const std::uint8_t* luma, const ChromaMix& mix, std::uint8_t* destination, std::size_t pixels,
+                     bool stream) noexcept {
+    const PlanesToPairsOp<lumaFirst> op{luma, mix, destination, pixels, MixedRows(mix.weights)};
+    RunSteps(op, 0, pixels / 2, destination, 4, stream);
+    if (pixels % 2 != 0) {
+        op.Rest(pixels / 2, 1);
+    }
+}
+
+void PlanesToPairs(const std::uint8_t* luma, const ChromaMix& mix, bool lumaFirst, std::uint8_t* destination,
+                   std::size_t pixels, bool stream) noexcept {
+    const auto run = lumaFirst ? PlanesToPairsBy<true> : PlanesToPairsBy<false>;
+    run(luma, mix, destination, pixels, stream);
+}
+
+constexpr FusedKernels kFusedKernels{
+    .premultiply = PremultiplyBytes,
+    .unpremultiply = UnpremultiplyBytes,
+    .mixComponents = MixComponents,
+    .pixelsToPairs = PixelsToPairs,
+    .pixelsToLuma = PixelsToLuma,
+    .sumsToChroma = SumsToChroma,
+    .chromaOfPairs = ChromaOfPairs,
+    .chromaOfPlanes = ChromaOfPlanes,
+    .chromaToPixels = {ChromaToPixels<LumaLayout::Plane>, ChromaToPixels<LumaLayout::PairsBelow>,
+                       ChromaToPixels<LumaLayout::PairsAbove>},
+    .planesToPairs = PlanesToPairs,
+};
+
+} // namespace
+} // namespace HWY_NAMESPACE
+} // namespace PixelBlitter
+HWY_AFTER_NAMESPACE();
+
+#endif

@@ -1,0 +1,92 @@
+// Rows from bytes to bytes, with ordinary stores or with stores past the caches.
+#if defined(PIXELBLITTER_ROW_STORES_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef PIXELBLITTER_ROW_STORES_INL_H
+#undef PIXELBLITTER_ROW_STORES_INL_H
+#else
+#define PIXELBLITTER_ROW_STORES_INL_H
+#endif
+
+#include "Vectors-inl.h"
+
+#include <hwy/cache_control.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace PixelBlitter {
+namespace HWY_NAMESPACE {
+namespace {
+
+// Stores of whole vectors. Streamed ones want an aligned address.
+struct Ordinary {
+    static HWY_INLINE void Store(Bytes v, std::uint8_t* at) { hn::StoreU(v, dbytes, at); }
+};
+struct Streaming {
+    static HWY_INLINE void Store(Bytes v, std::uint8_t* at) { hn::Stream(v, dbytes, at); }
+};
+
+// Units of so many bytes from here to an aligned address; SIZE_MAX when there is none.
+HWY_INLINE std::size_t UnitsToAlignment(const std::uint8_t* at, std::size_t unitBytes) {
+    const std::size_t vector = hn::Lanes(dbytes);
+    const std::size_t missing = (vector - reinterpret_cast<std::uintptr_t>(at) % vector) % vector;
+    return missing % unitBytes == 0 ? missing / unitBytes : SIZE_MAX;
+}
+
+// Runs op on a row, op.Step() units at once. Whole steps go straight to the destination, in streamed rows from its
+// first aligned address on; op.Rest(first, count) does the others, at most op.Step() at once.
+template <class Op>
+HWY_INLINE void RunSteps(const Op& op, std::size_t first, std::size_t units, const std::uint8_t* destination,
+                         std::size_t unitBytes, bool stream) {
+    const std::size_t step = op.Step();
+    std::size_t i = first;
+    if (stream && i < units) {
+        const std::size_t head = UnitsToAlignment(destination + i * unitBytes, unitBytes);
+        if (head <= units - i) {
+            if (head > 0) {
+                op.Rest(i, head);
+                i += head;
+            }
+            for (; i + step <= units; i += step) {
+                op.template Run<Streaming>(i);
+            }
+        }
+    }
+    for (; i + step <= units; i += step) {
+        op.template Run<Ordinary>(i);
+    }
+    if (i < units) {
+        op.Rest(i, units - i);
+    }
+}
+
+// The op of RunSteps for pixels of four bytes each on both sides, one vector at once. pixels gives the vector of
+// results for a vector of pixels.
+template <class Pixels>
+struct PixelOp {
+    const std::uint8_t* source;
+    std::uint8_t* destination;
+    const Pixels& pixels;
+
+    static HWY_INLINE std::size_t Step() { return LaneCount(); }
+    template <class Stores>
+    HWY_INLINE void Run(std::size_t i) const {
+        Stores::Store(pixels(hn::LoadU(dbytes, source + 4 * i)), destination + 4 * i);
+    }
+    HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
+        alignas(64) std::uint8_t rest[4 * kMaxLanes] = {};
+        std::memcpy(rest, source + 4 * i, 4 * count);
+        hn::Store(pixels(hn::Load(dbytes, rest)), dbytes, rest);
+        std::memcpy(destination + 4 * i, rest, 4 * count);
+    }
+};
+
+template <class Pixels>
+HWY_INLINE void RunPixels(const std::uint8_t* source, std::uint8_t* destination, std::size_t count, bool stream,
+                          const Pixels& pixels) {
+    RunSteps(PixelOp<Pixels>{source, destination, pixels}, 0, count, destination, 4, stream);
+}
+
+} // namespace
+} // namespace HWY_NAMESPACE
+} // namespace PixelBlitter
+HWY_AFTER_NAMESPACE();
+
+#endif
