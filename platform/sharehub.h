@@ -174,7 +174,8 @@ struct BlockDescription {
     std::vector<zyncore::utility::Guid> ids; ///< in ascending order; none while the block is private or idle
     std::uint64_t sizeInBytes = 0;
     std::chrono::system_clock::time_point namedAt; ///< when it got its latest Guid, or was made without one
-    std::vector<std::int32_t> holders;             ///< ids of the processes that hold it, ascending, as the kernel says
+    std::vector<std::int32_t> holders;             ///< ids of the processes that hold it, ascending: what the
+                                                   ///< kernel tells of those that this process may look at
 };
 /// What the directory holds.
 struct DirectoryContents {

@@ -28,10 +28,6 @@ std::uint64_t BytesOfFileSystem(int descriptor, fsblkcnt_t statvfs::*count) noex
     return static_cast<std::uint64_t>(status.*count) * status.f_frsize;
 }
 
-struct CloseListing {
-    void operator()(DIR* listing) const noexcept { ::closedir(listing); }
-};
-
 } // namespace
 
 std::string ConfiguredDirectoryPath() {

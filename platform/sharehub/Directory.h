@@ -3,6 +3,7 @@
 #include "FileDescriptor.h"
 #include "Names.h"
 
+#include <dirent.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -22,6 +23,11 @@ struct FileIdentity {
 inline FileIdentity IdentityOf(const struct stat& status) noexcept {
     return {status.st_dev, status.st_ino};
 }
+
+/// Closes a listing of a directory.
+struct CloseListing {
+    void operator()(DIR* listing) const noexcept { ::closedir(listing); }
+};
 
 /// The user's directory of blocks. Everything in it is reached through its descriptor, so that a path that changes
 /// later leads nobody elsewhere; links at the end of a name are never followed, and opening never blocks.

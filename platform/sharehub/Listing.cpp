@@ -2,20 +2,21 @@
 
 #include "GenerationErrors.h"
 
+#include <dirent.h>
 #include <sys/sysmacros.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cinttypes>
 #include <cstdio>
 #include <fstream>
-#include <map>
+#include <memory>
 #include <unordered_map>
 
 namespace framebroker {
 
 namespace {
 
-constexpr const char* kKernelLocks = "/proc/locks";
 constexpr std::uint64_t kBytesOfStatusBlock = 512; ///< st_blocks counts in these, whatever the file system's own are
 
 struct FoundBlock {
@@ -24,28 +25,45 @@ struct FoundBlock {
 };
 using FoundBlocks = std::unordered_map<ino_t, FoundBlock>;
 
-struct HeldFile {
-    dev_t device = 0;
-    std::vector<std::int32_t> holders;
-};
+/// The processes that hold each block, by its inode.
+using Holders = std::unordered_map<ino_t, std::vector<std::int32_t>>;
 
-/// Who holds a shared lock of its own on which file. A process whose id this one cannot see counts as 0.
-std::unordered_map<ino_t, HeldFile> ReadHolders(const FoundBlocks& blocks) {
-    std::unordered_map<ino_t, HeldFile> held;
-    std::ifstream locks(kKernelLocks);
-    for (std::string line; std::getline(locks, line);) {
-        long process = 0;
+/// Adds the blocks that a process holds: a hold is a page that may not be touched, mapped from the block (Hold.h).
+void AddHolds(std::int32_t process, dev_t device, const FoundBlocks& blocks, Holders& outHolders) {
+    std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
+    for (std::string line; std::getline(maps, line);) {
+        const std::size_t access = line.find(' ') + 1;
         unsigned major = 0;
         unsigned minor = 0;
         std::uint64_t inode = 0;
-        if (std::sscanf(line.c_str(), "%*s FLOCK %*s READ %ld %x:%x:%" SCNu64, &process, &major, &minor, &inode) == 4 &&
-            blocks.contains(inode)) {
-            HeldFile& file = held[inode];
-            file.device = makedev(major, minor);
-            file.holders.push_back(process > 0 ? static_cast<std::int32_t>(process) : 0);
+        if (line.compare(access, 5, "---s ") == 0 &&
+            std::sscanf(line.c_str() + access, "%*s %*s %x:%x %" SCNu64, &major, &minor, &inode) == 3 &&
+            makedev(major, minor) == device && blocks.contains(inode)) {
+            outHolders[inode].push_back(process);
         }
     }
-    return held;
+}
+
+/// Asks the kernel what the user's processes have mapped. Its list of locks would tell the same, but reading it takes
+/// time that grows with the square of its length.
+Holders FindHolders(const Directory& directory, const FoundBlocks& blocks) {
+    Holders holders;
+    struct stat status {};
+    const std::unique_ptr<DIR, CloseListing> processes(::opendir("/proc"));
+    if (!processes || ::fstat(directory.Descriptor(), &status) != 0) {
+        return holders;
+    }
+    const dev_t device = status.st_dev;
+    while (const dirent* entry = ::readdir(processes.get())) {
+        const std::string_view name = entry->d_name;
+        std::int32_t process = 0;
+        const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
+        if (error == std::errc() && end == name.data() + name.size() &&
+            ::fstatat(::dirfd(processes.get()), entry->d_name, &status, 0) == 0 && status.st_uid == ::geteuid()) {
+            AddHolds(process, device, blocks, holders);
+        }
+    }
+    return holders;
 }
 
 template <class T>
@@ -86,7 +104,7 @@ void ListDirectory(const Directory& directory, DirectoryContents& outContents) {
             break;
         }
     });
-    const auto held = ReadHolders(found);
+    Holders holders = FindHolders(directory, found);
     contents.blocks.reserve(found.size());
     for (auto& [inode, block] : found) {
         struct stat status {};
@@ -102,10 +120,8 @@ void ListDirectory(const Directory& directory, DirectoryContents& outContents) {
         description.namedAt =
             std::chrono::system_clock::time_point(std::chrono::duration_cast<std::chrono::system_clock::duration>(
                 std::chrono::seconds(status.st_ctim.tv_sec) + std::chrono::nanoseconds(status.st_ctim.tv_nsec)));
-        if (const auto file = held.find(inode); file != held.end() && file->second.device == status.st_dev) {
-            description.holders = file->second.holders;
-            SortUnique(description.holders);
-        }
+        description.holders = std::move(holders[inode]);
+        SortUnique(description.holders);
         contents.bytesOfBlocks += static_cast<std::uint64_t>(status.st_blocks) * kBytesOfStatusBlock;
     }
     std::ranges::sort(contents.blocks, [](const BlockDescription& left, const BlockDescription& right) {
