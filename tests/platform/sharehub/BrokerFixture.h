@@ -5,12 +5,15 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -202,6 +205,18 @@ protected:
     }
 
     std::filesystem::path PathOf(const Guid& id) const { return mDirectory / id.ToString(); }
+
+    /// The name after its inode that a block has beside its Guids.
+    std::filesystem::path HomeOf(const std::filesystem::path& path) const {
+        struct stat status {};
+        ::stat(path.c_str(), &status);
+        return HomeOf(status.st_ino);
+    }
+    std::filesystem::path HomeOf(ino_t inode) const {
+        std::array<char, 32> name{};
+        std::snprintf(name.data(), name.size(), "block-%016llx", static_cast<unsigned long long>(inode));
+        return mDirectory / name.data();
+    }
 
     std::filesystem::path mDirectory;
 };

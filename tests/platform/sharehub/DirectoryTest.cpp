@@ -59,6 +59,28 @@ TEST_F(DirectoryTest, MakesAMissingDirectoryForItsOwnerOnly) {
     EXPECT_TRUE(std::filesystem::remove(fresh)) << "empty once the client has ended";
 }
 
+TEST_F(DirectoryTest, AnotherUsersClientHasNoAccessToThisOne) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs the right to become another user";
+    }
+    ASSERT_TRUE(InitializeClient());
+    const Readable reference = PutAndOpen(Id(1), 100, 1);
+    EXPECT_TRUE(Wait(Spawn([&] {
+                    constexpr unsigned kNobody = 65534;
+                    bool good = ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0 && !InitializeClient();
+                    good = good && ResultOfGet(Id(1)) == kResult_NotInitialized;
+                    good = good && ::open(PathOf(Id(1)).c_str(), O_RDONLY) < 0 && errno == EACCES;
+                    std::string own = mDirectory.string() + "-other-XXXXXX";
+                    good = good && ::mkdtemp(own.data()) != nullptr;
+                    ::setenv("VF_SHAREHUB_DIR", own.c_str(), 1);
+                    good = good && InitializeClient() && ResultOfGet(Id(1)) == kResult_NotFound &&
+                           Holds(PutAndOpen(Id(1), 100, 2), 100, 2) && List().blocks.size() == 1;
+                    UninitializeClient();
+                    return good && std::filesystem::remove(own);
+                })) == 0);
+    EXPECT_TRUE(Holds(reference, 100, 1));
+}
+
 TEST_F(DirectoryTest, StartsAreCountedAndReferencesOutliveTheEnd) {
     UninitializeClient(); // without a start: nothing
     ASSERT_TRUE(InitializeClient());
@@ -72,7 +94,8 @@ TEST_F(DirectoryTest, StartsAreCountedAndReferencesOutliveTheEnd) {
     UninitializeClient();
     EXPECT_EQ(ResultOfGet(Id(1)), kResult_NotInitialized);
     EXPECT_EQ(GetClientStatistics().keptPuts, 0U);
-    EXPECT_EQ(Entries().size(), 2U) << "the block in use and the private one";
+    EXPECT_EQ(Entries(), std::vector<std::string>({Id(1).ToString()}));
+    EXPECT_EQ(AllEntries().size(), 3U) << "the homes of the block in use and of the private one, and the Guid";
     EXPECT_TRUE(Holds(readable, 100, 2));
     // A new start leaves what is in use alone.
     ASSERT_TRUE(InitializeClient());

@@ -1,12 +1,12 @@
 // What another process of the same user can put into the directory, or do to a block's file.
 
-#include "BrokerFixture.h"
+#include "RandomClient.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <sys/file.h>
 
-#include <fstream>
 #include <functional>
+#include <thread>
 
 namespace framebroker {
 
@@ -21,6 +21,7 @@ TEST_F(HostileFilesTest, EntriesThatAreNoFilesAreNeitherFollowedNorReplaced) {
     const std::pair<const char*, std::function<void()>> entries[] = {
         {"link outside", [&] { fs::create_symlink(outside, target); }},
         {"link to a block", [&] { fs::create_symlink(PathOf(Id(2)), target); }},
+        {"link to a directory", [&] { fs::create_directory_symlink(mDirectory, target); }},
         {"FIFO", [&] { ASSERT_EQ(::mkfifo(target.c_str(), 0600), 0); }},
         {"directory", [&] { fs::create_directory(target); }},
         {"socket", [&] { ASSERT_EQ(::mknod(target.c_str(), S_IFSOCK | 0600, 0), 0); }},
@@ -50,6 +51,17 @@ TEST_F(HostileFilesTest, FilesThatNobodyHoldsAreDeadWhateverTheyContain) {
         EXPECT_EQ(SweepDeadBlocks(), 1U);
         DropPuts();
     }
+    // Of a file from elsewhere the name goes, and nothing else happens to it.
+    const fs::path outside = mDirectory.string() + "-outside";
+    std::ofstream(outside) << "outside";
+    for (const fs::path& name : {PathOf(Id(1)), HomeOf(outside), mDirectory / "block-1"}) {
+        fs::create_hard_link(outside, name);
+        EXPECT_EQ(ResultOfGet(Id(1)), kResult_NotFound);
+        SweepDeadBlocks();
+        EXPECT_EQ(Entries(), std::vector<std::string>()) << name;
+    }
+    EXPECT_TRUE(fs::file_size(outside) == 7 && fs::hard_link_count(outside) == 1);
+    fs::remove(outside);
     std::ofstream(mDirectory / "somebody-elses") << "file";
     EXPECT_EQ(SweepDeadBlocks(), 0U);
     EXPECT_TRUE(fs::remove(mDirectory / "somebody-elses"));
@@ -64,20 +76,24 @@ TEST_F(HostileFilesTest, SizesAreThoseOfTheFileNowButNeverBeyondTheMapping) {
         EXPECT_EQ(reference->GetSize(), std::min<std::uint64_t>(size, 8192));
         EXPECT_EQ(writable->GetSize(), std::min<std::uint64_t>(size, 8192));
     }
-    EXPECT_EQ(ResultOfGet(Id(1)), kResult_Damaged);
-    fs::remove(PathOf(Id(1)));
+    EXPECT_TRUE(TrueInClientProcess([] { return ResultOfGet(Id(1)) == kResult_Damaged; }));
+    const fs::path home = HomeOf(PathOf(Id(1)));
+    fs::resize_file(home, 8192);
+    EXPECT_EQ(reference->GetSize(), 8192U);
+    fs::remove(home);
     EXPECT_EQ(reference->GetSize(), 0U) << "nobody can tell any more";
-    std::ofstream(PathOf(Id(1))) << "another file under the name";
+    std::ofstream(home) << "another file under the name";
     EXPECT_EQ(reference->GetSize(), 0U);
 
     // A block that is too short when it is put is refused.
     const Writable shortened = MakeBlock(8192, 1);
-    for (const std::string& entry : Entries()) {
-        if (entry.starts_with("private-")) {
+    for (const std::string& entry : AllEntries()) {
+        if (mDirectory / entry != home && entry.starts_with("block-") && fs::file_size(mDirectory / entry) == 8192) {
             fs::resize_file(mDirectory / entry, 8191);
         }
     }
     EXPECT_EQ(PutCompletedBinaryData(Id(2), shortened), kResult_Damaged);
+    fs::remove(home);
 }
 
 TEST_F(HostileFilesTest, AllNamesGoWhateverBecameOfTheirList) {
@@ -107,6 +123,68 @@ TEST_F(HostileFilesTest, AllNamesGoWhateverBecameOfTheirList) {
         reference.reset();
         DropPuts();
         EXPECT_EQ(Entries(), std::vector<std::string>({Id(7).ToString()})) << "and no name of another block";
+    }
+}
+
+TEST_F(HostileFilesTest, WhateverBecomesOfTheFilesEveryCallReturnsAnAnswer) {
+    const Counter stop;
+    const pid_t hostile = Spawn([&] {
+        std::mt19937 random(1);
+        while (stop->load() == 0) {
+            const std::vector<std::string> entries = AllEntries();
+            const auto any = [&] {
+                return mDirectory / (entries.empty() ? "none" : entries[random() % entries.size()]);
+            };
+            const fs::path victim = any();
+            std::error_code failed;
+            if (const unsigned deed = random() % 8; deed == 0) {
+                fs::remove(victim, failed);
+            } else if (deed == 1) {
+                fs::rename(victim, any(), failed);
+            } else if (deed == 2) {
+                fs::create_hard_link(victim, PathOf(Id(random() % 12)), failed);
+            } else if (deed == 3) {
+                fs::remove(victim, failed), fs::create_symlink(any(), victim, failed);
+            } else if (deed == 4) {
+                fs::remove(victim, failed), fs::create_directory(victim, failed);
+            } else if (const int file = ::open(victim.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW); file >= 0) {
+                [[maybe_unused]] ssize_t ignored = 0;
+                const std::array<std::mt19937::result_type, 4> noise = {random(), random(), random(), random()};
+                if (deed == 5) {
+                    ignored = ::ftruncate(file, random() % 20'000);
+                } else if (deed == 6) {
+                    ignored = ::pwrite(file, noise.data(), sizeof(noise), random() % 9000);
+                } else if (::flock(file, (random() % 2 == 0 ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0) {
+                    std::this_thread::sleep_for(std::chrono::microseconds(random() % 1000));
+                }
+                ::close(file);
+            }
+        }
+        return true;
+    });
+    std::array<Shared<Report>, 2> reports;
+    std::array<pid_t, 2> clients{};
+    for (unsigned n = 0; n < 2; ++n) {
+        clients[n] = Spawn([&] {
+            InitializeClient(), UninitializeClient();
+            const unsigned descriptors = OpenDescriptors();
+            for (RandomClient client(n, *reports[n], RandomClient::Kind::Blind); reports[n]->steps < 2000;) {
+                client.Step();
+            }
+            return OpenDescriptors() == descriptors;
+        });
+    }
+    for (unsigned n = 0; n < 2; ++n) {
+        EXPECT_EQ(Wait(clients[n]), 0);
+        EXPECT_FALSE(reports[n]->failed) << reports[n]->fault.data();
+    }
+    ++*stop;
+    EXPECT_EQ(Wait(hostile), 0);
+    SweepDeadBlocks();
+    for (const std::string& entry : AllEntries()) {
+        EXPECT_FALSE(fs::is_regular_file(fs::symlink_status(mDirectory / entry)) && !entry.starts_with("aliases-"))
+            << entry;
+        fs::remove(mDirectory / entry);
     }
 }
 

@@ -77,7 +77,7 @@ TEST_F(NamesTest, ADeadNameIsFreeForEveryOperation) {
     EXPECT_TRUE(Holds(Open(Id(1)), kSize, 6));
     DropPuts();
     LeaveDeadBlock();
-    EXPECT_EQ(SweepDeadBlocks(), 3U);
+    EXPECT_EQ(SweepDeadBlocks(), 1U);
     EXPECT_EQ(SweepDeadBlocks(), 0U);
 }
 

@@ -39,83 +39,27 @@ TEST_F(ProcessesTest, AStoppedMakerBlocksNobodyAndBlocksOutliveIt) {
     EXPECT_TRUE(Holds(reference, 70'000, 42));
 }
 
-bool OnlyErrors(const std::vector<std::string>& entries) {
-    return std::ranges::all_of(entries, [](const std::string& entry) { return entry.starts_with("error-"); });
-}
-
-/// Waits for processes that must all have ended well.
-void ExpectAllWell(const std::vector<pid_t>& children) {
-    for (const pid_t child : children) {
-        EXPECT_EQ(Wait(child), 0);
-    }
-}
-
-/// Runs the same steps in several processes, each of which waits for the others wherever it meets them.
-template <class Body>
-void RunTogether(unsigned processes, Body body) {
-    const Counter arrivals;
-    std::vector<pid_t> children;
-    for (unsigned self = 0; self < processes; ++self) {
-        children.push_back(Spawn([&] {
-            unsigned meetings = 0;
-            const auto meet = [&] {
-                ++*arrivals;
-                WaitUntil(arrivals, ++meetings * processes);
-            };
-            const bool good = InitializeClient() && body(self, meet);
-            UninitializeClient();
-            return good;
-        }));
-    }
-    ExpectAllWell(children);
-}
-
-TEST_F(ProcessesTest, OfSeveralLastHoldersExactlyOneRemovesTheBlock) {
-    RunTogether(4, [&](unsigned self, auto meet) {
-        bool good = true;
-        std::mt19937 random(self);
-        SetPutBudget(0);
-        for (unsigned round = 0; round < 300; ++round) {
-            const Guid id = Id(round);
-            const auto seed = static_cast<unsigned char>(round);
-            Writable writable = self == 0 ? MakeBlock(5000, seed) : nullptr;
-            Readable reference;
-            good = good && (self != 0 || PutCompletedBinaryData(id, writable) == kResult_Success);
-            meet();
-            // Half of the processes hold, the others only look at the name while the holders let go.
-            if (self < 2) {
-                reference = Open(id);
-                good = good && Holds(reference, 5000, seed) &&
-                       (round % 2 == 0 || MakeBinaryDataAlias(id, reference, Id(10'000 * (self + 1) + round)) == 0);
-            }
-            meet();
-            writable.reset();
-            reference.reset();
-            // A later look would remove what an earlier one left behind, so there is only one, at a moment of its own.
-            for (unsigned pause = random() % 3000; self >= 2 && pause > 0; --pause) {
-                std::atomic_signal_fence(std::memory_order_seq_cst);
-            }
-            self < 2 ? 0 : self == 2 ? ResultOfGet(id) : PutBinaryDataGenerationError(id, -1);
-            meet();
-            good = good && OnlyErrors(Entries());
-            meet();
-        }
-        return good;
+TEST_F(ProcessesTest, WhatAStoppedProcessHoldsIsNotUsedAgain) {
+    ASSERT_EQ(PutBlock(Id(1), 70'000, 1), kResult_Success);
+    const pid_t holder = Spawn([] {
+        const Readable reference = InitializeClient() ? Open(Id(1)) : nullptr;
+        const bool before = Holds(reference, 70'000, 1);
+        ::raise(SIGSTOP);
+        return before && Holds(reference, 70'000, 1) && Holds(Open(Id(1)), 70'000, 1);
     });
-}
-
-TEST_F(ProcessesTest, AnErrorNeverStandsBesideData) {
-    RunTogether(2, [&](unsigned self, auto meet) {
-        bool good = true;
-        for (unsigned round = 0; round < 1000; ++round) {
-            const Guid id = Id(round);
-            meet();
-            good = good && (self == 0 ? PutBlock(id, 10, 1) : PutBinaryDataGenerationError(id, -1)) == kResult_Success;
-            meet();
-            good = good && !std::filesystem::is_symlink(mDirectory / ("error-" + id.ToString()));
-        }
-        return good;
-    });
+    WaitUntilStopped(holder);
+    DropPuts();
+    for (std::uint32_t n = 2; n < 40; ++n) {
+        EXPECT_TRUE(Holds(PutAndOpen(Id(n), 70'000, 9), 70'000, 9));
+        n % 8 == 0 ? DropPuts() : void();
+        n % 5 == 0 ? void(SweepDeadBlocks()) : void();
+    }
+    EXPECT_GT(GetClientStatistics().blocksRecycled, 20U);
+    EXPECT_EQ(PutBlock(Id(1), 70'000, 2), kResult_NameInUse);
+    ::kill(holder, SIGCONT);
+    EXPECT_EQ(Wait(holder), 0);
+    DropPuts();
+    EXPECT_TRUE(Holds(PutAndOpen(Id(1), 70'000, 3), 70'000, 3)) << "it has died without letting go";
 }
 
 TEST_F(ProcessesTest, AForkedChildHoldsNothingOfItsParents) {
@@ -178,7 +122,9 @@ TEST_F(ProcessesTest, ThreadsShareOneClientAndMayFork) {
     UninitializeClient();
     EXPECT_EQ(AllEntries(), std::vector<std::string>());
     ++*stop;
-    ExpectAllWell(children);
+    for (const pid_t child : children) {
+        EXPECT_EQ(Wait(child), 0);
+    }
 }
 
 } // namespace framebroker

@@ -16,7 +16,7 @@ namespace {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr unsigned kRounds = 40;
 #else
-constexpr unsigned kRounds = 250;
+constexpr unsigned kRounds = 200;
 #endif
 constexpr unsigned kSurvivors = 3; ///< the first one mostly publishes, the last one only reads
 constexpr unsigned kDoomed = 3;    ///< at most, in one round
@@ -56,7 +56,8 @@ protected:
         InitializeClient(), UninitializeClient(); // closes what came with the fork
         const unsigned before = OpenDescriptors();
         {
-            RandomClient client(seed, report, self == kSurvivors - 1);
+            using Kind = RandomClient::Kind;
+            RandomClient client(seed, report, self == kSurvivors - 1 ? Kind::Reader : Kind::Mixed);
             while (!mBoard->stop && !report.failed) {
                 client.Step();
                 const unsigned wanted = mBoard->checkpoint;
@@ -68,6 +69,7 @@ protected:
                     client.LetGoOfAll();
                     report.descriptors = OpenDescriptors() - before;
                     report.mappings = MappedBlocks();
+                    report.idleBlocks = GetClientStatistics().idleBlocks;
                 }
                 report.checkpoint = wanted;
                 while (mBoard->passed < wanted && !mBoard->stop) {
@@ -182,10 +184,13 @@ protected:
             std::vector<std::string> entries = Entries();
             std::erase_if(entries, [](const std::string& entry) { return entry.starts_with("error-"); });
             EXPECT_EQ(entries, std::vector<std::string>()) << "nobody holds anything";
+            std::uint64_t idleBlocks = 0;
             for (unsigned n = 0; n < kSurvivors; ++n) {
+                idleBlocks += mBoard->reports[n].idleBlocks;
                 EXPECT_LE(mBoard->reports[n].descriptors, kMaxDescriptorsOfClient);
                 EXPECT_LE(mBoard->reports[n].mappings, kMaxKeptMappings);
             }
+            EXPECT_EQ(List().blocks.size(), idleBlocks) << "what is left is memory that the living keep";
         }
         mBoard->passed = round;
         return here;
