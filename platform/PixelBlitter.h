@@ -9,7 +9,8 @@
 ///   first, as their standards have it, and the converter turns them over.
 /// - A stride (row bytes) may be negative: rows then lie at decreasing addresses. For a picture of height 1 it is not
 ///   looked at (callers pass 0). For formats with a top byte (planar, DV, custom) the image is one run of bytes and the
-///   stride is not looked at, except where PB_Convert copies between equal formats.
+///   stride is not looked at, except where PB_Convert copies between equal formats, and except for DV that is decoded,
+///   encoded or filled: a stride other than 0 whose magnitude is below the frame's bytes is an error.
 /// - A width or height of 0 or less is nothing to do: result 0, nothing touched.
 /// - Otherwise null pointers, unknown formats, strides whose magnitude is below a row and sizes that overflow give an
 ///   error, and nothing has been written.
@@ -17,10 +18,18 @@
 ///   converted in place to pixels that are no larger, a copy of the source is made first.
 /// - Odd widths in 4:2:2, V210 and 4:2:0: what a unit holds beyond the last pixel repeats that pixel. V210 writes whole
 ///   groups of 16 bytes and never the rest of a row.
+/// - DV (IEC 61834-2, SMPTE 314M, SMPTE 370M) has one size for each format: 720x480 or 720x576, DV100 960x720 or
+///   1280x1080 (60 Hz) and 1440x1080 (50 Hz); at any other size conversions answer kPB_UnsupportedGeometry. Equal
+///   formats of equal sizes copy, whatever the size. libavcodec does the coding and is loaded when the first DV picture
+///   is met; where it is not installed DV answers kPB_UnsupportedFormat. A frame with other blocks than its format has,
+///   or with more than an eighth of them lost, answers kPB_BadData; smaller damage is concealed. Nothing is logged.
+///   Encoding a picture gives the same bytes each time. DV25 and DV50 are lower field first, 1080i upper field first.
 /// - Colour: BT.601 and BT.709 in studio range, full range where the format says so. 4:2:2 and MPEG-2 chroma is sited
 ///   on the left of two columns, MPEG-4 chroma between them; 4:2:0 chroma lies between two rows, in field pictures
-///   between two lines of its own field. Chroma is interpolated linearly towards full size and filtered by a triangle
-///   towards half; where neither matrix nor siting changes it is not resampled. Linear light goes through the sRGB
+///   between two lines of its own field. DV's 4:2:2 and 4:1:1 chroma lies on the first of its columns; of PAL DV25's
+///   4:2:0 chroma V lies on the even and U on the odd lines of its own field. Chroma is interpolated linearly towards
+///   full size and filtered by a triangle towards half and a quarter; where neither matrix nor siting changes it is not
+///   resampled. Linear light goes through the sRGB
 ///   curve (IEC 61966-2-1), continued as an odd function below 0 and by its power above 1.
 /// - Alpha: colours are multiplied or divided in the encoding of the premultiplied side; alpha 0 gives colour 0.
 ///   Towards formats without alpha, colours stay as they are and the fourth channel becomes opaque.
@@ -120,13 +129,14 @@ PIXELBLITTER_API int PB_FillWithColor(void* data, int rowBytes, int width, int h
 
 /// How a PB_ScaleConvert with these arguments would be done.
 struct PB_Plan {
-    int result = kPB_Success;         ///< what the call would answer; the rest is meaningful only for success
-    std::string path;                 ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type
-                                      ///< only), "integers" (exact on codes), "fused" (8-bit codes in one pass over integers),
-                                      ///< "float tiles", "scale", "scale fields", "scale the first field", "scale into
-                                      ///< fields"
-    std::string filter;               ///< "none", "box", "bilinear", "bicubic", "lanczos3"
-    int bands = 1;                    ///< parts that may run on different threads
+    int result = kPB_Success; ///< what the call would answer; the rest is meaningful only for success
+    std::string path;         ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type
+                              ///< only), "integers" (exact on codes), "fused" (8-bit codes in one pass over integers),
+                              ///< "float tiles", "scale", "scale fields", "scale the first field", "scale into
+                              ///< fields"
+                              ///< With DV preceded by "DV decode, ", followed by ", DV encode", or both
+    std::string filter;       ///< "none", "box", "bilinear", "bicubic", "lanczos3"
+    int bands = 1;            ///< parts that may run on different threads
     std::uint64_t temporaryBytes = 0; ///< memory beside source and destination, when these do not overlap
     std::uint64_t bytesMoved = 0;     ///< bytes of the source read and of the destination written
 };
