@@ -91,7 +91,7 @@ void Time(double& best, const Job& job) {
 }
 
 struct Buffer {
-    explicit Buffer(int bytes) : bytes(static_cast<std::size_t>(bytes)) {}
+    explicit Buffer(int count) : bytes(static_cast<std::size_t>(count)) {}
     std::vector<std::uint8_t> bytes;
 };
 
