@@ -66,7 +66,7 @@ bool PutAndRead(const Guid& id, std::uint64_t sizeInBytes) {
 }
 
 /// What a process does while somebody else holds, and may let go of, a block under Id(1). Some begin with a reference
-/// of their own to it. False when a result is wrong.
+/// of their own to it. False when a result is wrong. A listing, which changes nothing, is left out.
 const struct {
     const char* name;
     bool holds;
@@ -97,7 +97,6 @@ const struct {
          return PutBinaryDataGenerationError(Id(1), -1) == 0 && PutBinaryDataGenerationError(Id(6), -6) == 0;
      }},
     {"sweep", false, [](Readable&) { return SweepDeadBlocks(), true; }},
-    {"list", true, [](Readable&) { return Find(List(), Id(1)) != nullptr; }},
     {"wait", false,
      [](Readable& held) { return WaitForBinaryData(Id(13), std::chrono::milliseconds(1), held) == kResult_TimedOut; }},
 };
