@@ -45,7 +45,7 @@ extern const Path kPixelsToPlanesPath; ///< 4:4:4:4 to 4:2:0
 extern const Path kPairsToPixelsPath;  ///< 4:2:2 to 4:4:4:4
 extern const Path kPlanesToPixelsPath; ///< 4:2:0 to 4:4:4:4
 extern const Path kPairsToPlanesPath;  ///< 4:2:2 to 4:2:0 with the same codes
-extern const Path kPlanesToPairsPath;  ///< 4:2:0 to 4:2:2 with the same codes and columns
+extern const Path kPlanesToPairsPath;  ///< 4:2:0 to 4:2:2 with the same codes
 
 // Through float tiles:
 extern const Path kTilePath;       ///< any two 4:4:4:4 formats

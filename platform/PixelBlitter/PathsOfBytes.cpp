@@ -15,12 +15,13 @@ bool CopyAccepts(const Format& from, const Format& to) noexcept {
 }
 
 void RunCopy(const Conversion& conversion) noexcept {
+    const std::ptrdiff_t ahead = TransferInMemoryOrder(conversion).ahead;
     const auto copy = [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept {
         if (source == destination) {
             return;
         }
         if (conversion.stream) {
-            conversion.kernels.streamCopy(source, destination, bytes);
+            conversion.kernels.copyAhead(source, destination, bytes, ahead);
         } else {
             std::memcpy(destination, source, bytes);
         }
@@ -118,9 +119,10 @@ void RunInPieces(const Conversion& conversion, std::size_t sourceUnitBytes, std:
 void RunShuffle(const Conversion& conversion) noexcept {
     const ByteShuffle move = ShuffleBetween(conversion.source.format, conversion.destination.format);
     const std::uint64_t rowBytes = UsedRowBytes(conversion.source.format, conversion.source.width);
+    const Transfer transfer = TransferInMemoryOrder(conversion);
     ForEachRun(conversion, rowBytes, rowBytes, rowBytes / 4,
                [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t units) noexcept {
-                   conversion.kernels.shuffle(source, destination, units * 4, move, conversion.stream);
+                   conversion.kernels.shuffle(source, destination, units * 4, move, transfer);
                });
     if (conversion.stream) {
         conversion.kernels.finishStreaming();

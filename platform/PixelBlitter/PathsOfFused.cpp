@@ -44,9 +44,10 @@ bool ComponentsAccept(const Format& from, const Format& to) noexcept {
 template <class Kernel, class Parameters>
 void RunPixelKernel(const Conversion& conversion, Kernel kernel, const Parameters& parameters) noexcept {
     const std::uint64_t rowBytes = UsedRowBytes(conversion.source.format, conversion.source.width);
+    const Transfer transfer = TransferInMemoryOrder(conversion);
     ForEachRun(conversion, rowBytes, rowBytes, static_cast<std::size_t>(conversion.source.width),
                [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels) noexcept {
-                   kernel(source, destination, pixels, parameters, conversion.stream);
+                   kernel(source, destination, pixels, parameters, transfer);
                });
     FinishStreaming(conversion);
 }
@@ -88,18 +89,17 @@ bool PlanesToPixelsAccept(const Format& from, const Format& to) noexcept {
     return from.packing == Packing::Planar && to.packing == Packing::Bytes && FromRGBOrSameModel(to, from);
 }
 
-// Chroma that stays on its columns.
 bool PlanesToPairsAccept(const Format& from, const Format& to) noexcept {
-    return from.packing == Packing::Planar && to.packing == Packing::Pairs && from.model == to.model &&
-           !from.fullRange && !from.centredChroma;
+    return from.packing == Packing::Planar && to.packing == Packing::Pairs && from.model == to.model && !from.fullRange;
 }
 
 void RunPixelsToPairs(const Conversion& conversion) noexcept {
     const SourcePicture& source = conversion.source;
     const PixelHalving halving = PixelHalvingBetween(source.format, conversion.destination.format);
+    const Transfer transfer = TransferInMemoryOrder(conversion);
     for (int row = 0; row < source.height; ++row) {
         conversion.kernels.fused.pixelsToPairs(source.MemoryRow(row), conversion.destination.MemoryRow(row),
-                                               static_cast<std::size_t>(source.width), halving, conversion.stream);
+                                               static_cast<std::size_t>(source.width), halving, transfer);
     }
     FinishStreaming(conversion);
 }
@@ -127,11 +127,14 @@ void RunPixelsToPlanes(const Conversion& conversion) noexcept {
     const SourcePicture& source = conversion.source;
     const DestinationPicture& destination = conversion.destination;
     const PixelHalving halving = PixelHalvingBetween(source.format, destination.format);
+    const Transfer transfer = TransferByRows(conversion, -source.stride);
     const VerticalSiting vertical(source.height, destination.format.fieldChroma);
     const FusedKernels& kernels = conversion.kernels.fused;
     auto* const scratch = static_cast<std::uint8_t*>(conversion.scratch);
+    // Chroma of frames looks at four rows in succession; fewer rows stay in the first-level cache.
+    const int rowsKept = destination.format.fieldChroma ? VerticalSiting::kReach : 4;
     const auto sumsOf = [&](int row) {
-        const auto slot = static_cast<std::size_t>(row % VerticalSiting::kReach);
+        const auto slot = static_cast<std::size_t>(row % rowsKept);
         return reinterpret_cast<std::int16_t*>(scratch + slot * SumRowBytes(source.width));
     };
     std::uint8_t* const u = scratch + VerticalSiting::kReach * SumRowBytes(source.width);
@@ -147,7 +150,7 @@ void RunPixelsToPlanes(const Conversion& conversion) noexcept {
     int chromaRow = 0;
     for (int row = 0; row < source.height; ++row) {
         kernels.pixelsToLuma(source.Row(row), destination.LumaRow(row), sumsOf(row),
-                             static_cast<std::size_t>(source.width), halving, conversion.stream);
+                             static_cast<std::size_t>(source.width), halving, transfer);
         for (; chromaRow < destination.ChromaHeight(); ++chromaRow) {
             const VerticalSiting::Rows rows = vertical.RowsOfChroma(chromaRow);
             if (rows.last > row) {
@@ -190,13 +193,14 @@ void RunPairsToPixels(const Conversion& conversion) noexcept {
     const bool lumaFirst = source.format.alphaFirst;
     const PixelWidening widening = PixelWideningBetween(source.format, conversion.destination.format);
     const FusedKernels& kernels = conversion.kernels.fused;
+    const Transfer transfer = TransferByRows(conversion, source.stride); // chroma has read this one
     const auto layout = static_cast<int>(lumaFirst ? LumaLayout::PairsBelow : LumaLayout::PairsAbove);
     std::int16_t* const chroma = ChromaRowIn(conversion.scratch);
     for (int row = 0; row < source.height; ++row) {
         const std::uint8_t* const pairs = source.MemoryRow(row);
         kernels.chromaOfPairs(pairs, lumaFirst, chroma, PairsOf(source.width));
         kernels.chromaToPixels[layout](pairs, chroma, conversion.destination.MemoryRow(row),
-                                       static_cast<std::size_t>(source.width), widening, conversion.stream);
+                                       static_cast<std::size_t>(source.width), widening, transfer);
     }
     FinishStreaming(conversion);
 }
@@ -206,12 +210,13 @@ void RunPlanesToPixels(const Conversion& conversion) noexcept {
     const PixelWidening widening = PixelWideningBetween(source.format, conversion.destination.format);
     const VerticalSiting vertical(source.height, source.format.fieldChroma);
     const FusedKernels& kernels = conversion.kernels.fused;
+    const Transfer transfer = TransferByRows(conversion, FetchDistance());
     std::int16_t* const chroma = ChromaRowIn(conversion.scratch);
     for (int row = 0; row < source.height; ++row) {
         kernels.chromaOfPlanes(MixOfRow(source, vertical, row), chroma, PairsOf(source.width));
         kernels.chromaToPixels[static_cast<int>(LumaLayout::Plane)](
             source.LumaRow(row), chroma, conversion.destination.Row(row), static_cast<std::size_t>(source.width),
-            widening, conversion.stream);
+            widening, transfer);
     }
     FinishStreaming(conversion);
 }
@@ -220,10 +225,18 @@ void RunPlanesToPairs(const Conversion& conversion) noexcept {
     const SourcePicture& source = conversion.source;
     const DestinationPicture& destination = conversion.destination;
     const VerticalSiting vertical(source.height, source.format.fieldChroma);
+    const FusedKernels& kernels = conversion.kernels.fused;
+    const Transfer transfer = TransferByRows(conversion, FetchDistance());
+    const bool lumaFirst = destination.format.alphaFirst;
+    const auto width = static_cast<std::size_t>(source.width);
     for (int row = 0; row < source.height; ++row) {
-        conversion.kernels.fused.planesToPairs(source.LumaRow(row), MixOfRow(source, vertical, row),
-                                               destination.format.alphaFirst, destination.Row(row),
-                                               static_cast<std::size_t>(source.width), conversion.stream);
+        const ChromaMix mix = MixOfRow(source, vertical, row);
+        if (source.format.centredChroma) {
+            kernels.centredPlanesToPairs(source.LumaRow(row), mix, ChromaRowIn(conversion.scratch), lumaFirst,
+                                         destination.Row(row), width, transfer);
+        } else {
+            kernels.planesToPairs(source.LumaRow(row), mix, lumaFirst, destination.Row(row), width, transfer);
+        }
     }
     FinishStreaming(conversion);
 }
@@ -237,6 +250,6 @@ const Path kPixelsToPairsPath{"fused", PixelsToPairsAccept, RunPixelsToPairs, nu
 const Path kPixelsToPlanesPath{"fused", PixelsToPlanesAccept, RunPixelsToPlanes, PixelsToPlanesScratch, false};
 const Path kPairsToPixelsPath{"fused", PairsToPixelsAccept, RunPairsToPixels, ChromaRowScratch, false};
 const Path kPlanesToPixelsPath{"fused", PlanesToPixelsAccept, RunPlanesToPixels, ChromaRowScratch, false};
-const Path kPlanesToPairsPath{"integers", PlanesToPairsAccept, RunPlanesToPairs, nullptr, false};
+const Path kPlanesToPairsPath{"integers", PlanesToPairsAccept, RunPlanesToPairs, ChromaRowScratch, false};
 
 } // namespace PixelBlitter

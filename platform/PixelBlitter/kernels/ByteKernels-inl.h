@@ -14,28 +14,34 @@ namespace HWY_NAMESPACE {
 namespace {
 
 void Shuffle(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes, const ByteShuffle& move,
-             bool stream) noexcept {
+             const Transfer& transfer) noexcept {
     const auto order = hn::LoadDup128(dbytes, move.order);
     const auto keep = hn::LoadDup128(dbytes, move.keep);
     const auto set = hn::LoadDup128(dbytes, move.set);
-    RunPixels(source, destination, bytes / 4, stream,
+    RunPixels(source, destination, bytes / 4, transfer,
               [=](Bytes pixels) HWY_ATTR { return hn::Or(hn::And(hn::TableLookupBytes(pixels, order), keep), set); });
 }
 
+struct CopyOp {
+    const std::uint8_t* source;
+    std::uint8_t* destination;
+
+    static HWY_INLINE std::size_t Step() { return hn::Lanes(dbytes); }
+    HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const { FetchVectors<1>(source + i, ahead); }
+    template <class Stores>
+    HWY_INLINE void Run(std::size_t i) const {
+        Stores::Store(hn::LoadU(dbytes, source + i), destination + i);
+    }
+    HWY_INLINE void Rest(std::size_t i, std::size_t count) const { std::memcpy(destination + i, source + i, count); }
+};
+
+void CopyAhead(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes,
+               std::ptrdiff_t ahead) noexcept {
+    RunSteps(CopyOp{source, destination}, 0, bytes, destination, 1, {true, ahead});
+}
+
 void StreamCopy(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept {
-    const std::size_t step = hn::Lanes(dbytes);
-    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(destination) % step;
-    const std::size_t head = misaligned == 0 ? 0 : step - misaligned;
-    if (bytes < head + step) {
-        std::memcpy(destination, source, bytes);
-        return;
-    }
-    std::memcpy(destination, source, head);
-    std::size_t i = head;
-    for (; i + step <= bytes; i += step) {
-        hn::Stream(hn::LoadU(dbytes, source + i), dbytes, destination + i);
-    }
-    std::memcpy(destination + i, source + i, bytes - i);
+    CopyAhead(source, destination, bytes, 0);
 }
 
 void FinishStreaming() noexcept {

@@ -110,6 +110,7 @@ struct PixelsToPairsOp {
     bool lumaAbove;
 
     static HWY_INLINE std::size_t Step() { return LaneCount(); } // pairs: two vectors of pixels
+    HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const { FetchVectors<2>(row + 8 * i, ahead); }
     template <class Stores>
     HWY_INLINE void Run(std::size_t i) const {
         Stores::Store(Codes(row + 8 * i), destination + 4 * i);
@@ -139,7 +140,7 @@ struct PixelsToPairsOp {
 
 template <WeightScale scale>
 void PixelsToPairsAt(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                     const PixelHalving& halving, bool stream) noexcept {
+                     const PixelHalving& halving, const Transfer& transfer) noexcept {
     const PixelsToPairsOp<scale> op{source,
                                     destination,
                                     pixels,
@@ -148,21 +149,21 @@ void PixelsToPairsAt(const std::uint8_t* source, std::uint8_t* destination, std:
                                     halving.lumaAbove};
     const std::size_t pairs = (pixels + 1) / 2;
     // The first pixel has none before it. What is left of a row that is streamed then begins aligned.
-    const std::size_t head = stream ? UnitsToAlignment(destination, 4) : 0;
+    const std::size_t head = transfer.stream ? UnitsToAlignment(destination, 4) : 0;
     const std::size_t first = std::min(pairs, head == 0 || head > op.Step() ? op.Step() : head);
     op.Rest(0, first);
     // A row of odd width ends on a pair whose second pixel does not exist.
-    RunSteps(op, first, std::max(first, pixels / 2), destination, 4, stream);
+    RunSteps(op, first, std::max(first, pixels / 2), destination, 4, transfer);
     if (pixels % 2 != 0 && first < pairs) {
         op.Rest(pairs - 1, 1);
     }
 }
 
 void PixelsToPairs(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                   const PixelHalving& halving, bool stream) noexcept {
+                   const PixelHalving& halving, const Transfer& transfer) noexcept {
     const auto run =
         halving.scale == WeightScale::Fine ? PixelsToPairsAt<WeightScale::Fine> : PixelsToPairsAt<WeightScale::Coarse>;
-    run(source, destination, pixels, halving, stream);
+    run(source, destination, pixels, halving, transfer);
 }
 
 template <WeightScale scale, bool centred>
@@ -174,6 +175,7 @@ struct PixelsToLumaOp {
     HalvedPixels<scale> pixels;
 
     static HWY_INLINE std::size_t Step() { return 2 * LaneCount(); } // pairs: four vectors of pixels
+    HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const { FetchVectors<4>(row + 8 * i, ahead); }
     template <class Stores>
     HWY_INLINE void Run(std::size_t i) const {
         Stores::Store(Codes(row + 8 * i, sums + kSumWords * i), luma + 2 * i);
@@ -202,27 +204,27 @@ struct PixelsToLumaOp {
 
 template <WeightScale scale, bool centred>
 void PixelsToLumaAt(const std::uint8_t* source, std::uint8_t* luma, std::int16_t* sums, std::size_t pixels,
-                    const PixelHalving& halving, bool stream) noexcept {
+                    const PixelHalving& halving, const Transfer& transfer) noexcept {
     const PixelsToLumaOp<scale, centred> op{source, luma, sums, pixels, HalvedPixels<scale>(halving, 0)};
     const std::size_t pairs = (pixels + 1) / 2;
-    const std::size_t head = stream ? UnitsToAlignment(luma, 2) : 0;
+    const std::size_t head = transfer.stream ? UnitsToAlignment(luma, 2) : 0;
     const std::size_t first = std::min(pairs, head == 0 || head > op.Step() ? op.Step() : head);
     op.Rest(0, first);
     // Pairs whose pixels and neighbours all exist.
     const std::size_t whole = centred ? (pixels - 1) / 2 : pixels / 2;
-    RunSteps(op, first, std::max(first, whole), luma, 2, stream);
+    RunSteps(op, first, std::max(first, whole), luma, 2, transfer);
     if (const std::size_t done = std::max(first, whole); done < pairs) {
         op.Rest(done, pairs - done);
     }
 }
 
 void PixelsToLuma(const std::uint8_t* source, std::uint8_t* luma, std::int16_t* sums, std::size_t pixels,
-                  const PixelHalving& halving, bool stream) noexcept {
+                  const PixelHalving& halving, const Transfer& transfer) noexcept {
     using enum WeightScale;
     const auto run = halving.scale == Fine
                          ? (halving.centred ? PixelsToLumaAt<Fine, true> : PixelsToLumaAt<Fine, false>)
                          : (halving.centred ? PixelsToLumaAt<Coarse, true> : PixelsToLumaAt<Coarse, false>);
-    run(source, luma, sums, pixels, halving, stream);
+    run(source, luma, sums, pixels, halving, transfer);
 }
 
 template <WeightScale scale>

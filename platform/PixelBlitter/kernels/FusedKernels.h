@@ -7,13 +7,19 @@
 /// correctly rounded float operations), so every CPU target gives the same bytes.
 ///
 /// A component that appears twice in a pixel's vector may carry a weight beyond what 16 bits hold, split in two.
-/// `stream` asks for stores past the caches wherever the destination's address allows them; Kernels::finishStreaming
-/// orders them.
 
 #include <cstddef>
 #include <cstdint>
 
 namespace PixelBlitter {
+
+/// How a kernel treats memory.
+struct Transfer {
+    /// Store past the caches wherever the destination's address allows it; Kernels::finishStreaming orders this. The
+    /// source is then fetched ahead, too.
+    bool stream = false;
+    std::ptrdiff_t ahead = 0; ///< bytes from what is read to what is fetched
+};
 
 /// Bits behind the point of the weights.
 enum class WeightScale { Coarse, Fine }; ///< 14: weights below 2, sums of two below 4; 15: below 1
@@ -101,18 +107,18 @@ struct ChromaMix {
 
 struct FusedKernels {
     void (*premultiply)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                        const AlphaProduct& product, bool stream) noexcept;
+                        const AlphaProduct& product, const Transfer& transfer) noexcept;
     void (*unpremultiply)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                          const AlphaQuotient& quotient, bool stream) noexcept;
+                          const AlphaQuotient& quotient, const Transfer& transfer) noexcept;
     void (*mixComponents)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                          const ComponentMatrix& matrix, bool stream) noexcept;
+                          const ComponentMatrix& matrix, const Transfer& transfer) noexcept;
 
     // A row of pixels to 8-bit 4:2:2.
     void (*pixelsToPairs)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                          const PixelHalving& halving, bool stream) noexcept;
+                          const PixelHalving& halving, const Transfer& transfer) noexcept;
     // A row of pixels to luma and to what sumsToChroma wants: kSumWords for each pair, and slack of 128 bytes.
     void (*pixelsToLuma)(const std::uint8_t* source, std::uint8_t* luma, std::int16_t* sums, std::size_t pixels,
-                         const PixelHalving& halving, bool stream) noexcept;
+                         const PixelHalving& halving, const Transfer& transfer) noexcept;
     // Weights in sixteenths. u and v have slack of 64 bytes.
     void (*sumsToChroma)(const std::int16_t* const rows[4], const std::uint16_t weights[4], std::uint8_t* u,
                          std::uint8_t* v, std::size_t pairs, const PixelHalving& halving) noexcept;
@@ -123,11 +129,14 @@ struct FusedKernels {
     void (*chromaOfPlanes)(const ChromaMix& mix, std::int16_t* chroma, std::size_t pairs) noexcept;
     void (*chromaToPixels[kLumaLayouts])(const std::uint8_t* luma, const std::int16_t* chroma,
                                          std::uint8_t* destination, std::size_t pixels, const PixelWidening& widening,
-                                         bool stream) noexcept;
+                                         const Transfer& transfer) noexcept;
 
     // A row of planes to 8-bit 4:2:2 of the same codes; chroma rows are mixed with one rounding, halves up.
     void (*planesToPairs)(const std::uint8_t* luma, const ChromaMix& mix, bool lumaFirst, std::uint8_t* destination,
-                          std::size_t pixels, bool stream) noexcept;
+                          std::size_t pixels, const Transfer& transfer) noexcept;
+    // The same from chroma between two columns. chroma: a row as for chromaToPixels, made on the way.
+    void (*centredPlanesToPairs)(const std::uint8_t* luma, const ChromaMix& mix, std::int16_t* chroma, bool lumaFirst,
+                                 std::uint8_t* destination, std::size_t pixels, const Transfer& transfer) noexcept;
 };
 
 } // namespace PixelBlitter

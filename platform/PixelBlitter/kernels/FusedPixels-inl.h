@@ -55,8 +55,8 @@ private:
 };
 
 void PremultiplyBytes(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                      const AlphaProduct& product, bool stream) noexcept {
-    RunPixels(source, destination, pixels, stream, PremultiplyPixels(product));
+                      const AlphaProduct& product, const Transfer& transfer) noexcept {
+    RunPixels(source, destination, pixels, transfer, PremultiplyPixels(product));
 }
 
 template <bool alphaFirst>
@@ -99,11 +99,11 @@ private:
 };
 
 void UnpremultiplyBytes(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                        const AlphaQuotient& quotient, bool stream) noexcept {
+                        const AlphaQuotient& quotient, const Transfer& transfer) noexcept {
     if (quotient.alphaFirst) {
-        RunPixels(source, destination, pixels, stream, UnpremultiplyPixels<true>(quotient));
+        RunPixels(source, destination, pixels, transfer, UnpremultiplyPixels<true>(quotient));
     } else {
-        RunPixels(source, destination, pixels, stream, UnpremultiplyPixels<false>(quotient));
+        RunPixels(source, destination, pixels, transfer, UnpremultiplyPixels<false>(quotient));
     }
 }
 
@@ -143,11 +143,11 @@ private:
 };
 
 void MixComponents(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                   const ComponentMatrix& matrix, bool stream) noexcept {
+                   const ComponentMatrix& matrix, const Transfer& transfer) noexcept {
     if (matrix.scale == WeightScale::Fine) {
-        RunPixels(source, destination, pixels, stream, MixPixels<WeightScale::Fine>(matrix));
+        RunPixels(source, destination, pixels, transfer, MixPixels<WeightScale::Fine>(matrix));
     } else {
-        RunPixels(source, destination, pixels, stream, MixPixels<WeightScale::Coarse>(matrix));
+        RunPixels(source, destination, pixels, transfer, MixPixels<WeightScale::Coarse>(matrix));
     }
 }
 

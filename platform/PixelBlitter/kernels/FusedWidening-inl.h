@@ -1,4 +1,4 @@
-// 8-bit 4:2:2 and 4:2:0 to pixels of four components, and planes to 4:2:2.
+// 8-bit 4:2:2 and 4:2:0 to pixels of four components.
 #if defined(PIXELBLITTER_FUSED_WIDENING_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef PIXELBLITTER_FUSED_WIDENING_INL_H
 #undef PIXELBLITTER_FUSED_WIDENING_INL_H
@@ -183,6 +183,7 @@ struct ChromaToPixelsOp {
     static constexpr std::size_t kLumaBytes = kLumaBytesOfPair<layout>;
 
     static HWY_INLINE std::size_t Step() { return LaneCount(); } // pairs
+    HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const { FetchVectors<1>(luma + kLumaBytes * i, ahead); }
     template <class Stores>
     HWY_INLINE void Run(std::size_t i) const {
         Bytes low, high;
@@ -204,10 +205,10 @@ struct ChromaToPixelsOp {
 
 template <LumaLayout layout, bool centred, bool reorder>
 void ChromaToPixelsBy(const std::uint8_t* luma, const std::int16_t* chroma, std::uint8_t* destination,
-                      std::size_t pixels, const PixelWidening& widening, bool stream) noexcept {
+                      std::size_t pixels, const PixelWidening& widening, const Transfer& transfer) noexcept {
     const ChromaToPixelsOp<layout, centred, reorder> op{luma, chroma, destination, pixels,
                                                         WidenedPixels<layout, centred, reorder>(widening)};
-    RunSteps(op, 0, pixels / 2, destination, 8, stream);
+    RunSteps(op, 0, pixels / 2, destination, 8, transfer);
     if (pixels % 2 != 0) {
         op.Rest(pixels / 2, 1);
     }
@@ -215,88 +216,13 @@ void ChromaToPixelsBy(const std::uint8_t* luma, const std::int16_t* chroma, std:
 
 template <LumaLayout layout>
 void ChromaToPixels(const std::uint8_t* luma, const std::int16_t* chroma, std::uint8_t* destination, std::size_t pixels,
-                    const PixelWidening& widening, bool stream) noexcept {
+                    const PixelWidening& widening, const Transfer& transfer) noexcept {
     const auto run =
         widening.centred
             ? (widening.reorder ? ChromaToPixelsBy<layout, true, true> : ChromaToPixelsBy<layout, true, false>)
             : (widening.reorder ? ChromaToPixelsBy<layout, false, true> : ChromaToPixelsBy<layout, false, false>);
-    run(luma, chroma, destination, pixels, widening, stream);
+    run(luma, chroma, destination, pixels, widening, transfer);
 }
-
-template <bool lumaFirst>
-struct PlanesToPairsOp {
-    const std::uint8_t* luma;
-    ChromaMix mix;
-    std::uint8_t* destination;
-    std::size_t width;
-    MixedRows mixed;
-
-    static HWY_INLINE std::size_t Step() { return 2 * LaneCount(); } // pairs: two vectors
-    template <class Stores>
-    HWY_INLINE void Run(std::size_t i) const {
-        const std::uint8_t* const u[2] = {mix.u[0] + i, mix.u[1] + i};
-        const std::uint8_t* const v[2] = {mix.v[0] + i, mix.v[1] + i};
-        Bytes low, high;
-        Codes(luma + 2 * i, u, v, low, high);
-        Stores::Store(low, destination + 4 * i);
-        Stores::Store(high, destination + 4 * i + 4 * LaneCount());
-    }
-    HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
-        alignas(64) std::uint8_t rest[8 * kMaxLanes] = {};
-        const std::size_t columns = std::min(2 * count, width - 2 * i);
-        std::memcpy(rest, luma + 2 * i, columns);
-        if (columns < 2 * count) { // the second pixel of a pair that only one pixel uses
-            rest[columns] = rest[columns - 1];
-        }
-        const MixFrom chroma(mix, i, count);
-        Bytes low, high;
-        Codes(rest, chroma.u, chroma.v, low, high);
-        hn::Store(low, dbytes, rest);
-        hn::Store(high, dbytes, rest + 4 * LaneCount());
-        std::memcpy(destination + 4 * i, rest, 4 * count);
-    }
-
-    HWY_INLINE void Codes(const std::uint8_t* y, const std::uint8_t* const u[2], const std::uint8_t* const v[2],
-                          Bytes& low, Bytes& high) const {
-        const Words half = hn::Set(ds, std::int16_t{4});
-        const Words codeU = hn::ShiftRight<3>(hn::Add(mixed(u[0], u[1]), half));
-        const Words codeV = hn::ShiftRight<3>(hn::Add(mixed(v[0], v[1]), half));
-        const Bytes chroma = Pieces::Spread(hn::BitCast(dbytes, hn::Or(codeU, hn::ShiftLeft<8>(codeV))));
-        const Bytes codes = Pieces::Spread(hn::LoadU(dbytes, y));
-        low = lumaFirst ? hn::InterleaveLower(dbytes, codes, chroma) : hn::InterleaveLower(dbytes, chroma, codes);
-        high = lumaFirst ? hn::InterleaveUpper(dbytes, codes, chroma) : hn::InterleaveUpper(dbytes, chroma, codes);
-    }
-};
-
-template <bool lumaFirst>
-void PlanesToPairsBy(const std::uint8_t* luma, const ChromaMix& mix, std::uint8_t* destination, std::size_t pixels,
-                     bool stream) noexcept {
-    const PlanesToPairsOp<lumaFirst> op{luma, mix, destination, pixels, MixedRows(mix.weights)};
-    RunSteps(op, 0, pixels / 2, destination, 4, stream);
-    if (pixels % 2 != 0) {
-        op.Rest(pixels / 2, 1);
-    }
-}
-
-void PlanesToPairs(const std::uint8_t* luma, const ChromaMix& mix, bool lumaFirst, std::uint8_t* destination,
-                   std::size_t pixels, bool stream) noexcept {
-    const auto run = lumaFirst ? PlanesToPairsBy<true> : PlanesToPairsBy<false>;
-    run(luma, mix, destination, pixels, stream);
-}
-
-constexpr FusedKernels kFusedKernels{
-    .premultiply = PremultiplyBytes,
-    .unpremultiply = UnpremultiplyBytes,
-    .mixComponents = MixComponents,
-    .pixelsToPairs = PixelsToPairs,
-    .pixelsToLuma = PixelsToLuma,
-    .sumsToChroma = SumsToChroma,
-    .chromaOfPairs = ChromaOfPairs,
-    .chromaOfPlanes = ChromaOfPlanes,
-    .chromaToPixels = {ChromaToPixels<LumaLayout::Plane>, ChromaToPixels<LumaLayout::PairsBelow>,
-                       ChromaToPixels<LumaLayout::PairsAbove>},
-    .planesToPairs = PlanesToPairs,
-};
 
 } // namespace
 } // namespace HWY_NAMESPACE

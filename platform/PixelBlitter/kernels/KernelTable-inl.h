@@ -11,9 +11,9 @@
 #include "ComponentKernels-inl.h"
 #include "DepthKernels-inl.h"
 #include "FusedHalving-inl.h"
-#include "FusedWidening-inl.h"
 #include "PairKernels-inl.h"
 #include "PlaneKernels-inl.h"
+#include "PlanePairs-inl.h"
 #include "TransferKernels-inl.h"
 #include "V210Kernels-inl.h"
 
@@ -55,6 +55,7 @@ const Kernels* TableOfTarget() {
                         {ChangeDepth<Word, Byte>, nullptr, ChangeDepth<Word, Float>},
                         {ChangeDepth<Float, Byte>, ChangeDepth<Float, Word>, nullptr}},
         .streamCopy = StreamCopy,
+        .copyAhead = CopyAhead,
         .finishStreaming = FinishStreaming,
         .fused = kFusedKernels,
     };

@@ -113,19 +113,23 @@ struct Kernels {
     void (*narrowChroma)(const float* in, float* out, std::size_t halfCount, const float weights[4]) noexcept;
 
     // Bytes to bytes.
-    // The luma of a row of 8-bit 4:2:2. pixels may be odd, the row's last pair is whole.
-    void (*splitLuma)(const std::uint8_t* source, bool lumaFirst, std::uint8_t* luma, std::size_t pixels) noexcept;
+    // The luma of a row of 8-bit 4:2:2.
+    void (*splitLuma)(const std::uint8_t* source, bool lumaFirst, std::uint8_t* luma, std::size_t pixels,
+                      const Transfer& transfer) noexcept;
     // Chroma of rows of 8-bit 4:2:2: (sum of weights[i] * rows[i]) / 16, halves up; the weights add up to 16. centre
     // moves the samples from the left of two columns between them before the one rounding.
     void (*mixPairChroma)(const std::uint8_t* const rows[4], bool lumaFirst, const std::uint16_t weights[4],
                           bool centre, std::uint8_t* u, std::uint8_t* v, std::size_t pairs) noexcept;
     void (*shuffle)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes, const ByteShuffle& move,
-                    bool stream) noexcept; ///< bytes divides by 4
+                    const Transfer& transfer) noexcept; ///< bytes divides by 4
     void (*changeDepth[kElementCount][kElementCount])(const std::uint8_t* source, std::uint8_t* destination,
                                                       std::size_t pixels,
                                                       const DepthChange& change) noexcept; ///< [from][to]
     // A copy past the caches. finishStreaming orders these stores before whatever the thread does next.
     void (*streamCopy)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept;
+    // The same; what lies so many bytes ahead in the source is fetched.
+    void (*copyAhead)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes,
+                      std::ptrdiff_t ahead) noexcept;
     void (*finishStreaming)() noexcept;
 
     FusedKernels fused; ///< whole conversions of 8-bit pixels

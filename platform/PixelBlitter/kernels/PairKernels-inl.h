@@ -6,7 +6,8 @@
 #define PIXELBLITTER_PAIR_KERNELS_INL_H
 #endif
 
-#include "Vectors-inl.h"
+#include "PairSums-inl.h"
+#include "RowStores-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
@@ -29,32 +30,38 @@ HWY_INLINE Bytes JoinLowBytes(Lanes16 a, Lanes16 b) {
 }
 
 template <bool lumaFirst>
-HWY_INLINE Bytes LumaOf(const std::uint8_t* source) {
-    const Bytes a = hn::LoadU(dbytes, source);
-    const Bytes b = hn::LoadU(dbytes, source + hn::Lanes(dbytes));
-    return lumaFirst ? hn::ConcatEven(dbytes, b, a) : hn::ConcatOdd(dbytes, b, a);
-}
+struct LumaOfPairsOp {
+    const std::uint8_t* source;
+    std::uint8_t* luma;
 
-template <bool lumaFirst>
-void TakeLuma(const std::uint8_t* source, std::uint8_t* luma, std::size_t pixels) noexcept {
-    const std::size_t step = hn::Lanes(dbytes);
-    std::size_t i = 0;
-    for (; i + step <= pixels; i += step) {
-        hn::StoreU(LumaOf<lumaFirst>(source + 2 * i), dbytes, luma + i);
+    static HWY_INLINE std::size_t Step() { return hn::Lanes(dbytes); } // pixels
+    HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const { FetchVectors<2>(source + 2 * i, ahead); }
+    template <class Stores>
+    HWY_INLINE void Run(std::size_t i) const {
+        Stores::Store(Codes(source + 2 * i), luma + i);
     }
-    if (i < pixels) {
+    HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
         alignas(64) std::uint8_t rest[2 * kMaxBytes] = {};
-        std::memcpy(rest, source + 2 * i, 4 * ((pixels - i + 1) / 2));
-        hn::Store(LumaOf<lumaFirst>(rest), dbytes, rest);
-        std::memcpy(luma + i, rest, pixels - i);
+        std::memcpy(rest, source + 2 * i, 2 * count);
+        hn::Store(Codes(rest), dbytes, rest);
+        std::memcpy(luma + i, rest, count);
     }
-}
 
-void SplitLuma(const std::uint8_t* source, bool lumaFirst, std::uint8_t* luma, std::size_t pixels) noexcept {
+    // Two vectors of luma and chroma to one of luma.
+    static HWY_INLINE Bytes Codes(const std::uint8_t* from) {
+        const auto luma16 = [](Bytes pairs)
+                                HWY_ATTR { return hn::BitCast(ds, lumaFirst ? LowBytes(pairs) : HighBytes(pairs)); };
+        return Pieces::Gather(
+            PackToBytes(luma16(hn::LoadU(dbytes, from)), luma16(hn::LoadU(dbytes, from + hn::Lanes(dbytes)))));
+    }
+};
+
+void SplitLuma(const std::uint8_t* source, bool lumaFirst, std::uint8_t* luma, std::size_t pixels,
+               const Transfer& transfer) noexcept {
     if (lumaFirst) {
-        TakeLuma<true>(source, luma, pixels);
+        RunSteps(LumaOfPairsOp<true>{source, luma}, 0, pixels, luma, 1, transfer);
     } else {
-        TakeLuma<false>(source, luma, pixels);
+        RunSteps(LumaOfPairsOp<false>{source, luma}, 0, pixels, luma, 1, transfer);
     }
 }
 

@@ -6,6 +6,7 @@
 #define PIXELBLITTER_ROW_STORES_INL_H
 #endif
 
+#include "FusedKernels.h"
 #include "Vectors-inl.h"
 
 #include <hwy/cache_control.h>
@@ -30,14 +31,25 @@ HWY_INLINE std::size_t UnitsToAlignment(const std::uint8_t* at, std::size_t unit
     return missing % unitBytes == 0 ? missing / unitBytes : SIZE_MAX;
 }
 
+// So many vectors from the address on.
+template <std::size_t vectors>
+HWY_INLINE void FetchVectors(const std::uint8_t* at, std::ptrdiff_t ahead) {
+    // The address may lie beyond the picture, where a prefetch does nothing but a pointer must not be formed.
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(at) + static_cast<std::uintptr_t>(ahead);
+    for (std::size_t i = 0; i < vectors; ++i) {
+        hwy::Prefetch(reinterpret_cast<const std::uint8_t*>(address + i * hn::Lanes(dbytes)));
+    }
+}
+
 // Runs op on a row, op.Step() units at once. Whole steps go straight to the destination, in streamed rows from its
-// first aligned address on; op.Rest(first, count) does the others, at most op.Step() at once.
+// first aligned address on; op.Rest(first, count) does the others, at most op.Step() at once. op.Fetch(i, ahead)
+// prefetches what a step reads so many bytes later.
 template <class Op>
 HWY_INLINE void RunSteps(const Op& op, std::size_t first, std::size_t units, const std::uint8_t* destination,
-                         std::size_t unitBytes, bool stream) {
+                         std::size_t unitBytes, const Transfer& transfer) {
     const std::size_t step = op.Step();
     std::size_t i = first;
-    if (stream && i < units) {
+    if (transfer.stream && i < units) {
         const std::size_t head = UnitsToAlignment(destination + i * unitBytes, unitBytes);
         if (head <= units - i) {
             if (head > 0) {
@@ -45,6 +57,7 @@ HWY_INLINE void RunSteps(const Op& op, std::size_t first, std::size_t units, con
                 i += head;
             }
             for (; i + step <= units; i += step) {
+                op.Fetch(i, transfer.ahead);
                 op.template Run<Streaming>(i);
             }
         }
@@ -66,6 +79,7 @@ struct PixelOp {
     const Pixels& pixels;
 
     static HWY_INLINE std::size_t Step() { return LaneCount(); }
+    HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const { FetchVectors<1>(source + 4 * i, ahead); }
     template <class Stores>
     HWY_INLINE void Run(std::size_t i) const {
         Stores::Store(pixels(hn::LoadU(dbytes, source + 4 * i)), destination + 4 * i);
@@ -79,9 +93,9 @@ struct PixelOp {
 };
 
 template <class Pixels>
-HWY_INLINE void RunPixels(const std::uint8_t* source, std::uint8_t* destination, std::size_t count, bool stream,
-                          const Pixels& pixels) {
-    RunSteps(PixelOp<Pixels>{source, destination, pixels}, 0, count, destination, 4, stream);
+HWY_INLINE void RunPixels(const std::uint8_t* source, std::uint8_t* destination, std::size_t count,
+                          const Transfer& transfer, const Pixels& pixels) {
+    RunSteps(PixelOp<Pixels>{source, destination, pixels}, 0, count, destination, 4, transfer);
 }
 
 } // namespace
