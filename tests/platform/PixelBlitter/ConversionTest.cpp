@@ -33,6 +33,30 @@ std::string NameOf(const testing::TestParamInfo<std::int32_t>& info) {
     return name.str();
 }
 
+// The largest distance of any code from the exact one; infinity where a path that promises exact rounding breaks it.
+double LargestError(const reference::Picture& expected, const TestPicture& destination, bool words, bool exact) {
+    const reference::Picture got = destination.Codes();
+    double error = 0;
+    for (int c = 0; c < (destination.format.Is444() ? 4 : 3); ++c) {
+        const auto& want = expected.plane[c].samples;
+        for (std::size_t n = 0; n < want.size(); ++n) {
+            const double code = got.plane[c].samples[n];
+            // Integer paths round the exact value, halves up; the reference may miss a half by its own last bits.
+            if (exact && code != std::floor(want[n] + 0.5 + 1e-9)) {
+                return INFINITY;
+            }
+            // Words above white pass through moves of bytes and are clipped by everything else.
+            const bool aboveWhite = words && destination.format.layout == reference::Layout::Words && code > 32768;
+            error = std::max(error, aboveWhite ? 0 : std::abs(code - want[n]));
+        }
+    }
+    return error;
+}
+
+std::string PathOf(std::int32_t from, std::int32_t to, Size size) {
+    return PB_PlanScaleConvert(size.width, size.height, from, 0, size.width, size.height, to, 0, 0).path;
+}
+
 TEST_P(EveryFormat, ConvertsToEveryFormatAsTheDefinitionsSay) {
     const reference::Format from(GetParam());
     unsigned turn = static_cast<unsigned>(GetParam());
@@ -54,26 +78,60 @@ TEST_P(EveryFormat, ConvertsToEveryFormatAsTheDefinitionsSay) {
             double magnitude = 1;
             const reference::Picture expected =
                 reference::Convert(from, destination.format, source.Codes(), &magnitude);
-            const reference::Picture got = destination.Codes();
-            // Integer paths round the exact value, halves up; the reference may miss a half by its own last bits.
-            const bool exact =
-                PB_PlanScaleConvert(size.width, size.height, from.value, 0, size.width, size.height, to, 0, 0).path ==
-                "integers";
-            double error = 0;
-            for (int c = 0; c < (destination.format.Is444() ? 4 : 3); ++c) {
-                // Words above white pass through moves of bytes and are clipped by everything else.
-                const auto& want = expected.plane[c].samples;
-                for (std::size_t n = 0; n < want.size(); ++n) {
-                    const double distance = std::abs(got.plane[c].samples[n] - want[n]);
-                    ASSERT_TRUE(!exact || got.plane[c].samples[n] == std::floor(want[n] + 0.5 + 1e-9));
-                    const bool aboveWhite = from.layout == reference::Layout::Words && got.plane[c].samples[n] > 32768;
-                    error = std::max(
-                        error, aboveWhite && destination.format.layout == reference::Layout::Words ? 0 : distance);
-                }
-            }
+            const double error = LargestError(expected, destination, from.layout == reference::Layout::Words,
+                                              PathOf(from.value, to, size) == "integers");
             ASSERT_LE(error, Tolerance(from, destination.format, magnitude)) << "magnitude " << magnitude;
         }
     }
+}
+// Formats of 8 bits meet in kernels of their own: exact at every width, the same on every processor.
+TEST_P(EveryFormat, OfBytesMeetsOthersOfBytesInOnePass) {
+    const reference::Format from(GetParam());
+    const auto hasBytes = [](const reference::Format& format) {
+        return format.layout == reference::Layout::Bytes || format.layout == reference::Layout::Pairs ||
+               format.layout == reference::Layout::Planar;
+    };
+    const std::int64_t targets = hwy::SupportedTargets();
+    unsigned turn = 0;
+    for (const std::int32_t to : reference::AllFormats()) {
+        const reference::Format format(to);
+        const std::string path = PathOf(from.value, to, {2, 2});
+        // Another matrix, alpha and matrix together, or planes on both sides take the tiles.
+        const bool sameModel = from.yuv == format.yuv && from.bt709 == format.bt709;
+        const bool alpha = from.alpha != reference::Alpha::None && format.alpha != reference::Alpha::None &&
+                           from.alpha != format.alpha;
+        const bool planes = !from.HasRows() && !format.HasRows();
+        const bool range = !from.Is444() && !format.Is444() && from.fullRange != format.fullRange;
+        if (to == from.value || !hasBytes(from) || !hasBytes(format) || (from.yuv && format.yuv && !sameModel) ||
+            planes || range || (alpha && !sameModel)) {
+            continue;
+        }
+        ASSERT_TRUE(path == "fused" || path == "integers" || path == "shuffle") << path;
+        for (int width = 1; width <= 130; width += width < 20 ? 1 : 7, ++turn) {
+            const Size size{width, 1 + static_cast<int>(turn % 7)};
+            TestPicture source(from.value, size.width, size.height, static_cast<int>(turn % 3) * 5, turn % 4 == 1);
+            source.Randomise(turn);
+            std::vector<std::uint8_t> first;
+            for (const std::int64_t target : {HWY_EMU128, HWY_SSSE3, HWY_AVX2, HWY_AVX3}) {
+                if (target != HWY_EMU128 && (targets & target) == 0) {
+                    continue;
+                }
+                hwy::GetChosenTarget().Update(target);
+                TestPicture destination(to, size.width, size.height, static_cast<int>(turn % 5) * 3, turn % 4 == 2);
+                SCOPED_TRACE(testing::Message()
+                             << std::hex << to << std::dec << " " << size.width << "x" << size.height << " " << target);
+                ASSERT_EQ(Convert(source, destination), kPB_Success);
+                ASSERT_TRUE(destination.PaddingUntouched());
+                if (first.empty()) {
+                    first = destination.Pixels();
+                    const auto expected = reference::Convert(from, format, source.Codes());
+                    ASSERT_LE(LargestError(expected, destination, false, path == "integers"), 0.51);
+                }
+                ASSERT_EQ(destination.Pixels(), first);
+            }
+        }
+    }
+    hwy::GetChosenTarget().Update(targets);
 }
 INSTANTIATE_TEST_SUITE_P(Conversion, EveryFormat,
                          testing::ValuesIn(reference::AllFormats().begin(), reference::AllFormats().end()), NameOf);
@@ -170,6 +228,71 @@ TEST(Conversion, EveryProcessorTargetGivesTheSameBytes) {
     }
     hwy::GetChosenTarget().Update(targets);
     EXPECT_GT(compared, 0);
+}
+
+// The rows of a picture with what lies between them, in memory order: the whole picture, or luma, U, V of planes.
+struct RowsInMemory {
+    std::uint8_t* base;
+    std::ptrdiff_t stride;
+    std::size_t bytes;
+    int count;
+};
+std::vector<RowsInMemory> RowsOf(TestPicture& picture) {
+    const auto& format = picture.format;
+    if (format.HasRows()) {
+        return {{picture.base, picture.stride, format.RowBytes(picture.width), picture.height}};
+    }
+    const int width = (picture.width + 1) / 2, height = (picture.height + 1) / 2;
+    std::uint8_t* const u = picture.base + std::ptrdiff_t{picture.width} * picture.height;
+    const auto bytes = static_cast<std::size_t>(width);
+    return {{picture.base, picture.width, static_cast<std::size_t>(picture.width), picture.height},
+            {u, width, bytes, height},
+            {u + std::ptrdiff_t{width} * height, width, bytes, height}};
+}
+
+// Pictures beyond the caches are stored past them. One whose rows repeat looks like a small one everywhere but at its
+// edges.
+TEST(Conversion, LargePicturesGetTheBytesOfSmallOnes) {
+    constexpr std::int32_t kPairs[][2] = {
+        {0x4, 0x4},         {0x4, 0x1004},    {0x811, 0x1811},    {0x4, 0x104},       {0x4, 0x8},
+        {0x8, 0x1004},      {0x805, 0x809},   {0x4, 0x805},       {0xA05, 0x1004},    {0x4, 0x811},
+        {0x805, 0x1811},    {0x811, 0x4},     {0x1A11, 0x1004},   {0x4, 0xA000831},   {0x4, 0xB000A31},
+        {0xA000831, 0x4},   {0xB000A31, 0x8}, {0x811, 0x9000831}, {0x811, 0xC000831}, {0x9000831, 0x811},
+        {0xA000831, 0x1811}};
+    constexpr int kSmall = 32, kLarge = 20000, kPeriod = 4, kEdge = 12;
+    for (const auto& [from, to] : kPairs) {
+        for (const int padding : {0, 4, 5}) { // rows that can be aligned in part, and rows that cannot
+            const int width = 131;
+            TestPicture source(from, width, kSmall, padding), small(to, width, kSmall, padding);
+            TestPicture tall(from, width, kLarge, padding), large(to, width, kLarge, padding);
+            source.Randomise(static_cast<std::uint32_t>(from + padding));
+            const auto repeat = [](TestPicture& in, TestPicture& out, bool compare) {
+                const auto inRows = RowsOf(in), outRows = RowsOf(out);
+                for (std::size_t plane = 0; plane < inRows.size(); ++plane) {
+                    const RowsInMemory &a = inRows[plane], &b = outRows[plane];
+                    const bool half = plane > 0;
+                    const int edge = compare ? kEdge / (half ? 2 : 1) : 0;
+                    const int first = kEdge / (half ? 2 : 1), period = kPeriod / (half ? 2 : 1);
+                    for (int row = edge; row < b.count - edge; ++row) {
+                        const std::uint8_t* const model = a.base + a.stride * (first + row % period);
+                        std::uint8_t* const copy = b.base + b.stride * row;
+                        if (!compare) {
+                            std::memcpy(copy, model, b.bytes);
+                        } else if (std::memcmp(copy, model, b.bytes) != 0) {
+                            return row;
+                        }
+                    }
+                }
+                return -1;
+            };
+            repeat(source, source, false);
+            repeat(source, tall, false);
+            ASSERT_EQ(Convert(source, small), kPB_Success);
+            ASSERT_EQ(Convert(tall, large), kPB_Success);
+            EXPECT_EQ(repeat(small, large, true), -1) << std::hex << from << " " << to << " padding " << padding;
+            EXPECT_TRUE(large.PaddingUntouched());
+        }
+    }
 }
 
 TEST(Conversion, SurvivesFloatsThatAreNoNumbers) {
