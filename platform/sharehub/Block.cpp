@@ -92,26 +92,27 @@ Result Block::Create(const std::shared_ptr<const Directory>& directory, std::uin
     }
     if (result == kResult_Success) {
         outBlock = block;
-        kept.AddHeld(block->mFile, block);
+        kept.AddHeld(Guid(), block->mFile, block);
     }
     return result;
 }
 
 /// Becomes the kept block when nobody holds it. When it can never be had again idle is left empty.
 bool Block::TakeIdle(IdleBlock& idle) {
-    const FileDescriptor file = OpenBlock(*mDirectory, Name::OfHome(idle.file.inode), idle.file, O_RDWR);
-    struct stat status {};
-    if (!file || ::fstat(file.Get(), &status) != 0) {
+    const Name home = Name::OfHome(idle.file.inode);
+    const FileDescriptor file = mDirectory->OpenEntry(home, O_RDWR);
+    if (!file) {
         idle.writable.Unmap(); // somebody has taken its home away
         return false;
     }
-    const IdleState state = HoldIdle(*mDirectory, file);
+    struct stat status {};
+    const IdleState state = HoldIdle(*mDirectory, file, idle.file, status);
     if (state == IdleState::InUse) {
         idle.inUse = true;
         return false;
     }
     // Somebody may have shortened the file, or punched holes that would have to be filled when there is no room.
-    const bool whole = state == IdleState::Taken && ::fstat(file.Get(), &status) == 0 &&
+    const bool whole = state == IdleState::Taken &&
                        PagesOf(static_cast<std::uint64_t>(status.st_size)) == PagesOf(mSizeInBytes) &&
                        Reserve(*mDirectory, file, status, mSizeInBytes);
     if (whole && (static_cast<std::uint64_t>(status.st_size) == mSizeInBytes ||
@@ -120,7 +121,7 @@ bool Block::TakeIdle(IdleBlock& idle) {
     }
     if (!mHold) {
         idle.writable.Unmap();
-        LetGo(*mDirectory, Name::OfHome(idle.file.inode), file);
+        LetGo(*mDirectory, home, file);
         return false;
     }
     mFile = idle.file;
@@ -144,6 +145,9 @@ Result Block::TakeFresh() {
         const FileIdentity identity = IdentityOf(status);
         const FileDescriptor held = OpenBlock(*mDirectory, name, identity, O_RDONLY);
         if (!held) {
+            if (errno == ENOENT) {
+                continue; // a sweep took it for a dead one
+            }
             const Result refused = ResultOfErrno();
             mDirectory->Unlink(name);
             return refused;
@@ -152,7 +156,7 @@ Result Block::TakeFresh() {
             continue;
         }
         Result result = kResult_Success;
-        bool takenHome = false;
+        int homeError = 0;
         if (!Reserve(*mDirectory, file, status, mSizeInBytes)) {
             result = ResultOfErrno();
         } else {
@@ -166,10 +170,12 @@ Result Block::TakeFresh() {
             }
             result = mHold ? kResult_Success : kResult_OutOfSpace;
             const Name home = Name::OfHome(identity.inode);
-            takenHome = mHold && ::renameat2(mDirectory->Descriptor(), name.CStr(), mDirectory->Descriptor(),
-                                             home.CStr(), RENAME_NOREPLACE) != 0;
+            if (mHold && ::renameat2(mDirectory->Descriptor(), name.CStr(), mDirectory->Descriptor(), home.CStr(),
+                                     RENAME_NOREPLACE) != 0) {
+                homeError = errno;
+            }
         }
-        if (result == kResult_Success && !takenHome) {
+        if (result == kResult_Success && homeError == 0) {
             mFile = identity;
             return result;
         }
@@ -177,8 +183,8 @@ Result Block::TakeFresh() {
         mWritable.Unmap();
         LetGo(*mDirectory, name, held);
         // Somebody has taken the name that the block would have; another file has another one.
-        if (!takenHome || errno != EEXIST) {
-            return takenHome ? kResult_SystemError : result;
+        if (homeError != EEXIST) {
+            return homeError != 0 ? kResult_SystemError : result;
         }
     }
     return kResult_SystemError;
@@ -193,14 +199,10 @@ Result Block::Open(const std::shared_ptr<const Directory>& directory, const Guid
     const Name name = Name::OfGuid(id);
     for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
         struct stat status {};
-        if (!directory->Status(name, status)) {
-            return errno == ENOENT ? kResult_NotFound : ResultOfErrno();
-        }
-        if (!S_ISREG(status.st_mode)) {
-            return kResult_Damaged;
-        }
         // What this process holds is alive, and complete because it has a Guid.
-        if ((outBlock = kept.FindHeld(IdentityOf(status)))) {
+        if (auto held = kept.FindHeld(id);
+            held && directory->Status(name, status) && held->mFile == IdentityOf(status)) {
+            outBlock = std::move(held);
             return kResult_Success;
         }
         const FileDescriptor file = directory->OpenEntry(name, O_RDONLY);
@@ -210,7 +212,13 @@ Result Block::Open(const std::shared_ptr<const Directory>& directory, const Guid
         if (::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
             return kResult_Damaged;
         }
-        switch (HoldIfAlive(*directory, name, file)) {
+        const FileIdentity identity = IdentityOf(status);
+        // It may have the block under another Guid.
+        if (auto held = kept.FindHeld(identity); held && directory->LeadsTo(name, identity)) {
+            outBlock = std::move(held);
+            return kResult_Success;
+        }
+        switch (HoldIfAlive(*directory, name, file, identity, status)) {
         case NameState::Alive:
             break;
         case NameState::Free:
@@ -224,9 +232,9 @@ Result Block::Open(const std::shared_ptr<const Directory>& directory, const Guid
         }
         const auto block = std::make_shared<Block>(directory);
         block->mGuid = id;
-        const Result result = block->TakeOpened(file);
+        const Result result = block->TakeOpened(file, status);
         if (result == kResult_Success) {
-            kept.AddHeld(block->mFile, block);
+            kept.AddHeld(id, identity, block);
             outBlock = block;
         } else {
             LetGo(*directory, name, file);
@@ -237,9 +245,8 @@ Result Block::Open(const std::shared_ptr<const Directory>& directory, const Guid
 }
 
 /// Maps a block whose shared lock the descriptor has. Its size is the file's, as it is under the lock.
-Result Block::TakeOpened(const FileDescriptor& file) {
-    struct stat status {};
-    if (::fstat(file.Get(), &status) != 0 || status.st_size <= 0) {
+Result Block::TakeOpened(const FileDescriptor& file, const struct stat& status) {
+    if (status.st_size <= 0) {
         return kResult_Damaged;
     }
     mFile = IdentityOf(status);
@@ -263,7 +270,7 @@ Block::~Block() {
     const OperationScope scope;
     try {
         KeptMappings& kept = KeptMappings::Instance();
-        kept.RemoveHeld(mFile);
+        kept.RemoveHeld(mGuid, mFile);
         // Opened first, while the hold still keeps the name leading to this block.
         const Name name = AnyName();
         const FileDescriptor file = OpenBlock(*mDirectory, name, mFile, O_RDONLY);
@@ -344,6 +351,7 @@ Result Block::PutUnder(const Guid& id) {
     const Result result = GiveGuid(*mDirectory, Name::OfHome(mFile.inode), id);
     if (result == kResult_Success) {
         mGuid = id;
+        KeptMappings::Instance().AddHeld(id, mFile, shared_from_this());
     }
     return result;
 }

@@ -14,7 +14,7 @@ namespace framebroker {
 /// file from its first byte. Letting go removes the block when nobody else holds it.
 ///
 /// To be destroyed outside an OperationScope.
-class Block {
+class Block : public std::enable_shared_from_this<Block> {
 public:
     /// Makes a block of sizeInBytes bytes, all of them reserved: from memory that this process keeps, or from fresh
     /// memory. Within an OperationScope.
@@ -56,7 +56,7 @@ private:
 
     Result TakeFresh();
     bool TakeIdle(IdleBlock& idle);
-    Result TakeOpened(const FileDescriptor& file);
+    Result TakeOpened(const FileDescriptor& file, const struct stat& status);
 
     std::shared_ptr<const Directory> mDirectory;
     FileIdentity mFile;

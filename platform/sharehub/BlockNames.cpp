@@ -56,10 +56,11 @@ public:
     Remover(const Directory& directory, const struct stat& status) noexcept
         : mDirectory(directory), mBlock(IdentityOf(status)), mHome(Name::OfHome(status.st_ino)) {}
 
-    /// All Guids, and other names that somebody may have made. known is one of its names.
+    /// All Guids, and other names that somebody may have made. known is one of its names, just looked at.
     void RemoveAllButHome(const Name& known, nlink_t links) {
         mKnown = known;
-        const nlink_t expected = (known == mHome ? 0U : 1U) + (mDirectory.LeadsTo(mHome, mBlock) ? 1U : 0U);
+        mHasHome = known == mHome || mDirectory.LeadsTo(mHome, mBlock);
+        const nlink_t expected = (known == mHome ? 0U : 1U) + (mHasHome ? 1U : 0U);
         if (links > expected) {
             RemoveListed();
             struct stat status {};
@@ -70,12 +71,21 @@ public:
         // A process that died between the two steps of an alias has left a list beside a single Guid.
         mDirectory.Unlink(Name::OfAliasList(mBlock.inode));
         if (!(known == mHome)) {
-            Remove(known);
+            mRemoved |= mDirectory.Unlink(known);
         }
     }
 
-    bool RemoveHome() noexcept { return Remove(mHome); }
-    bool HasHome() const noexcept { return mDirectory.LeadsTo(mHome, mBlock); }
+    /// The home, and with it the block. Its memory goes at once, unless somebody has given the file names that are none
+    /// of ours: a process that keeps a mapping would hold on to it for as long as it makes no call.
+    void RemoveHome() noexcept {
+        const FileDescriptor file = mDirectory.OpenEntry(mHome, O_RDWR);
+        struct stat status {};
+        if (Remove(mHome) && file && ::fstat(file.Get(), &status) == 0 && IdentityOf(status) == mBlock &&
+            status.st_nlink == 0) {
+            (void)::fallocate(file.Get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, status.st_size);
+        }
+    }
+    bool HasHome() const noexcept { return mHasHome; }
     bool HasRemoved() const noexcept { return mRemoved; }
 
 private:
@@ -119,6 +129,7 @@ private:
     FileIdentity mBlock;
     Name mHome;
     Name mKnown;
+    bool mHasHome = false;
     bool mRemoved = false;
 };
 
@@ -222,7 +233,8 @@ Result MakeName(const Directory& directory, const Guid& id, Make make) {
 
 } // namespace
 
-NameState HoldIfAlive(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept {
+NameState HoldIfAlive(const Directory& directory, const Name& name, const FileDescriptor& block,
+                      const FileIdentity& file, struct stat& outStatus) noexcept {
     if (TryLock(block, LOCK_EX)) {
         RemoveAndDrop(directory, name, block);
         return NameState::Free;
@@ -233,8 +245,7 @@ NameState HoldIfAlive(const Directory& directory, const Name& name, const FileDe
     if (!TryLock(block, LOCK_SH)) {
         return errno == EWOULDBLOCK ? NameState::BeingRemoved : NameState::Refused;
     }
-    struct stat status {};
-    if (::fstat(block.Get(), &status) != 0 || !directory.LeadsTo(name, IdentityOf(status))) {
+    if (!directory.Status(name, outStatus) || !(IdentityOf(outStatus) == file)) {
         LetGo(directory, name, block);
         return NameState::Free;
     }
@@ -285,25 +296,22 @@ bool HoldNew(const FileDescriptor& block) noexcept {
     return TryLock(block, LOCK_SH) && ::fstat(block.Get(), &status) == 0 && status.st_nlink > 0;
 }
 
-IdleState HoldIdle(const Directory& directory, const FileDescriptor& block) noexcept try {
-    struct stat status {};
+IdleState HoldIdle(const Directory& directory, const FileDescriptor& block, const FileIdentity& file,
+                   struct stat& outStatus) noexcept try {
     if (!TryLock(block, LOCK_EX)) {
         return IdleState::InUse;
     }
-    if (::fstat(block.Get(), &status) != 0) {
+    if (::fstat(block.Get(), &outStatus) != 0 || !(IdentityOf(outStatus) == file)) {
         return IdleState::Spoilt;
     }
-    const Name home = Name::OfHome(status.st_ino);
-    if (status.st_nlink > 1) {
-        Remover(directory, status).RemoveAllButHome(home, status.st_nlink);
+    if (outStatus.st_nlink > 1) {
+        Remover(directory, outStatus).RemoveAllButHome(Name::OfHome(file.inode), outStatus.st_nlink);
     }
     if (!TryLock(block, LOCK_SH)) {
         return IdleState::InUse;
     }
     // Between the two locks somebody may have taken the memory away.
-    const bool good =
-        ::fstat(block.Get(), &status) == 0 && status.st_nlink == 1 && directory.LeadsTo(home, IdentityOf(status));
-    return good ? IdleState::Taken : IdleState::Spoilt;
+    return ::fstat(block.Get(), &outStatus) == 0 && outStatus.st_nlink == 1 ? IdleState::Taken : IdleState::Spoilt;
 } catch (...) {
     return IdleState::Spoilt; // out of memory in a search
 }
@@ -314,14 +322,13 @@ bool BecomeMaker(const FileDescriptor& block) noexcept {
 }
 
 void ReclaimIfIdle(const Directory& directory, const Name& home) noexcept {
-    const FileDescriptor block = directory.OpenEntry(home, O_RDWR);
+    const FileDescriptor block = directory.OpenEntry(home, O_RDONLY);
     struct stat status {};
     if (!block || ::fstat(block.Get(), &status) != 0 || !S_ISREG(status.st_mode) || !TryLock(block, LOCK_EX)) {
         return;
     }
-    if (status.st_nlink == 1 && HasMaker(block) && directory.LeadsTo(home, IdentityOf(status))) {
-        directory.Unlink(home);
-        (void)::fallocate(block.Get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, status.st_size);
+    if (status.st_nlink == 1 && HasMaker(block)) {
+        Remover(directory, status).RemoveHome();
         Drop(block);
     } else {
         RemoveAndDrop(directory, home, block);

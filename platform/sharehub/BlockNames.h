@@ -48,9 +48,10 @@ enum class NameState {
 /// Looks at a name and removes the block when it is dead. Counts a block that was removed, or freed for its maker.
 NameState RemoveIfDead(const Directory& directory, const Name& name, std::uint64_t* outRemoved = nullptr) noexcept;
 
-/// Takes the shared lock of a block that was just opened under a Guid, and becomes a holder. Alive: taken. Free: the
-/// block was dead or has lost the Guid meanwhile; look again.
-NameState HoldIfAlive(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept;
+/// Takes the shared lock of a block that was just opened under a Guid, and becomes a holder. Alive: taken, and
+/// outStatus is the file's under the lock. Free: the block was dead or has lost the Guid meanwhile; look again.
+NameState HoldIfAlive(const Directory& directory, const Name& name, const FileDescriptor& block,
+                      const FileIdentity& file, struct stat& outStatus) noexcept;
 
 /// Ends what HoldIfAlive began, when the lock of the descriptor, or one through another description of the same holder,
 /// has been dropped: removes the block when nobody else holds it, and answers whether that was so. name is one of its
@@ -66,8 +67,10 @@ enum class IdleState {
     Spoilt, ///< somebody has taken its home away, or given it other names
 };
 
-/// Takes a block that the maker keeps, when nobody holds it. Removes Guids that the dead have left.
-IdleState HoldIdle(const Directory& directory, const FileDescriptor& block) noexcept;
+/// Takes a block that the maker keeps, opened by its home, when nobody holds it. Removes Guids that the dead have left.
+/// Taken: outStatus is the file's under the lock.
+IdleState HoldIdle(const Directory& directory, const FileDescriptor& block, const FileIdentity& file,
+                   struct stat& outStatus) noexcept;
 
 /// Takes the maker's lock through a descriptor that is open for writing. It lasts as long as the description.
 bool BecomeMaker(const FileDescriptor& block) noexcept;

@@ -97,7 +97,13 @@ void Client::Uninitialize() {
     kept.clear();
     const OperationScope scope;
     KeptMappings::GivenUp idle;
-    KeptMappings::Instance().Stop(idle);
+    {
+        // Another thread may have started the client again.
+        const std::lock_guard lock(mMutex);
+        if (mInitializeCount == 0) {
+            KeptMappings::Instance().Stop(idle);
+        }
+    }
     GiveUp(idle);
     if (directory->TakeSweepRequest()) {
         Sweep(*directory);

@@ -35,6 +35,7 @@ std::unique_lock<std::mutex> KeptMappings::Lock() {
         mGeneration = ForkGeneration();
         mKeeping = false;
         mHeld.clear();
+        mHeldByGuid.clear();
         mIdle.clear();
         mIdleBytes = 0;
         mMappingsReused = 0;
@@ -51,9 +52,11 @@ void KeptMappings::Start(std::uint64_t idleLimit) noexcept {
 }
 
 void KeptMappings::Stop(GivenUp& outGivenUp) {
+    {
+        const auto lock = Lock();
+        mKeeping = false;
+    }
     GiveUpAll(outGivenUp);
-    const auto lock = Lock();
-    mKeeping = false;
 }
 
 std::shared_ptr<Block> KeptMappings::FindHeld(const FileIdentity& file) {
@@ -62,17 +65,30 @@ std::shared_ptr<Block> KeptMappings::FindHeld(const FileIdentity& file) {
     return held != mHeld.end() ? held->second.lock() : nullptr;
 }
 
-void KeptMappings::AddHeld(const FileIdentity& file, const std::shared_ptr<Block>& block) {
+std::shared_ptr<Block> KeptMappings::FindHeld(const Guid& id) {
     const auto lock = Lock();
-    mHeld[file] = block;
+    const auto held = mHeldByGuid.find(id);
+    return held != mHeldByGuid.end() ? held->second.lock() : nullptr;
 }
 
-void KeptMappings::RemoveHeld(const FileIdentity& file) noexcept {
+void KeptMappings::AddHeld(const Guid& id, const FileIdentity& file, const std::shared_ptr<Block>& block) {
+    const auto lock = Lock();
+    mHeld[file] = block;
+    if (id != Guid()) {
+        mHeldByGuid[id] = block;
+    }
+}
+
+void KeptMappings::RemoveHeld(const Guid& id, const FileIdentity& file) noexcept {
     const auto lock = Lock();
     // Another thread may hold the block anew.
-    if (const auto held = mHeld.find(file); held != mHeld.end() && held->second.expired()) {
-        mHeld.erase(held);
-    }
+    const auto removeIfExpired = [](auto& table, const auto& key) {
+        if (const auto held = table.find(key); held != table.end() && held->second.expired()) {
+            table.erase(held);
+        }
+    };
+    removeIfExpired(mHeld, file);
+    removeIfExpired(mHeldByGuid, id);
 }
 
 std::optional<IdleBlock> KeptMappings::TakeIdle(std::uint64_t pages) {

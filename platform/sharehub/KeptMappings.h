@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -47,8 +48,10 @@ public:
 
     /// The block that this process holds, when it does.
     std::shared_ptr<Block> FindHeld(const FileIdentity& file);
-    void AddHeld(const FileIdentity& file, const std::shared_ptr<Block>& block);
-    void RemoveHeld(const FileIdentity& file) noexcept;
+    std::shared_ptr<Block> FindHeld(const Guid& id);
+    /// id is one of the block's, or default.
+    void AddHeld(const Guid& id, const FileIdentity& file, const std::shared_ptr<Block>& block);
+    void RemoveHeld(const Guid& id, const FileIdentity& file) noexcept;
 
     /// A block of so many pages: the one last let go of that nobody held then, else the one that was in use longest
     /// ago. Whether it is free now is for the caller to find out.
@@ -98,6 +101,7 @@ private:
     std::uint64_t mMappingsReused = 0;
     Clock::time_point mNextTrim{};
     std::unordered_map<FileIdentity, std::weak_ptr<Block>, HashOfFile> mHeld;
+    std::map<Guid, std::weak_ptr<Block>> mHeldByGuid;
     std::vector<KeptBlock> mIdle; ///< oldest first
     Readables mReadables;         ///< oldest first
     std::unordered_map<FileIdentity, Readables::iterator, HashOfFile> mReadableOf;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstring>
 #include <ctime>
 
@@ -21,12 +22,15 @@ int WatchDirectory(const FileDescriptor& queue, const Directory& directory, std:
 
 void ForEachNotification(const FileDescriptor& queue,
                          const std::function<void(const inotify_event&, std::string_view)>& visit) {
+    constexpr std::size_t kLargest = sizeof(inotify_event) + NAME_MAX + 1;
     alignas(inotify_event) std::array<char, 8192> buffer;
-    for (;;) {
+    // What is read ends with the queue, or where the next one does not fit.
+    for (bool more = true; more;) {
         const ssize_t bytes = ::read(queue.Get(), buffer.data(), buffer.size());
         if (bytes <= 0) {
             return;
         }
+        more = static_cast<std::size_t>(bytes) + kLargest > buffer.size();
         for (std::size_t at = 0; at + sizeof(inotify_event) <= static_cast<std::size_t>(bytes);) {
             inotify_event event{};
             std::memcpy(&event, buffer.data() + at, sizeof(event));

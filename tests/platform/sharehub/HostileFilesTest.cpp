@@ -126,6 +126,30 @@ TEST_F(HostileFilesTest, AllNamesGoWhateverBecameOfTheirList) {
     }
 }
 
+TEST_F(HostileFilesTest, HomesThatAreTakenMakeNoBlockFail) {
+    struct stat status {};
+    std::ofstream(mDirectory / "probe") << "x";
+    ASSERT_EQ(::stat((mDirectory / "probe").c_str(), &status), 0);
+    // Numbers of files are given one after the other where the test runs.
+    for (ino_t next = status.st_ino; next < status.st_ino + 600; next += 4) {
+        fs::create_symlink("/dev/zero", HomeOf(next));
+        fs::create_directory(HomeOf(next + 1));
+        fs::create_hard_link(mDirectory / "probe", HomeOf(next + 2));
+    }
+    for (std::uint32_t n = 0; n < 100; ++n) {
+        const Readable reference = PutAndOpen(Id(n), 5000, static_cast<unsigned char>(n));
+        ASSERT_TRUE(Holds(reference, 5000, static_cast<unsigned char>(n))) << n;
+        ASSERT_EQ(MakeBinaryDataAlias(Id(n), reference, Id(n + 1000)), kResult_Success);
+    }
+    UninitializeClient();
+    EXPECT_EQ(Entries(), std::vector<std::string>({"probe"}));
+    for (const std::string& entry : AllEntries()) {
+        EXPECT_FALSE(entry != "probe" && fs::is_regular_file(fs::symlink_status(mDirectory / entry)) &&
+                     fs::hard_link_count(mDirectory / entry) == 1);
+        fs::remove(mDirectory / entry);
+    }
+}
+
 TEST_F(HostileFilesTest, WhateverBecomesOfTheFilesEveryCallReturnsAnAnswer) {
     const Counter stop;
     const pid_t hostile = Spawn([&] {
