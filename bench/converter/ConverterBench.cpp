@@ -161,7 +161,8 @@ void PrintError(const Job& job, Peer& converter) {
     constexpr PB_PixelFormat kFloatBGRA = 0x104;
     std::vector<float> gradients(4 * kW * kH);
     for (std::size_t i = 0; i < gradients.size(); ++i) {
-        const auto column = static_cast<double>(i / 4 % kW), row = static_cast<double>(i / 4 / kW);
+        const std::size_t x = i / 4 % kW, y = i / 4 / kW;
+        const auto column = static_cast<double>(x), row = static_cast<double>(y);
         const auto component = static_cast<double>(i % 4);
         const double value = 0.5 + 0.5 * std::sin((column + 2 * component * row) / (90 + 20 * component) + component);
         gradients[i] = static_cast<float>(i % 4 == 3 ? 0.2 + 0.8 * value : value);
