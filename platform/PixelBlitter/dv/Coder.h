@@ -13,8 +13,8 @@ namespace PixelBlitter::dv {
 enum class Task { Decode, Encode };
 
 /// Used by one thread at a time. The work inside a frame is spread over the processors; results do not depend on their
-/// number. Messages of the codec never reach a log that shows what libavcodec itself would show; the process's log
-/// settings stay as they are.
+/// number. Messages of the codec carry a level beyond all that a log shows; the process's own settings of libavutil's
+/// log stay as they are.
 class Coder {
 public:
     /// Null, with the reason in outResult, when memory is exhausted or there is no codec.
