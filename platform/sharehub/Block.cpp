@@ -279,7 +279,7 @@ Block::~Block() {
             mDirectory->RequestSweep();
             return;
         }
-        const bool nobodyElse = LetGo(*mDirectory, name, file);
+        const bool nobodyElse = LetGo(*mDirectory, name, file, mIsMaker ? LetGoBy::Maker : LetGoBy::AnyHolder);
         KeptMappings::GivenUp given;
         if (mIsMaker) {
             kept.KeepIdle({mDirectory, mFile, std::move(mWritable), !nobodyElse}, given);

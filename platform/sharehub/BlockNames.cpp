@@ -136,8 +136,8 @@ private:
 enum class Home { Removed, LeftToMaker };
 
 /// Removes the names of a dead block under its exclusive lock. Sets outRemoved when it had one that is gone now.
-Home RemoveLocked(const Directory& directory, const Name& name, const FileDescriptor& block, bool& outRemoved) noexcept
-    try {
+Home RemoveLocked(const Directory& directory, const Name& name, const FileDescriptor& block, LetGoBy holder,
+                  bool& outRemoved) noexcept try {
     struct stat status {};
     if (::fstat(block.Get(), &status) != 0) {
         return Home::Removed;
@@ -154,7 +154,7 @@ Home RemoveLocked(const Directory& directory, const Name& name, const FileDescri
     }
     Remover remover(directory, status);
     remover.RemoveAllButHome(known, status.st_nlink);
-    const bool leftToMaker = remover.HasHome() && HasMaker(block);
+    const bool leftToMaker = remover.HasHome() && (holder == LetGoBy::Maker || HasMaker(block));
     if (!leftToMaker) {
         remover.RemoveHome();
     }
@@ -168,13 +168,14 @@ Home RemoveLocked(const Directory& directory, const Name& name, const FileDescri
 
 /// Removes the names of a dead block whose exclusive lock the descriptor has, and drops the lock. True when there was
 /// something to remove.
-bool RemoveAndDrop(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept {
+bool RemoveAndDrop(const Directory& directory, const Name& name, const FileDescriptor& block,
+                   LetGoBy holder = LetGoBy::AnyHolder) noexcept {
     bool removed = false;
     for (;;) {
-        const Home home = RemoveLocked(directory, name, block, removed);
+        const Home home = RemoveLocked(directory, name, block, holder, removed);
         Drop(block);
         // The maker may have left while we had the lock that it needs to remove the home itself.
-        if (home == Home::Removed || HasMaker(block) || !TryLock(block, LOCK_EX)) {
+        if (home == Home::Removed || holder == LetGoBy::Maker || HasMaker(block) || !TryLock(block, LOCK_EX)) {
             return removed;
         }
     }
@@ -282,11 +283,11 @@ NameState RemoveIfDead(const Directory& directory, const Name& name, std::uint64
     return NameState::Free;
 }
 
-bool LetGo(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept {
+bool LetGo(const Directory& directory, const Name& name, const FileDescriptor& block, LetGoBy holder) noexcept {
     if (!TryLock(block, LOCK_EX)) {
         return false;
     }
-    RemoveAndDrop(directory, name, block);
+    RemoveAndDrop(directory, name, block, holder);
     return true;
 }
 

@@ -55,8 +55,10 @@ NameState HoldIfAlive(const Directory& directory, const Name& name, const FileDe
 
 /// Ends what HoldIfAlive began, when the lock of the descriptor, or one through another description of the same holder,
 /// has been dropped: removes the block when nobody else holds it, and answers whether that was so. name is one of its
-/// names.
-bool LetGo(const Directory& directory, const Name& name, const FileDescriptor& block) noexcept;
+/// names. A maker that has its lock and keeps it says so, which spares looking for it.
+enum class LetGoBy { AnyHolder, Maker };
+bool LetGo(const Directory& directory, const Name& name, const FileDescriptor& block,
+           LetGoBy holder = LetGoBy::AnyHolder) noexcept;
 
 /// Takes the shared lock of a new file that nobody else knows.
 bool HoldNew(const FileDescriptor& block) noexcept;
