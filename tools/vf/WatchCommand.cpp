@@ -47,7 +47,11 @@ private:
         std::string name;
         bool known = false; // from the look before
     };
-    using Names = std::map<Guid, Named>;
+    struct ByBytes {
+        bool operator()(const Guid& left, const Guid& right) const { return left.Bytes() < right.Bytes(); }
+    };
+    using Names = std::map<Guid, Named, ByBytes>;
+    using Errors = std::map<Guid, std::int32_t, ByBytes>;
 
     // Whether a name leads to the block of the look before. It may have gone and come back for another one, which has
     // another time and other holders. The time alone also changes while the block gets a further name, and while it
@@ -86,7 +90,7 @@ private:
         for (const ListedBlock& listed : mInspector.Inspect(std::move(changed))) {
             ReportNewNames(listed, now);
         }
-        ReportErrors(std::move(contents.generationErrors));
+        ReportErrors(contents.generationErrors);
         mNames = std::move(now);
         std::fflush(stdout);
     }
@@ -111,16 +115,18 @@ private:
                HoldersText(listed.block.holders) + (name.empty() ? "" : "  " + name);
     }
 
-    void ReportErrors(std::vector<std::pair<Guid, std::int32_t>> errors) {
-        for (const auto& error : errors) {
-            if (!std::binary_search(mErrors.begin(), mErrors.end(), error)) {
-                const std::string meaning = PlainText(mInspector.ErrorMeaning(error.second));
-                Print("error", error.first,
-                      mJson ? "\"code\":" + std::to_string(error.second) + ",\"meaning\":" + JsonText(meaning)
-                            : meaning);
+    void ReportErrors(const std::vector<std::pair<Guid, std::int32_t>>& errors) {
+        Errors now;
+        for (const auto& [id, code] : errors) {
+            now[id] = code;
+            const auto before = mErrors.find(id);
+            if (before == mErrors.end() || before->second != code) {
+                const std::string meaning = PlainText(mInspector.ErrorMeaning(code));
+                Print("error", id,
+                      mJson ? "\"code\":" + std::to_string(code) + ",\"meaning\":" + JsonText(meaning) : meaning);
             }
         }
-        mErrors = std::move(errors);
+        mErrors = std::move(now);
     }
 
     void Print(const char* event, const Guid& id, const std::string& rest) const {
@@ -143,7 +149,7 @@ private:
     Interruption mInterruption;
     BlockInspector mInspector;
     Names mNames;
-    std::vector<std::pair<Guid, std::int32_t>> mErrors; // ascending
+    Errors mErrors;
 };
 
 } // namespace
