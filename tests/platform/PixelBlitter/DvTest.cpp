@@ -8,6 +8,7 @@ extern "C" {
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
 #include <cmath>
 #include <thread>
@@ -131,7 +132,7 @@ TEST_P(Dv, FillsItsRasterOnly) {
 TEST_P(Dv, RefusesWhatIsNoFrameOfItsKind) {
     const DvKind& kind = GetParam();
     const int bytes = static_cast<int>(kind.bytes);
-    static int sShown;
+    static std::atomic<int> sShown; // several threads decode
     sShown = 0;
     testing::internal::CaptureStderr();
     TestPicture picture(0x4, kind.width, kind.height);
