@@ -2,7 +2,6 @@
 
 #include "Notification.h"
 
-#include <poll.h>
 #include <sys/eventfd.h>
 
 #include <algorithm>

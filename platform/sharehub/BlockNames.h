@@ -32,8 +32,6 @@
 #include "Directory.h"
 #include "sharehub.h"
 
-#include <functional>
-
 namespace framebroker {
 
 /// What is under a name, or what has become of it.

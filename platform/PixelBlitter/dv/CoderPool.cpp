@@ -1,4 +1,5 @@
 #include "dv/CoderPool.h"
+#include "zyncore/Immortal.h"
 
 #include <algorithm>
 #include <array>
@@ -19,13 +20,8 @@ struct Pool {
 
 // Never destroyed: frames that outlive the process's static objects may still be converted.
 Pool& ThePool() noexcept {
-    union Immortal {
-        Immortal() noexcept : pool() {}
-        ~Immortal() {}
-        Pool pool;
-    };
-    static Immortal immortal;
-    return immortal.pool;
+    static zyncore::detail::Immortal<Pool> pool;
+    return pool.Get();
 }
 
 std::unique_ptr<Coder> TakeIdle(const Kind& kind, Task task) noexcept {

@@ -1,6 +1,7 @@
 #include "dv/DvFill.h"
 
 #include "dv/CoderPool.h"
+#include "zyncore/Immortal.h"
 
 #include <algorithm>
 #include <cstring>
@@ -31,13 +32,8 @@ struct Cache {
 
 // Never destroyed: frames that outlive the process's static objects may still be filled.
 Cache& TheCache() noexcept {
-    union Immortal {
-        Immortal() noexcept : cache() {}
-        ~Immortal() {}
-        Cache cache;
-    };
-    static Immortal immortal;
-    return immortal.cache;
+    static zyncore::detail::Immortal<Cache> cache;
+    return cache.Get();
 }
 
 std::shared_ptr<const Image> FindImage(const Kind& kind, const ColourCodes& codes) noexcept {

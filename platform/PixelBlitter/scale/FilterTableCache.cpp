@@ -1,4 +1,5 @@
 #include "scale/FilterTable.h"
+#include "zyncore/Immortal.h"
 
 #include <list>
 #include <mutex>
@@ -30,13 +31,8 @@ struct Cache {
 
 /// Never destroyed: frames that outlive the process's static objects may still be converted.
 Cache& TheCache() noexcept {
-    union Immortal {
-        Immortal() noexcept : cache() {}
-        ~Immortal() {}
-        Cache cache;
-    };
-    static Immortal immortal;
-    return immortal.cache;
+    static zyncore::detail::Immortal<Cache> cache;
+    return cache.Get();
 }
 
 std::shared_ptr<const FilterTable> Find(Cache& cache, const ResampleAxis& axis, Filter filter, TableUse use) noexcept {
