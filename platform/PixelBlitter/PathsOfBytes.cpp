@@ -168,7 +168,7 @@ void RunDepth(const Conversion& conversion) noexcept {
     const Format& to = conversion.destination.format;
     const DepthChange change = DepthChangeBetween(from, to);
     const auto changeDepth =
-        conversion.kernels.changeDepth[static_cast<int>(ElementOf(from))][static_cast<int>(ElementOf(to))];
+        conversion.kernels.depth.changeDepth[static_cast<int>(ElementOf(from))][static_cast<int>(ElementOf(to))];
     RunInPieces(conversion, BytesPerPixel(from), BytesPerPixel(to), static_cast<std::size_t>(conversion.source.width),
                 [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels) noexcept {
                     changeDepth(source, destination, pixels, change);

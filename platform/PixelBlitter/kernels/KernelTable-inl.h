@@ -1,4 +1,4 @@
-// The table of one CPU target.
+// The table of one CPU target, with the tables that are compiled on their own.
 #if defined(PIXELBLITTER_KERNEL_TABLE_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef PIXELBLITTER_KERNEL_TABLE_INL_H
 #undef PIXELBLITTER_KERNEL_TABLE_INL_H
@@ -9,11 +9,8 @@
 #include "ByteKernels-inl.h"
 #include "ColourKernels-inl.h"
 #include "ComponentKernels-inl.h"
-#include "DepthKernels-inl.h"
-#include "FusedHalving-inl.h"
 #include "PairKernels-inl.h"
 #include "PlaneKernels-inl.h"
-#include "PlanePairs-inl.h"
 #include "TransferKernels-inl.h"
 #include "V210Kernels-inl.h"
 
@@ -21,8 +18,11 @@ HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
 namespace HWY_NAMESPACE {
 
+// Tables that are compiled on their own.
+extern const FusedKernels kFusedKernels;
+extern const DepthKernels kDepthKernels;
+
 const Kernels* TableOfTarget() {
-    using enum Element;
     static constexpr Kernels table{
         .unpackBytes = UnpackBytes,
         .unpackWords = UnpackWords,
@@ -50,14 +50,11 @@ const Kernels* TableOfTarget() {
         .splitLuma = SplitLuma,
         .mixPairChroma = MixPairChroma,
         .shuffle = Shuffle,
-        // Equal element types are a shuffle unless ranges differ, which they never do in the formats there are.
-        .changeDepth = {{nullptr, ChangeDepth<Byte, Word>, ChangeDepth<Byte, Float>},
-                        {ChangeDepth<Word, Byte>, nullptr, ChangeDepth<Word, Float>},
-                        {ChangeDepth<Float, Byte>, ChangeDepth<Float, Word>, nullptr}},
         .streamCopy = StreamCopy,
         .copyAhead = CopyAhead,
         .finishStreaming = FinishStreaming,
         .fused = kFusedKernels,
+        .depth = kDepthKernels,
     };
     return &table;
 }

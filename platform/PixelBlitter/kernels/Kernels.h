@@ -8,6 +8,7 @@
 /// Planes are compact floats. Kernels work in whole vectors: they may read and write up to kPlanePadding floats beyond
 /// the count given, never bytes of a picture beyond it.
 
+#include "DepthKernels.h"
 #include "FusedKernels.h"
 
 #include <cstddef>
@@ -41,24 +42,6 @@ struct ByteShuffle {
     alignas(16) std::uint8_t order[16];
     alignas(16) std::uint8_t keep[16];
     alignas(16) std::uint8_t set[16];
-};
-
-/// Element types of the four-component layouts.
-enum class Element { Byte, Word, Float };
-inline constexpr int kElementCount = 3;
-
-/// Change of element type, component by component, for pixels of four components. Arrays repeat per pixel so that they
-/// load as vectors.
-struct DepthChange {
-    bool reverse; ///< the four components change their order
-    bool opaque;  ///< the component at alphaLane becomes opaqueValue
-    alignas(64) float bias[16];
-    alignas(64) float inScale[16];
-    alignas(64) float outScale[16];
-    alignas(64) float outOffset[16];
-    float largest;
-    alignas(64) float opaqueMask[16]; ///< 1 in the alpha lane, else 0
-    float opaqueValue;
 };
 
 struct Kernels {
@@ -122,9 +105,6 @@ struct Kernels {
                           bool centre, std::uint8_t* u, std::uint8_t* v, std::size_t pairs) noexcept;
     void (*shuffle)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes, const ByteShuffle& move,
                     const Transfer& transfer) noexcept; ///< bytes divides by 4
-    void (*changeDepth[kElementCount][kElementCount])(const std::uint8_t* source, std::uint8_t* destination,
-                                                      std::size_t pixels,
-                                                      const DepthChange& change) noexcept; ///< [from][to]
     // A copy past the caches. finishStreaming orders these stores before whatever the thread does next.
     void (*streamCopy)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept;
     // The same; what lies so many bytes ahead in the source is fetched.
@@ -132,7 +112,8 @@ struct Kernels {
                       std::ptrdiff_t ahead) noexcept;
     void (*finishStreaming)() noexcept;
 
-    FusedKernels fused; ///< whole conversions of 8-bit pixels
+    const FusedKernels& fused; ///< whole conversions of 8-bit pixels
+    const DepthKernels& depth; ///< whole conversions between element types
 };
 
 /// The table for this machine, chosen anew at every call from the targets that the CPU has.

@@ -122,21 +122,6 @@ void CentredPlanesToPairs(const std::uint8_t* luma, const ChromaMix& mix, std::i
     JoinPlanes(luma, RecentredChroma(chroma), lumaFirst, destination, pixels, transfer);
 }
 
-constexpr FusedKernels kFusedKernels{
-    .premultiply = PremultiplyBytes,
-    .unpremultiply = UnpremultiplyBytes,
-    .mixComponents = MixComponents,
-    .pixelsToPairs = PixelsToPairs,
-    .pixelsToLuma = PixelsToLuma,
-    .sumsToChroma = SumsToChroma,
-    .chromaOfPairs = ChromaOfPairs,
-    .chromaOfPlanes = ChromaOfPlanes,
-    .chromaToPixels = {ChromaToPixels<LumaLayout::Plane>, ChromaToPixels<LumaLayout::PairsBelow>,
-                       ChromaToPixels<LumaLayout::PairsAbove>},
-    .planesToPairs = PlanesToPairs,
-    .centredPlanesToPairs = CentredPlanesToPairs,
-};
-
 } // namespace
 } // namespace HWY_NAMESPACE
 } // namespace PixelBlitter

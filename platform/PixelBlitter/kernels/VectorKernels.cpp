@@ -1,6 +1,5 @@
-// SSE4 adds nothing to SSSE3 that these kernels use, and every target costs compile time. Vectors of a length unknown
-// to the compiler cannot be members, which some of the kernels want.
-#define HWY_DISABLED_TARGETS (HWY_SSE4 | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128 | HWY_RVV)
+#include "VectorTargets.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/VectorKernels.cpp"
 #include <hwy/foreach_target.h> // IWYU pragma: keep
