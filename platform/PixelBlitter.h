@@ -127,6 +127,50 @@ PIXELBLITTER_API int PB_FillWithTransparentWhite(void* data, int rowBytes, int w
 PIXELBLITTER_API int PB_FillWithColor(void* data, int rowBytes, int width, int height, PB_PixelFormat format,
                                       const void* color, PB_PixelFormat colorFormat) noexcept;
 
+/// Mixes two pictures of one format into a third: a * (1 - weight) + b * weight, component by component and without
+/// regard to alpha, in the format's own codes or floats. weight is the share of b, from 0 (a itself) to 1 (b itself);
+/// values outside are taken as the nearer end, NaN as 0. Codes are rounded to the nearest, at weight 0.5 always halves
+/// up; at other weights they are within 0.51 of the unrounded mix. Codes of 15-bit formats above white are mixed as
+/// they are, and so are infinities and NaN in floats. All three formats must be equal, else kPB_UnsupportedFormat; so
+/// answer custom and DV formats, too. Planar images are mixed as one run of bytes. quality chooses nothing.
+///
+/// destination may be a or b, or have its rows between theirs; where it overlaps a source in any other way that source
+/// is copied first, and kPB_OutOfMemory is possible.
+PIXELBLITTER_API int PB_CrossDissolve(const void* a, int aRowBytes, PB_PixelFormat aFormat, const void* b,
+                                      int bRowBytes, PB_PixelFormat bFormat, void* destination, int destinationRowBytes,
+                                      PB_PixelFormat destinationFormat, int width, int height, float weight,
+                                      int quality) noexcept;
+
+/// Copies bytes, which may overlap. 0 bytes and null pointers copy nothing.
+PIXELBLITTER_API void PB_CopyMemory(void* destination, const void* source, std::size_t bytes) noexcept;
+
+/// Merges two DV25 frames: the destination becomes a with the second field of b. Both are decoded, their lines woven,
+/// and the frame is encoded again as an interlaced one; everything but the picture (sound, subcode, auxiliary data)
+/// stays as a has it. frameBytes is 120000 (525 lines) or 144000 (625 lines), the bytes that each of the three
+/// addresses must have; any other number is kPB_BadArgument. The first field is the lower one. The destination may be
+/// a or b. kPB_BadData when one of them is no such frame, kPB_UnsupportedFormat without libavcodec; nothing has been
+/// written then. quality chooses nothing.
+PIXELBLITTER_API int PB_MergeDV(const void* a, const void* b, void* destination, std::size_t frameBytes,
+                                int quality) noexcept;
+
+/// The same for two frames of any DV format, each of PB_PixelFormatSize bytes at the format's raster. Field order is
+/// the format's own; 720p has no fields, and the destination becomes a copy of a. kPB_UnsupportedFormat for formats
+/// other than DV.
+PIXELBLITTER_API int PB_MergeDVCPRO(const void* a, const void* b, void* destination, PB_PixelFormat format,
+                                    int quality) noexcept;
+
+/// Copies a picture with the complement of its alpha: full scale less alpha, in 15-bit formats not below 0. Colours
+/// stay as they are, those of premultiplied formats, too, which then belong to another alpha than they were multiplied
+/// by. Formats without alpha answer kPB_UnsupportedFormat. The destination may be the source; otherwise overlapping
+/// rows are copied first.
+PIXELBLITTER_API int PB_InvertAlpha(const void* source, int sourceRowBytes, void* destination, int destinationRowBytes,
+                                    PB_PixelFormat format, int width, int height) noexcept;
+
+/// The same with one alpha for all pixels, from 0 to 1 (opaque); values outside are taken as the nearer end, NaN as 0.
+PIXELBLITTER_API int PB_CopyAndSetAlpha(const void* source, int sourceRowBytes, void* destination,
+                                        int destinationRowBytes, PB_PixelFormat format, int width, int height,
+                                        float alpha) noexcept;
+
 /// How a PB_ScaleConvert with these arguments would be done.
 struct PB_Plan {
     int result = kPB_Success; ///< what the call would answer; the rest is meaningful only for success

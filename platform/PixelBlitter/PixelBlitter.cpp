@@ -1,10 +1,13 @@
 #include "PixelBlitter.h"
 
+#include "Alpha.h"
 #include "Convert.h"
+#include "Mix.h"
 #include "Scale.h"
 #include "dv/CoderPool.h"
 #include "dv/DvConversion.h"
 #include "dv/DvFill.h"
+#include "dv/DvMerge.h"
 #include "scale/Resampler.h"
 
 #include <algorithm>
@@ -64,6 +67,21 @@ int ConvertSameSize(const PictureArguments& source, const PictureArguments& dest
         return result;
     }
     return dv::TakesPart(from, to) ? dv::Convert(from, Writable(to), {}, 0) : ConvertPicture(from, Writable(to));
+}
+
+// Checks both pictures and calls replace.
+template <class Replace>
+int ReplaceAlpha(const PictureArguments& source, const PictureArguments& destination, const Replace& replace) noexcept {
+    if (IsEmpty(source)) {
+        return kPB_Success;
+    }
+    SourcePicture from;
+    SourcePicture to;
+    const PB_Result result = CheckBoth(source, destination, from, to);
+    if (result == kPB_Success && from.format.alpha == AlphaKind::None) {
+        return kPB_UnsupportedFormat;
+    }
+    return result == kPB_Success ? replace(from, Writable(to)) : result;
 }
 
 template <class Void>
@@ -188,6 +206,57 @@ int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int
         return dv::Convert(checkedSource, Writable(checkedDestination), fields, quality);
     }
     return ScalePicture(checkedSource, Writable(checkedDestination), fields, quality);
+}
+
+int PB_CrossDissolve(const void* a, int aRowBytes, PB_PixelFormat aFormat, const void* b, int bRowBytes,
+                     PB_PixelFormat bFormat, void* destination, int destinationRowBytes,
+                     PB_PixelFormat destinationFormat, int width, int height, float weight, int /*quality*/) noexcept {
+    const PictureArguments first{a, aRowBytes, width, height, aFormat};
+    const PictureArguments second{b, bRowBytes, width, height, bFormat};
+    const PictureArguments to{destination, destinationRowBytes, width, height, destinationFormat};
+    if (IsEmpty(to)) {
+        return kPB_Success;
+    }
+    if (aFormat != destinationFormat || bFormat != destinationFormat) {
+        return kPB_UnsupportedFormat;
+    }
+    SourcePicture checkedFirst, checkedSecond, checkedDestination;
+    PB_Result result = CheckBoth(first, second, checkedFirst, checkedSecond);
+    if (result == kPB_Success) {
+        result = CheckPicture(to, checkedDestination);
+    }
+    return result == kPB_Success ? MixPictures(checkedFirst, checkedSecond, Writable(checkedDestination), weight)
+                                 : result;
+}
+
+void PB_CopyMemory(void* destination, const void* source, std::size_t bytes) noexcept {
+    if (bytes != 0 && destination != nullptr && source != nullptr) {
+        std::memmove(destination, source, bytes);
+    }
+}
+
+int PB_MergeDV(const void* a, const void* b, void* destination, std::size_t frameBytes, int /*quality*/) noexcept {
+    const PB_PixelFormat format = dv::FormatOfDV25(frameBytes);
+    return format == kPB_NoFormat ? kPB_BadArgument : dv::Merge(a, b, destination, format);
+}
+
+int PB_MergeDVCPRO(const void* a, const void* b, void* destination, PB_PixelFormat format, int /*quality*/) noexcept {
+    return dv::Merge(a, b, destination, format);
+}
+
+int PB_InvertAlpha(const void* source, int sourceRowBytes, void* destination, int destinationRowBytes,
+                   PB_PixelFormat format, int width, int height) noexcept {
+    const PictureArguments from{source, sourceRowBytes, width, height, format};
+    return ReplaceAlpha(from, {destination, destinationRowBytes, width, height, format}, InvertAlpha);
+}
+
+int PB_CopyAndSetAlpha(const void* source, int sourceRowBytes, void* destination, int destinationRowBytes,
+                       PB_PixelFormat format, int width, int height, float alpha) noexcept {
+    const PictureArguments from{source, sourceRowBytes, width, height, format};
+    return ReplaceAlpha(from, {destination, destinationRowBytes, width, height, format},
+                        [=](const SourcePicture& picture, const DestinationPicture& to) noexcept {
+                            return SetAlpha(picture, to, alpha);
+                        });
 }
 
 PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat sourceFormat, int sourceFieldType,

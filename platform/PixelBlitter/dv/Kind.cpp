@@ -24,7 +24,6 @@ constexpr std::array kKinds{
 };
 // clang-format on
 
-constexpr std::uint32_t kBlockBytes = 80;
 constexpr std::uint32_t kBlocksPerSequence = 150;
 static_assert(std::all_of(kKinds.begin(), kKinds.end(),
                           [](const Kind& kind) { return kind.bytes % (kBlockBytes * kBlocksPerSequence) == 0; }));
@@ -38,6 +37,7 @@ struct BlockId {
     std::uint8_t section;
     std::uint8_t number;
 };
+constexpr std::uint8_t kPictureSection = 4;
 constexpr BlockId BlockIdAt(std::uint32_t place) noexcept {
     constexpr std::uint32_t kFirstAudio = 6;
     constexpr std::uint32_t kAudioPeriod = 16; // an audio block, then 15 of video
@@ -53,7 +53,7 @@ constexpr BlockId BlockIdAt(std::uint32_t place) noexcept {
     const std::uint32_t period = (place - kFirstAudio) / kAudioPeriod;
     const std::uint32_t rest = (place - kFirstAudio) % kAudioPeriod;
     return rest == 0 ? BlockId{3, static_cast<std::uint8_t>(period)}
-                     : BlockId{4, static_cast<std::uint8_t>(period * (kAudioPeriod - 1) + rest - 1)};
+                     : BlockId{kPictureSection, static_cast<std::uint8_t>(period * (kAudioPeriod - 1) + rest - 1)};
 }
 
 } // namespace
@@ -77,6 +77,10 @@ bool HasBlockStructure(const Kind& kind, const std::uint8_t* bytes) noexcept {
         lost += id[0] >> 5 == expected.section && id[2] == expected.number ? 0 : 1;
     }
     return lost <= blocks / kLossDivisor;
+}
+
+bool HoldsPicture(std::uint32_t block) noexcept {
+    return BlockIdAt(block % kBlocksPerSequence).section == kPictureSection;
 }
 
 } // namespace PixelBlitter::dv

@@ -13,6 +13,9 @@
 
 namespace PixelBlitter::dv {
 
+/// A block of a DIF sequence.
+inline constexpr std::uint32_t kBlockBytes = 80;
+
 struct Kind {
     zynmediatypes::Storage storage;
     int width;
@@ -39,5 +42,9 @@ inline bool StatesWholeFrame(const Kind& kind, std::ptrdiff_t stride) noexcept {
 /// Whether the bytes of a frame are divided into DIF blocks as its kind demands. Up to an eighth of the blocks may be
 /// lost, as they are where a tape is worn; what is left still shows the picture.
 bool HasBlockStructure(const Kind& kind, const std::uint8_t* bytes) noexcept;
+
+/// Whether the block with this number, counted from the start of a frame, is one of those that hold the picture. The
+/// others hold sound, time code and what else was recorded.
+bool HoldsPicture(std::uint32_t block) noexcept;
 
 } // namespace PixelBlitter::dv
