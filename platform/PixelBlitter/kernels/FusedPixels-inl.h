@@ -15,12 +15,6 @@ namespace PixelBlitter {
 namespace HWY_NAMESPACE {
 namespace {
 
-// Two words in every dword.
-HWY_INLINE Words SetWords(std::int16_t low, std::int16_t high) {
-    return hn::BitCast(ds, hn::Set(du, static_cast<std::uint32_t>(static_cast<std::uint16_t>(low)) |
-                                           static_cast<std::uint32_t>(static_cast<std::uint16_t>(high)) << 16));
-}
-
 class PremultiplyPixels {
 public:
     explicit PremultiplyPixels(const AlphaProduct& product)

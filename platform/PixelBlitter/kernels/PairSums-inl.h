@@ -20,6 +20,12 @@ using Words = hn::Vec<DS>;
 using Dwords = hn::Vec<DI>;
 constexpr DS ds;
 
+// Two words in every dword.
+HWY_INLINE Words SetWords(std::int16_t low, std::int16_t high) {
+    return hn::BitCast(ds, hn::Set(du, static_cast<std::uint32_t>(static_cast<std::uint16_t>(low)) |
+                                           static_cast<std::uint32_t>(static_cast<std::uint16_t>(high)) << 16));
+}
+
 #if HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128 && HWY_TARGET != HWY_SCALAR
 
 #if HWY_TARGET <= HWY_AVX3
