@@ -1,10 +1,11 @@
 #pragma once
 
-/// The suite's media library: the frame interfaces and the format constants that it exports again.
+/// The suite's media library: the frame interfaces, the media manager, and the format constants that it exports again.
 ///
-/// The table slots of both interfaces are fixed: other modules call them directly.
+/// The table slots of all interfaces are fixed: other modules call them directly.
 
 #include "BRTFoundation.h"
+#include "RenderKit_MediaManager.h"
 #include "SymbolVisibility.h"
 #include "zynmediatypes.h"
 

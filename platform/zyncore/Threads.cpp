@@ -1,3 +1,4 @@
+#include "ControlGroups.h"
 #include "zyncore.h"
 
 #include <sched.h>
@@ -29,25 +30,18 @@ unsigned ProcessorsOfAffinity() {
     return std::thread::hardware_concurrency();
 }
 
-/// Processors that the container's share of processor time amounts to, rounded up: the smallest quota on the way from
-/// the process's control group (cgroup v2) to the root. No quota gives the largest number.
+/// Processors that the container's share of processor time amounts to, rounded up: the smallest quota of the control
+/// groups (cgroup v2) around the process. No quota gives the largest number.
 unsigned ProcessorsOfQuota() {
     unsigned processors = std::numeric_limits<unsigned>::max();
-    std::ifstream groups("/proc/self/cgroup");
-    std::string line;
-    while (std::getline(groups, line)) {
-        if (!line.starts_with("0::/")) {
-            continue;
-        }
-        for (std::string group = line.substr(3); !group.empty(); group.erase(group.rfind('/'))) {
-            std::ifstream file("/sys/fs/cgroup" + group + "/cpu.max");
-            double quotaInMicroseconds = 0;
-            double periodInMicroseconds = 0;
-            // Without a quota the first word is "max", which is no number.
-            if (file >> quotaInMicroseconds >> periodInMicroseconds && periodInMicroseconds > 0) {
-                const double share = quotaInMicroseconds / periodInMicroseconds;
-                processors = std::min(processors, static_cast<unsigned>(std::clamp(share + 0.999, 1.0, 1e6)));
-            }
+    for (const std::string& folder : detail::ControlGroupFolders("cpu")) {
+        std::ifstream file(folder + "/cpu.max");
+        double quotaInMicroseconds = 0;
+        double periodInMicroseconds = 0;
+        // Without a quota the first word is "max", which is no number.
+        if (file >> quotaInMicroseconds >> periodInMicroseconds && periodInMicroseconds > 0) {
+            const double share = quotaInMicroseconds / periodInMicroseconds;
+            processors = std::min(processors, static_cast<unsigned>(std::clamp(share + 0.999, 1.0, 1e6)));
         }
     }
     return processors;
