@@ -1,60 +1,78 @@
 #include "Alpha.h"
 
-#include "Convert.h"
+#include "RowRuns.h"
+#include "SafeSource.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 namespace PixelBlitter {
 namespace {
 
-template <class Sample, class Replace>
-void ReplaceAlpha(const DestinationPicture& picture, const Replace& replace) noexcept {
-    for (int row = 0; row < picture.height; ++row) {
-        for (int x = 0; x < picture.width; ++x) {
-            std::uint8_t* const at = picture.MemoryRow(row) + (4 * x + (picture.format.alphaFirst ? 0 : 3)) *
-                                                                  static_cast<std::ptrdiff_t>(sizeof(Sample));
-            Sample sample;
-            std::memcpy(&sample, at, sizeof sample);
-            sample = replace(sample);
-            std::memcpy(at, &sample, sizeof sample);
-        }
+MixElement ElementOf(Packing packing) noexcept {
+    return packing == Packing::Bytes   ? MixElement::Byte
+           : packing == Packing::Words ? MixElement::Word
+                                       : MixElement::Float; // no other format has alpha
+}
+
+PB_Result ReplaceAlpha(const SourcePicture& source, const DestinationPicture& destination,
+                       const AlphaRow (&table)[kMixElements], const AlphaBytes& alpha) noexcept {
+    const AlphaRow replace = table[static_cast<std::size_t>(ElementOf(source.format.packing))];
+    Conversion conversion{source, destination, KernelsOfThisMachine()};
+    const SafeSource safe(source, destination, conversion.kernels);
+    if (!safe.IsValid()) {
+        return kPB_OutOfMemory;
     }
+    conversion.source = safe.Picture();
+    // What is written in place has just been read into the caches.
+    conversion.stream = !InPlace(source, destination) && StreamsStores(2 * PixelBytes(source));
+    const Transfer transfer = TransferInMemoryOrder(conversion);
+    const std::uint64_t rowBytes = UsedRowBytes(source.format, source.width);
+    ForEachRun(conversion, rowBytes, rowBytes, rowBytes,
+               [&](const std::uint8_t* from, std::uint8_t* to, std::size_t bytes) noexcept {
+                   replace(from, to, bytes, alpha, transfer);
+               });
+    if (conversion.stream) {
+        conversion.kernels.finishStreaming();
+    }
+    return kPB_Success;
+}
+
+// The bytes of an alpha in every 16 bytes of pixels.
+template <class Element>
+AlphaBytes Repeat(Element alpha, bool alphaFirst) noexcept {
+    AlphaBytes bytes{};
+    for (std::size_t pixel = 0; pixel < sizeof bytes.mask; pixel += 4 * sizeof alpha) {
+        const std::size_t at = pixel + (alphaFirst ? 0 : 3 * sizeof alpha);
+        std::fill_n(bytes.mask + at, sizeof alpha, std::uint8_t{0xFF});
+        std::memcpy(bytes.value + at, &alpha, sizeof alpha);
+    }
+    return bytes;
+}
+
+AlphaBytes AlphaBytesOf(const Format& format, float alpha) noexcept {
+    const auto code = [=](int opaque) { return static_cast<int>(alpha * static_cast<double>(opaque) + 0.5); };
+    switch (ElementOf(format.packing)) {
+    case MixElement::Byte:
+        return Repeat(static_cast<std::uint8_t>(code(255)), format.alphaFirst);
+    case MixElement::Word:
+        return Repeat(static_cast<std::uint16_t>(code(32768)), format.alphaFirst);
+    case MixElement::Group:
+    case MixElement::Float:
+        break;
+    }
+    return Repeat(alpha, format.alphaFirst);
 }
 
 } // namespace
 
 PB_Result InvertAlpha(const SourcePicture& source, const DestinationPicture& destination) noexcept {
-    if (const PB_Result result = ConvertPicture(source, destination); result != kPB_Success) {
-        return result;
-    }
-    if (destination.format.packing == Packing::Bytes) {
-        ReplaceAlpha<std::uint8_t>(destination, [](std::uint8_t a) { return static_cast<std::uint8_t>(255 - a); });
-    } else if (destination.format.packing == Packing::Words) {
-        ReplaceAlpha<std::uint16_t>(
-            destination, [](std::uint16_t a) { return static_cast<std::uint16_t>(a > 32768 ? 0 : 32768 - a); });
-    } else {
-        ReplaceAlpha<float>(destination, [](float a) { return 1 - a; });
-    }
-    return kPB_Success;
+    return ReplaceAlpha(source, destination, KernelsOfThisMachine().mix.invertAlpha, AlphaBytesOf(source.format, 0));
 }
 
 PB_Result SetAlpha(const SourcePicture& source, const DestinationPicture& destination, float alpha) noexcept {
-    if (const PB_Result result = ConvertPicture(source, destination); result != kPB_Success) {
-        return result;
-    }
     const float unit = alpha > 0 ? std::min(alpha, 1.0F) : 0;
-    if (destination.format.packing == Packing::Bytes) {
-        ReplaceAlpha<std::uint8_t>(destination,
-                                   [=](std::uint8_t) { return static_cast<std::uint8_t>(unit * 255 + 0.5F); });
-    } else if (destination.format.packing == Packing::Words) {
-        ReplaceAlpha<std::uint16_t>(destination,
-                                    [=](std::uint16_t) { return static_cast<std::uint16_t>(unit * 32768 + 0.5F); });
-    } else {
-        ReplaceAlpha<float>(destination, [=](float) { return unit; });
-    }
-    return kPB_Success;
+    return ReplaceAlpha(source, destination, KernelsOfThisMachine().mix.setAlpha, AlphaBytesOf(source.format, unit));
 }
 
 } // namespace PixelBlitter

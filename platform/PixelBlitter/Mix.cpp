@@ -1,68 +1,91 @@
 #include "Mix.h"
 
-#include "Convert.h"
-#include "Scratch.h"
-
-#include <algorithm>
-#include <cmath>
-#include <cstring>
+#include "MemoryRegime.h"
+#include "SafeSource.h"
 
 namespace PixelBlitter {
 namespace {
 
-template <class Sample>
-Sample MixSample(Sample a, Sample b, double weight) noexcept {
-    return static_cast<Sample>(std::floor(a * (1 - weight) + b * weight + 0.5));
-}
-template <>
-float MixSample(float a, float b, double weight) noexcept {
-    const auto share = static_cast<float>(weight);
-    return a * (1 - share) + b * share;
+std::optional<MixElement> ElementOf(Packing packing) noexcept {
+    switch (packing) {
+    case Packing::Bytes:
+    case Packing::Pairs:
+    case Packing::Planar:
+        return MixElement::Byte;
+    case Packing::Words:
+        return MixElement::Word;
+    case Packing::Groups:
+        return MixElement::Group;
+    case Packing::Floats:
+        return MixElement::Float;
+    case Packing::Compressed:
+    case Packing::DvPlanes:
+    case Packing::Opaque:
+        break;
+    }
+    return std::nullopt;
 }
 
-template <class Sample>
-void MixRow(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* destination, std::uint64_t bytes,
-            double weight) noexcept {
-    for (std::uint64_t i = 0; i < bytes; i += sizeof(Sample)) {
-        Sample x, y;
-        std::memcpy(&x, a + i, sizeof x);
-        std::memcpy(&y, b + i, sizeof y);
-        x = MixSample(x, y, weight);
-        std::memcpy(destination + i, &x, sizeof x);
-    }
+// weight is at most a half.
+MixShare ShareOf(float weight) noexcept {
+    const auto in = [=](double scale) { return static_cast<int>(weight * scale + 0.5); };
+    return {static_cast<std::int16_t>(in(0x1p15)), static_cast<std::int16_t>(-in(0x1p16)), weight};
 }
 
-void MixGroups(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* destination, std::uint64_t bytes,
-               double weight) noexcept {
-    for (std::uint64_t i = 0; i < bytes; i += 4) {
-        std::uint32_t x, y, mixed = 0;
-        std::memcpy(&x, a + i, sizeof x);
-        std::memcpy(&y, b + i, sizeof y);
-        for (const int shift : {0, 10, 20}) {
-            mixed |= MixSample(x >> shift & 1023, y >> shift & 1023, weight) << shift;
-        }
-        std::memcpy(destination + i, &mixed, sizeof mixed);
+struct Rows {
+    std::size_t bytes; // of each
+    int count;
+};
+
+// A run of bytes is one row.
+Rows RowsOf(const SourcePicture& a, const SourcePicture& b, const DestinationPicture& destination) noexcept {
+    if (!destination.format.HasRows()) {
+        return {PixelBytes(a), 1};
     }
+    const std::uint64_t bytes = UsedRowBytes(destination.format, destination.width);
+    const auto gapless = [=](std::ptrdiff_t stride) { return stride == static_cast<std::ptrdiff_t>(bytes); };
+    if (gapless(a.stride) && gapless(b.stride) && gapless(destination.stride)) {
+        return {PixelBytes(a), 1};
+    }
+    return {bytes, destination.height};
 }
 
 } // namespace
 
 PB_Result MixPictures(const SourcePicture& a, const SourcePicture& b, const DestinationPicture& destination,
                       float weight) noexcept {
-    const Packing packing = destination.format.packing;
-    if (packing == Packing::Compressed || packing == Packing::Opaque) {
+    const std::optional<MixElement> element = ElementOf(destination.format.packing);
+    if (!element) {
         return kPB_UnsupportedFormat;
     }
-    const auto mix = packing == Packing::Words    ? MixRow<std::uint16_t>
-                     : packing == Packing::Floats ? MixRow<float>
-                     : packing == Packing::Groups ? MixGroups
-                                                  : MixRow<std::uint8_t>;
-    const double share = weight > 0 ? std::min(weight, 1.0F) : 0;
-    const bool rows = destination.format.HasRows();
-    const std::uint64_t bytes =
-        rows ? UsedRowBytes(destination.format, destination.width) : PixelBytes(ReadOnly(destination));
-    for (int row = 0; row < (rows ? destination.height : 1); ++row) {
-        mix(a.MemoryRow(row), b.MemoryRow(row), destination.MemoryRow(row), bytes, share);
+    if (!(weight > 0)) {
+        return ConvertPicture(a, destination);
+    }
+    if (weight >= 1) {
+        return ConvertPicture(b, destination);
+    }
+    const Kernels& kernels = KernelsOfThisMachine();
+    const SafeSource safeA(a, destination, kernels);
+    const SafeSource safeB(b, destination, kernels);
+    if (!safeA.IsValid() || !safeB.IsValid()) {
+        return kPB_OutOfMemory;
+    }
+    const bool swap = weight > 0.5F;
+    const SourcePicture& from = swap ? safeB.Picture() : safeA.Picture();
+    const SourcePicture& to = swap ? safeA.Picture() : safeB.Picture();
+    const MixShare share = ShareOf(swap ? 1 - weight : weight);
+    const auto index = static_cast<std::size_t>(*element);
+    const MixRow mix = weight == 0.5F ? kernels.mix.average[index] : kernels.mix.mix[index];
+    const Rows rows = RowsOf(from, to, destination);
+    Transfer transfer;
+    // What is written in place has just been read into the caches.
+    transfer.stream = !InPlace(a, destination) && !InPlace(b, destination) && StreamsStores(3 * PixelBytes(a));
+    transfer.ahead = rows.count == 1 ? FetchDistance() : to.stride;
+    for (int row = 0; row < rows.count; ++row) {
+        mix(from.MemoryRow(row), to.MemoryRow(row), destination.MemoryRow(row), rows.bytes, share, transfer);
+    }
+    if (transfer.stream) {
+        kernels.finishStreaming();
     }
     return kPB_Success;
 }

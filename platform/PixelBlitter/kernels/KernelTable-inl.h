@@ -21,6 +21,7 @@ namespace HWY_NAMESPACE {
 // Tables that are compiled on their own.
 extern const FusedKernels kFusedKernels;
 extern const DepthKernels kDepthKernels;
+extern const MixKernels kMixKernels;
 
 const Kernels* TableOfTarget() {
     static constexpr Kernels table{
@@ -55,6 +56,7 @@ const Kernels* TableOfTarget() {
         .finishStreaming = FinishStreaming,
         .fused = kFusedKernels,
         .depth = kDepthKernels,
+        .mix = kMixKernels,
     };
     return &table;
 }

@@ -10,6 +10,7 @@
 
 #include "DepthKernels.h"
 #include "FusedKernels.h"
+#include "MixKernels.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -114,6 +115,7 @@ struct Kernels {
 
     const FusedKernels& fused; ///< whole conversions of 8-bit pixels
     const DepthKernels& depth; ///< whole conversions between element types
+    const MixKernels& mix;     ///< mixes of two pictures, alpha alone
 };
 
 /// The table for this machine, chosen anew at every call from the targets that the CPU has.

@@ -70,32 +70,34 @@ HWY_INLINE void RunSteps(const Op& op, std::size_t first, std::size_t units, con
     }
 }
 
-// The op of RunSteps for pixels of four bytes each on both sides, one vector at once. pixels gives the vector of
-// results for a vector of pixels.
-template <class Pixels>
+// The op of RunSteps for pixels of so many bytes each on both sides, one vector at once. pixels gives the vector of
+// results for a vector of pixels, which always starts with a whole one.
+template <class Pixels, std::size_t pixelBytes>
 struct PixelOp {
     const std::uint8_t* source;
     std::uint8_t* destination;
     const Pixels& pixels;
 
-    static HWY_INLINE std::size_t Step() { return LaneCount(); }
-    HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const { FetchVectors<1>(source + 4 * i, ahead); }
+    static HWY_INLINE std::size_t Step() { return hn::Lanes(dbytes) / pixelBytes; }
+    HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const {
+        FetchVectors<1>(source + pixelBytes * i, ahead);
+    }
     template <class Stores>
     HWY_INLINE void Run(std::size_t i) const {
-        Stores::Store(pixels(hn::LoadU(dbytes, source + 4 * i)), destination + 4 * i);
+        Stores::Store(pixels(hn::LoadU(dbytes, source + pixelBytes * i)), destination + pixelBytes * i);
     }
     HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
         alignas(64) std::uint8_t rest[4 * kMaxLanes] = {};
-        std::memcpy(rest, source + 4 * i, 4 * count);
+        std::memcpy(rest, source + pixelBytes * i, pixelBytes * count);
         hn::Store(pixels(hn::Load(dbytes, rest)), dbytes, rest);
-        std::memcpy(destination + 4 * i, rest, 4 * count);
+        std::memcpy(destination + pixelBytes * i, rest, pixelBytes * count);
     }
 };
 
-template <class Pixels>
+template <std::size_t pixelBytes = 4, class Pixels>
 HWY_INLINE void RunPixels(const std::uint8_t* source, std::uint8_t* destination, std::size_t count,
                           const Transfer& transfer, const Pixels& pixels) {
-    RunSteps(PixelOp<Pixels>{source, destination, pixels}, 0, count, destination, 4, transfer);
+    RunSteps(PixelOp<Pixels, pixelBytes>{source, destination, pixels}, 0, count, destination, pixelBytes, transfer);
 }
 
 } // namespace

@@ -1,0 +1,3 @@
+#include "PortableTarget.h"
+
+#include "MixTable-inl.h"
