@@ -52,6 +52,30 @@ VF_API std::int32_t CreateCustomVideoFrame(BRT::InterfaceRef<RK::IVideoFrame>& o
 VF_API BRT::InterfaceRef<RK::IVideoFrame> MakeWriteableVideoFrame(BRT::InterfaceRef<RK::IVideoFrame> inFrame,
                                                                   zynmediatypes::RenderQuality inQuality);
 
+/// Thrown by what a view refuses: setting its read-only flag or its pixel aspect ratio.
+class VF_API IllegalVideoSubFrameOperation : public BRT::Exception {
+public:
+    const char* what() const noexcept override { return "Illegal operation on a VideoSubFrame."; }
+};
+
+/// Makes a view of a rectangle of inParent, whose pixels, format, aspect ratio, field type, alpha type and read-only
+/// state it shares and which it keeps alive. Origin, user rectangle and triple, render time and alpha bounds (these in
+/// the parent's coordinates, unknown at first) are its own. A parent may be a view itself.
+///
+/// Unlike elsewhere, inSubRectBounds counts rows in memory order: its top is a row of the parent's memory, which starts
+/// with the picture's bottom row. It should lie inside the parent and suit the format (RectIsValidForPixelFormat); it
+/// is taken as it comes, and operations of this library then keep to the parent's rows. Fields count in the view's own
+/// rows.
+///
+/// A view offers memory, rows and clearing whatever its parent offers; a call that the parent cannot serve reports and
+/// throws BRT::NullInterfaceException. The fills cover the whole parent. SetFieldType does nothing.
+///
+/// Returns 0; -1, also with a view, when the parent has no memory access or cannot be cleared, as while it is
+/// read-only; kResult_MemoryExhausted without one.
+VF_API std::int32_t CreateVideoSubFrame(BRT::InterfaceRef<RK::IVideoFrame>& outSubFrame,
+                                        BRT::InterfaceRef<RK::IVideoFrame> inParent,
+                                        const BRT::ParamRect<BRT::CRect>& inSubRectBounds);
+
 /// The process-wide switches: whether new frames, or new custom frames, live on broker blocks. Off at load. A change
 /// affects frames created afterwards. Custom frames follow either switch, which is what the second getter answers.
 VF_API void SetCreatePublishableVideoFrames(bool inPublishable);

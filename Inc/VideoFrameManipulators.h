@@ -41,4 +41,57 @@ VF_API int MakeAddressableVideoFrame(BRT::InterfaceRef<RK::IVideoFrame> inSource
                                      zynmediatypes::PixelFormat inPreferredFormat,
                                      zynmediatypes::RenderQuality inQuality);
 
+/// Copies one field of the source into the same field of the destination, converting and scaling the width; the other
+/// field stays. Fields are counted by each frame's own field type (field 0 is 0, every other value field 1), and those
+/// of unequal height are scaled onto each other after a report. inQuality chooses the format through which a source
+/// without addressable pixels goes. Returns 0, kResult_BufferTooSmall when the converter ran out of memory,
+/// kResult_Failed for every other failure of it, and what MakeAddressableVideoFrame answers.
+VF_API int CopyField(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrame, BRT::InterfaceRef<RK::IVideoFrame> inDestFrame,
+                     int inField, zynmediatypes::RenderQuality inQuality);
+
+/// CopyField, then DeinterlaceVideoFrame of the destination. Returns what CopyField does.
+VF_API int InterpFieldToFrame(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrame,
+                              BRT::InterfaceRef<RK::IVideoFrame> inDestFrame, int inField);
+
+/// Keeps one field and rebuilds each row of the other as the mean of the rows above and below it, at the edge as a copy
+/// of the nearest row; the frame is progressive then. Formats that are not 4:4:4:4 in rows are left as they are.
+VF_API void DeinterlaceVideoFrame(BRT::InterfaceRef<RK::IVideoFrame> inVideoFrame, int inField);
+
+/// Blurs vertically: each row becomes a quarter of the row above, half of itself and a quarter of the row below, an
+/// edge row the mean of itself and its neighbour. Means are rounded half up, twice. The destination must be another
+/// frame of the source's size, format and row bytes. Formats that are not 4:4:4:4 in rows are left as they are.
+VF_API void VerticalConvolve(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrame,
+                             BRT::InterfaceRef<RK::IVideoFrame> inDestFrame);
+
+/// Exchanges the fields by moving the picture down by one row into another frame: its top row appears twice and its
+/// bottom row is lost. Converts and scales like CopyRect.
+VF_API void SwapFields(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrame,
+                       BRT::InterfaceRef<RK::IVideoFrame> inDestFrame);
+
+/// Gives frame A the field 1 of frame B. DV frames are decoded, woven and encoded again; frames that cannot be, and
+/// 720p, keep A. Returns what CopyField does, for DV always 0.
+VF_API int MergePulldownFrames(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrameA,
+                               BRT::InterfaceRef<RK::IVideoFrame> inSourceFrameB);
+
+/// Replaces every pixel's alpha by its complement, or by full opacity. Colours, alpha type and alpha bounds stay.
+/// Frames without rows or alpha are left as they are.
+VF_API void InvertAlpha(BRT::InterfaceRef<RK::IVideoFrame> inDestFrame);
+VF_API void OpaqueAlpha(BRT::InterfaceRef<RK::IVideoFrame> inDestFrame);
+
+/// The smallest rectangle that holds every pixel whose alpha is not 0, in picture coordinates; (0, 0, 0, 0) when there
+/// is none. Knows straight BGRA and VUYA in 8, 16 (full range) and 32 bits, gamma-encoded; every other frame gives its
+/// bounds. Reads only.
+VF_API void CalculateAlphaBounds(BRT::InterfaceRef<RK::IVideoFrame> inFrame, BRT::ParamRect<BRT::CRect>& outBounds);
+
+/// Moves a whole frame into, or fills it from, a block of the caller's with pixels of the frame's format, scaling when
+/// the sizes differ. The block has rows in the frame's memory order, inRowBytes apart (negative: at decreasing
+/// addresses), and the frame's own width and height where none are given; the caller answers for its size. What the
+/// converter cannot do leaves the target as it is.
+VF_API void StoreExternal(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrame, void* outBlock, int inWidth, int inHeight,
+                          int inRowBytes);
+VF_API void StoreExternal(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrame, void* outBlock, int inRowBytes);
+VF_API void LoadExternal(BRT::InterfaceRef<RK::IVideoFrame> inDestFrame, void* inBlock, int inWidth, int inHeight,
+                         int inRowBytes);
+VF_API void LoadExternal(BRT::InterfaceRef<RK::IVideoFrame> inDestFrame, void* inBlock, int inRowBytes);
+
 } // namespace VF::VideoFrameManipulators

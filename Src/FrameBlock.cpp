@@ -1,6 +1,10 @@
 #include "FrameBlock.h"
 
+#include "VideoFrameInterfaces.h"
+
+#include <algorithm>
 #include <cstdlib>
+#include <limits>
 
 namespace VF::Details {
 namespace {
@@ -11,17 +15,30 @@ struct Reach {
     std::uint64_t behind = 0;
 };
 
+Reach ReachOf(const PixelRows& rows) noexcept {
+    const std::int64_t stride = rows.rowBytes;
+    const auto steps = static_cast<std::uint64_t>(std::abs(stride)) * (static_cast<std::uint64_t>(rows.height) - 1);
+    return stride < 0 ? Reach{steps, rows.usedRowBytes} : Reach{0, steps + rows.usedRowBytes};
+}
+
 Reach ReachOf(const PixelImage& image) noexcept {
-    const auto stride = static_cast<std::int64_t>(image.rowBytes);
     if (image.format == kPB_CustomFormat) {
-        return {0, static_cast<std::uint64_t>(std::abs(stride))};
+        return {0, static_cast<std::uint64_t>(std::abs(static_cast<std::int64_t>(image.rowBytes)))};
     }
     if ((static_cast<std::uint32_t>(image.format) & 0xFF000000U) != 0) {
         return {0, PB_PixelFormatSize(image.format, image.width, image.height)};
     }
-    const std::uint64_t rowBytes = PB_PixelFormatSize(image.format, image.width, 1);
-    const auto steps = static_cast<std::uint64_t>(std::abs(stride)) * (static_cast<std::uint64_t>(image.height) - 1);
-    return stride < 0 ? Reach{steps, rowBytes} : Reach{0, steps + rowBytes};
+    return ReachOf(
+        PixelRows{image.data, image.rowBytes, image.height, PB_PixelFormatSize(image.format, image.width, 1)});
+}
+
+bool LiesInBlock(const void* address, const Reach& reach, const BlockExtent& block) noexcept {
+    const auto start = reinterpret_cast<std::uintptr_t>(block.start);
+    const auto data = reinterpret_cast<std::uintptr_t>(address);
+    if (data < start || data - start > block.sizeInBytes) {
+        return false;
+    }
+    return reach.before <= data - start && reach.behind <= block.sizeInBytes - (data - start);
 }
 
 } // namespace
@@ -31,22 +48,51 @@ bool MayWritePixels(const BRT::InterfaceRef<RK::IVideoFrame>& frame) noexcept {
     return !block || block->MayWritePixels();
 }
 
+// An image or rows without a size are nothing to do, so nothing is touched.
+
 bool LiesInBlock(const PixelImage& image, const BlockExtent& block) noexcept {
-    if (image.width <= 0 || image.height <= 0) {
-        return true; // nothing to do, so nothing is touched
-    }
-    const auto start = reinterpret_cast<std::uintptr_t>(block.start);
-    const auto data = reinterpret_cast<std::uintptr_t>(image.data);
-    if (data < start || data - start > block.sizeInBytes) {
-        return false;
-    }
-    const Reach reach = ReachOf(image);
-    return reach.before <= data - start && reach.behind <= block.sizeInBytes - (data - start);
+    return image.width <= 0 || image.height <= 0 || LiesInBlock(image.data, ReachOf(image), block);
 }
 
-bool LiesInFrame(const PixelImage& image, const BRT::InterfaceRef<RK::IVideoFrame>& frame) noexcept {
+bool LiesInBlock(const PixelRows& rows, const BlockExtent& block) noexcept {
+    return rows.height <= 0 || rows.usedRowBytes == 0 || LiesInBlock(rows.data, ReachOf(rows), block);
+}
+
+bool LiesInFrame(const PixelImage& image, const BRT::InterfaceRef<RK::IVideoFrame>& frame) {
     const auto block = BRT::QueryInterface<IFrameBlock>(frame);
     return !block || LiesInBlock(image, block->GetBlockExtent());
+}
+
+bool LiesInFrame(const PixelRows& rows, const BRT::InterfaceRef<RK::IVideoFrame>& frame) {
+    const auto block = BRT::QueryInterface<IFrameBlock>(frame);
+    return !block || LiesInBlock(rows, block->GetBlockExtent());
+}
+
+BlockExtent RowsExtent(const BRT::InterfaceRef<RK::IVideoFrame>& frame) {
+    const auto memory = BRT::QueryInterface<IVideoFrameMemoryAccess>(frame);
+    const auto access = BRT::QueryInterface<IVideoFrame2DPixelMemoryAccess>(frame);
+    if (!memory || !access) {
+        return {};
+    }
+    const BRT::ParamRect<BRT::CRect> bounds = frame->GetBounds();
+    const PixelRows rows{memory->GetData(), access->GetRowBytes(), bounds.bottom,
+                         zynmediatypes::PixelFormatSize(frame->GetPixelType(), bounds.right, 1)};
+    if (rows.height <= 0 || rows.usedRowBytes == 0) {
+        return {};
+    }
+    const Reach reach = ReachOf(rows);
+    const auto data = reinterpret_cast<std::uintptr_t>(rows.data);
+    std::uintptr_t first = data - std::min(reach.before, data);
+    std::uintptr_t end = data + std::min(reach.behind, std::numeric_limits<std::uintptr_t>::max() - data);
+    if (const auto block = BRT::QueryInterface<IFrameBlock>(frame)) {
+        const BlockExtent extent = block->GetBlockExtent();
+        const auto start = reinterpret_cast<std::uintptr_t>(extent.start);
+        first = std::max(first, start);
+        end = std::min(end, start + extent.sizeInBytes);
+    }
+    return first < end ? BlockExtent{reinterpret_cast<const void*>(first), end - first}
+                       // NOLINT(performance-no-int-to-ptr)
+                       : BlockExtent{};
 }
 
 } // namespace VF::Details

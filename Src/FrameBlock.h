@@ -27,6 +27,7 @@ public:
     /// False for published and wrapped blocks, which other processes read, whatever their read-only flag says.
     virtual bool MayWritePixels() = 0;
 
+    /// The block; of a view the part of it that the parent's rows take. May throw what a parent's accessors throw.
     virtual BlockExtent GetBlockExtent() = 0;
 
 protected:
@@ -50,7 +51,26 @@ struct PixelImage {
 /// another process writes afterwards changes the answer.
 bool LiesInBlock(const PixelImage& image, const BlockExtent& block) noexcept;
 
-/// The same for the block behind a frame; true for frames that are not the library's own.
-bool LiesInFrame(const PixelImage& image, const BRT::InterfaceRef<RK::IVideoFrame>& frame) noexcept;
+/// The same for the block behind a frame; true for frames that are not the library's own. A view asks its parent, so it
+/// may throw what a frame's accessors throw.
+bool LiesInFrame(const PixelImage& image, const BRT::InterfaceRef<RK::IVideoFrame>& frame);
+
+/// Rows as an operation addresses them by itself; usedRowBytes of each are touched.
+struct PixelRows {
+    const void* data = nullptr;
+    std::int32_t rowBytes = 0;
+    std::int32_t height = 0;
+    std::uint64_t usedRowBytes = 0;
+};
+
+/// Whether every byte of the rows lies in the block behind a frame; as above.
+bool LiesInFrame(const PixelRows& rows, const BRT::InterfaceRef<RK::IVideoFrame>& frame);
+
+/// The bytes that a frame's own rows take, cut to the block behind it: what may be addressed by somebody who does not
+/// go by the frame's size, such as a view. Empty for frames without rows. Throws what the frame's accessors throw.
+BlockExtent RowsExtent(const BRT::InterfaceRef<RK::IVideoFrame>& frame);
+
+/// Whether every byte of the rows lies in the extent.
+bool LiesInBlock(const PixelRows& rows, const BlockExtent& extent) noexcept;
 
 } // namespace VF::Details

@@ -18,6 +18,10 @@ std::int32_t FrameAccess::Stride() const {
     return rows ? rows->GetRowBytes() : static_cast<std::int32_t>(static_cast<std::uint32_t>(memory->GetDataSize()));
 }
 
+std::uint32_t FrameAccess::MixablePixelSize(zynmediatypes::PixelFormat format) const {
+    return IsAddressable(format) ? rows->GetPixelSize() : 0;
+}
+
 bool IsAddressable(zynmediatypes::PixelFormat format) noexcept {
     return IsUncompressed(format) && (format.properties & zynmediatypes::kPropertyMask_Chroma) == 0;
 }

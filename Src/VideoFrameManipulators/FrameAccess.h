@@ -11,6 +11,9 @@ namespace VF::Details {
 
 inline constexpr const char* kManipulatorsSource = "Src/VideoFrameManipulators";
 
+/// The check of the operations on fields, rows and alpha.
+inline constexpr const char* kWritableCondition = "inDestFrame->GetReadOnly() == false";
+
 /// The converter's own result for memory exhausted.
 inline constexpr int kConverterOutOfMemory = kPB_OutOfMemory;
 
@@ -23,6 +26,9 @@ struct FrameAccess {
     /// Bytes from row to row; for formats without rows the image's size, cut to 32 bits.
     std::int32_t Stride() const;
 
+    /// Bytes per pixel of a frame whose pixels can be mixed one by one, that is, 4:4:4:4 in rows; else 0. Needs rows.
+    std::uint32_t MixablePixelSize(zynmediatypes::PixelFormat format) const;
+
     BRT::InterfaceRef<IVideoFrameMemoryAccess> memory;
     BRT::InterfaceRef<IVideoFrame2DPixelMemoryAccess> rows;
 };
@@ -32,6 +38,11 @@ std::uint32_t BytesPerAddressablePixel(zynmediatypes::PixelFormat format) noexce
 
 /// Whether the format is interleaved 4:4:4:4, so that its pixels can be reached one by one.
 bool IsAddressable(zynmediatypes::PixelFormat format) noexcept;
+
+/// Bytes that the pixels of a row take, 0 without a width.
+constexpr std::uint64_t UsedRowBytes(std::int32_t width, std::uint32_t pixelSize) noexcept {
+    return width > 0 ? static_cast<std::uint64_t>(width) * pixelSize : 0;
+}
 
 /// The converter's format for a frame as a whole: straight 8u, 15u and float formats follow the frame's alpha type.
 PB_PixelFormat AlphaAwareConverterFormat(const BRT::InterfaceRef<RK::IVideoFrame>& frame);

@@ -94,7 +94,7 @@ protected:
 };
 
 TEST_F(VideoFrameSharing, EveryKindOfFrameArrivesWhole) {
-    for (const FrameKind& kind : kFrameKinds) {
+    for (const FrameKind& kind : kBlockKinds) {
         for (const Layout& layout : kLayouts) {
             SCOPED_TRACE(kind.name + std::to_string(layout.picture.format.name));
             const FrameRef frame = kind.make(layout.picture, [&](const FrameRef& made) {
@@ -276,7 +276,7 @@ TEST_F(VideoFrameSharing, FailuresAreToldToWaitingProcesses) {
     const auto nothing = [](const FrameRef&) {};
     ASSERT_EQ(VF::PublishVideoFrameProvidingReference(good, taken, reference), 0);
     EXPECT_NE(reference, kept);
-    for (const FrameKind& kind : kFrameKinds) {
+    for (const FrameKind& kind : AllKinds()) {
         const FrameRef frame = kind.make({kPixelFormat_BGRA_4444_8u, 9, 9}, nothing);
         EXPECT_EQ(VF::PublishVideoFrame(frame, taken), VF::kResult_Failed) << kind.name;
         EXPECT_EQ(VF::PublishVideoFrame(frame, Guid()), VF::kResult_Failed) << kind.name;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <vector>
 
 namespace vftest {
 
@@ -21,12 +22,13 @@ struct Picture {
 /// Sets properties and pixels before the frame may become read-only.
 using Prepare = std::function<void(const FrameRef&)>;
 
-/// One kind of frame that lives on a block.
+/// One kind of frame.
 struct FrameKind {
     const char* name;
     bool publishable;
     bool writable; ///< pixels and properties may be written, whatever the read-only flag says
     FrameRef (*make)(const Picture&, const Prepare&);
+    bool view = false; ///< shows a part of another frame, from which it has most of its properties
 };
 
 inline FrameRef MakeRecycled(const Picture& picture, const Prepare& prepare) {
@@ -89,7 +91,25 @@ inline FrameRef MakeReceived(const Picture& picture, const Prepare& prepare) {
     return frame;
 }
 
-inline const FrameKind kFrameKinds[] = {
+/// Where a view of FrameKinds lies in its parent, which is as much larger: (6, 2) from the left and the first row.
+constexpr Rect ViewRect(std::uint32_t width, std::uint32_t height) {
+    return {6, 2, static_cast<std::int32_t>(width) + 6, static_cast<std::int32_t>(height) + 2};
+}
+
+/// A view of a frame of another kind.
+template <FrameRef (*MakeParent)(const Picture&, const Prepare&)>
+FrameRef MakeView(const Picture& picture, const Prepare& prepare) {
+    FrameRef view;
+    const auto makeView = [&](const FrameRef& parent) {
+        VF::CreateVideoSubFrame(view, parent, ViewRect(picture.width, picture.height));
+    };
+    const FrameRef parent = MakeParent({picture.format, picture.width + 8, picture.height + 3},
+                                       [&](const FrameRef& parentToBe) { makeView(parentToBe), prepare(view); });
+    makeView(parent); // another frame than before where the parent was received
+    return view;
+}
+
+inline const FrameKind kBlockKinds[] = {
     {"Recycled", false, true, MakeRecycled},
     {"WritableBlock", true, true, MakeWritableBlock},
     {"PublishedBlock", true, false,
@@ -104,5 +124,17 @@ inline const FrameKind kFrameKinds[] = {
      }},
     {"ReceivedBlock", true, false, MakeReceived},
 };
+
+inline const FrameKind kViewKinds[] = {
+    {"View", false, true, MakeView<MakeRecycled>, true},
+    {"ViewOfAView", false, true, MakeView<MakeView<MakeWritableBlock>>, true},
+    {"ViewOfAReceivedBlock", false, false, MakeView<MakeReceived>, true},
+};
+
+inline std::vector<FrameKind> AllKinds() {
+    std::vector<FrameKind> kinds(std::begin(kBlockKinds), std::end(kBlockKinds));
+    kinds.insert(kinds.end(), std::begin(kViewKinds), std::end(kViewKinds));
+    return kinds;
+}
 
 } // namespace vftest
