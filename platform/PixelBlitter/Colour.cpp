@@ -79,6 +79,11 @@ AlphaStep AlphaStepBetween(AlphaKind from, AlphaKind to) noexcept {
     return to == AlphaKind::Premultiplied ? AlphaStep::Premultiply : AlphaStep::Unpremultiply;
 }
 
+bool AlphaOnlyKeptOrDropped(const Format& from, const Format& to) noexcept {
+    const AlphaStep step = AlphaStepBetween(from.alpha, to.alpha);
+    return step == AlphaStep::Keep || step == AlphaStep::Opaque;
+}
+
 bool SameColours(const Format& from, const Format& to) noexcept {
     return from.model == to.model && from.linear == to.linear;
 }

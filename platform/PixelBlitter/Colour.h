@@ -36,6 +36,9 @@ private:
 enum class AlphaStep { Keep, Opaque, Premultiply, Unpremultiply };
 AlphaStep AlphaStepBetween(AlphaKind from, AlphaKind to) noexcept;
 
+/// True when colours stay as they are.
+bool AlphaOnlyKeptOrDropped(const Format& from, const Format& to) noexcept;
+
 /// The matrix between the codes of two formats: code i of `to`, less its code of 0, is the sum of row[i][j] * (code j
 /// of `from`, less its code of 0). Components run in canonical order.
 struct CodeMatrix {

@@ -18,8 +18,15 @@ void Shuffle(const std::uint8_t* source, std::uint8_t* destination, std::size_t 
     const auto order = hn::LoadDup128(dbytes, move.order);
     const auto keep = hn::LoadDup128(dbytes, move.keep);
     const auto set = hn::LoadDup128(dbytes, move.set);
-    RunPixels(source, destination, bytes / 4, transfer,
-              [=](Bytes pixels) HWY_ATTR { return hn::Or(hn::And(hn::TableLookupBytes(pixels, order), keep), set); });
+    const auto shuffle = [=](Bytes pixels)
+                             HWY_ATTR { return hn::Or(hn::And(hn::TableLookupBytes(pixels, order), keep), set); };
+    if (move.pixelBytes == 16) {
+        RunPixels<16>(source, destination, bytes / 16, transfer, shuffle);
+    } else if (move.pixelBytes == 8) {
+        RunPixels<8>(source, destination, bytes / 8, transfer, shuffle);
+    } else {
+        RunPixels(source, destination, bytes / 4, transfer, shuffle);
+    }
 }
 
 struct CopyOp {

@@ -15,9 +15,10 @@ namespace HWY_NAMESPACE {
 extern const DepthKernels kDepthKernels;
 const DepthKernels kDepthKernels{
     // Equal element types are a shuffle unless ranges differ, which they never do in the formats there are.
-    .changeDepth = {{nullptr, ChangeDepth<Element::Byte, Element::Word>, ChangeDepth<Element::Byte, Element::Float>},
-                    {ChangeDepth<Element::Word, Element::Byte>, nullptr, ChangeDepth<Element::Word, Element::Float>},
-                    {ChangeDepth<Element::Float, Element::Byte>, ChangeDepth<Element::Float, Element::Word>, nullptr}},
+    .changeDepth = {{nullptr, ChangeDepth<BytesToWords>, ChangeDepth<Through<Element::Byte, Element::Float>>},
+                    {ChangeDepth<WordsToBytes>, nullptr, ChangeDepth<Through<Element::Word, Element::Float>>},
+                    {ChangeDepth<Through<Element::Float, Element::Byte>>,
+                     ChangeDepth<Through<Element::Float, Element::Word>>, nullptr}},
 };
 
 } // namespace HWY_NAMESPACE

@@ -8,6 +8,7 @@
 /// Planes are compact floats. Kernels work in whole vectors: they may read and write up to kPlanePadding floats beyond
 /// the count given, never bytes of a picture beyond it.
 
+#include "ByteShuffle.h"
 #include "DepthKernels.h"
 #include "FusedKernels.h"
 #include "MixKernels.h"
@@ -36,13 +37,6 @@ struct Quantiser {
     float scale;
     float offset;
     float largest;
-};
-
-/// A move of bytes inside every 16: out[i] = (in[order[i]] & keep[i]) | set[i].
-struct ByteShuffle {
-    alignas(16) std::uint8_t order[16];
-    alignas(16) std::uint8_t keep[16];
-    alignas(16) std::uint8_t set[16];
 };
 
 struct Kernels {
@@ -105,7 +99,7 @@ struct Kernels {
     void (*mixPairChroma)(const std::uint8_t* const rows[4], bool lumaFirst, const std::uint16_t weights[4],
                           bool centre, std::uint8_t* u, std::uint8_t* v, std::size_t pairs) noexcept;
     void (*shuffle)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes, const ByteShuffle& move,
-                    const Transfer& transfer) noexcept; ///< bytes divides by 4
+                    const Transfer& transfer) noexcept; ///< whole pixels
     // A copy past the caches. finishStreaming orders these stores before whatever the thread does next.
     void (*streamCopy)(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes) noexcept;
     // The same; what lies so many bytes ahead in the source is fetched.

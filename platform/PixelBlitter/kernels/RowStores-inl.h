@@ -51,7 +51,7 @@ HWY_INLINE void RunSteps(const Op& op, std::size_t first, std::size_t units, con
     std::size_t i = first;
     if (transfer.stream && i < units) {
         const std::size_t head = UnitsToAlignment(destination + i * unitBytes, unitBytes);
-        if (head <= units - i) {
+        if (head <= std::min(units - i, step)) {
             if (head > 0) {
                 op.Rest(i, head);
                 i += head;
