@@ -17,11 +17,9 @@ std::uint32_t sInitializationCount = 0;
 
 namespace Details {
 
-// None of the units has process-wide state today; one that gains it starts and stops here, in this order.
+// The pixmap library has no process-wide state today; what it gains starts and stops here.
 void MakeBaseSuiteCurrent() {}
-void CreateSharedVideoFrameCache() {}
 void ReportAndReleaseLentPixmaps() {}
-void DestroySharedVideoFrameCache() {}
 
 } // namespace Details
 
