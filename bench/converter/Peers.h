@@ -1,26 +1,22 @@
 #pragma once
 
-/// Other libraries that convert the same bytes to the same bytes.
+/// Other libraries that do the same jobs, one file each. Where a library's definition differs from ours (its only
+/// matrix, chroma that is repeated instead of interpolated, colours filtered without their alpha) its error shows that.
 
-#include "PixelBlitter.h"
+#include "Job.h"
 
-#include <cstdint>
-#include <memory>
+#include <array>
 
-/// A picture without gaps between its rows.
-struct PeerImage {
-    std::uint8_t* data;
-    PB_PixelFormat format;
-    int width, height;
-};
+namespace converterbench {
 
-class Peer {
-public:
-    virtual ~Peer() = default;
-    virtual const char* Name() const = 0;
-    virtual void Run(const PeerImage& in, const PeerImage& out) = 0;
-};
+MakeWorker MakeLibyuv;    ///< fast, with errors of some codes
+MakeWorker MakeOpenCV;    ///< on one thread
+MakeWorker MakePixman;    ///< premultiplied 8-bit pixels
+MakeWorker MakeSwscale;   ///< with the flags that make it accurate
+MakeWorker MakeZimg;      ///< with pixels unpacked to planes of the same codes, a few rows at a time
+MakeWorker MakeZimgFloat; ///< the same with planes of floats, for filters that overshoot
 
-/// Null where the library does not know the pair or its range and matrix.
-std::unique_ptr<Peer> MakeSwscale(PB_PixelFormat from, PB_PixelFormat to, int width, int height);
-std::unique_ptr<Peer> MakeLibyuv(PB_PixelFormat from, PB_PixelFormat to);
+inline constexpr std::array<MakeWorker*, 6> kPeers{MakeLibyuv, MakeSwscale, MakeOpenCV,
+                                                   MakePixman, MakeZimg,    MakeZimgFloat};
+
+} // namespace converterbench
