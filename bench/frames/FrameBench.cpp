@@ -89,38 +89,69 @@ void BenchLifetime() {
                 static_cast<unsigned long long>(after.misses - before.misses));
 }
 
-// Hot: the same pair again. Cold: walking over more pairs than the cache holds.
-void BenchCopy(const char* label, zynmediatypes::PixelFormat from, zynmediatypes::PixelFormat to, int pairs) {
-    struct Pair {
-        FrameRef source, destination;
-        std::vector<std::uint8_t> plainSource, plainDestination;
-    };
+struct Pair {
+    FrameRef source, destination;
+    std::vector<std::uint8_t> plainSource, plainDestination;
+};
+
+std::size_t BytesOf(const FrameRef& frame) {
+    return BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(frame)->GetDataSize();
+}
+
+// Interleaved with a memcpy of as many bytes as the operation reads and writes, together. Hot: the same pair again.
+// Cold: walking over more pairs than the cache holds.
+void BenchOperation(const char* label, zynmediatypes::PixelFormat from, zynmediatypes::PixelFormat to, int pairs,
+                    std::size_t bytesMoved, void (*operation)(Pair&)) {
     std::vector<Pair> buffers(static_cast<std::size_t>(pairs));
-    std::size_t bytes = 0;
     for (Pair& pair : buffers) {
         pair.source = Make(from);
         pair.destination = Make(to);
-        const auto access = BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(pair.source);
-        std::memset(access->GetData(), 0x3C, access->GetDataSize());
-        bytes = (access->GetDataSize() +
-                 BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(pair.destination)->GetDataSize()) /
-                2;
-        pair.plainSource.assign(bytes, 0x3C);
-        pair.plainDestination.assign(bytes, 0);
+        std::memset(BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(pair.source)->GetData(), 0x3C,
+                    BytesOf(pair.source));
+        BRT::QueryInterface<RK::IVideoFrameClearable>(pair.destination)->FillWithTransparentBlack();
+        pair.plainSource.assign(bytesMoved / 2, 0x3C);
+        pair.plainDestination.assign(bytesMoved / 2, 0);
     }
-    std::vector<double> copies;
+    std::vector<double> operations;
     std::vector<double> plain;
     for (int round = 0; round < 120; ++round) {
         Pair& pair = buffers[static_cast<std::size_t>(round % pairs)];
         auto start = Clock::now();
-        VF::VideoFrameManipulators::CopyFrame(pair.source, pair.destination, zynmediatypes::kRenderQuality_High);
-        copies.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+        operation(pair);
+        operations.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
         start = Clock::now();
-        std::memcpy(pair.plainDestination.data(), pair.plainSource.data(), bytes);
+        std::memcpy(pair.plainDestination.data(), pair.plainSource.data(), bytesMoved / 2);
         plain.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
     }
     std::printf("%-34s %s: %.3f ms, memcpy of the same bytes %.3f ms, ratio %.2f\n", label,
-                pairs == 1 ? "hot " : "cold", Median(copies), Median(plain), Median(plain) / Median(copies));
+                pairs == 1 ? "hot " : "cold", Median(operations), Median(plain), Median(plain) / Median(operations));
+}
+
+void BenchCopy(const char* label, zynmediatypes::PixelFormat from, zynmediatypes::PixelFormat to, int pairs) {
+    BenchOperation(label, from, to, pairs, BytesOf(Make(from)) + BytesOf(Make(to)), [](Pair& pair) {
+        VF::VideoFrameManipulators::CopyFrame(pair.source, pair.destination, zynmediatypes::kRenderQuality_High);
+    });
+}
+
+// Operations on pixels in place, or from frame to frame.
+void BenchManipulators(int pairs) {
+    namespace Manipulators = VF::VideoFrameManipulators;
+    constexpr auto kFormat = zynmediatypes::kPixelFormat_BGRA_4444_8u;
+    constexpr std::size_t kFrameBytes = std::size_t{kWidth} * kHeight * 4;
+    const auto bench = [=](const char* label, std::size_t bytesMoved, void (*operation)(Pair&)) {
+        BenchOperation(label, kFormat, kFormat, pairs, bytesMoved, operation);
+    };
+    // One field is read, the other written.
+    bench("Deinterlace", kFrameBytes, [](Pair& pair) { Manipulators::DeinterlaceVideoFrame(pair.source, 0); });
+    bench("1-2-1 blur", 2 * kFrameBytes,
+          [](Pair& pair) { Manipulators::VerticalConvolve(pair.source, pair.destination); });
+    bench("Invert alpha", 2 * kFrameBytes, [](Pair& pair) { Manipulators::InvertAlpha(pair.source); });
+    bench("Opaque alpha", 2 * kFrameBytes, [](Pair& pair) { Manipulators::OpaqueAlpha(pair.source); });
+    // The frame is read once.
+    bench("Alpha bounds, transparent", kFrameBytes, [](Pair& pair) {
+        BRT::ParamRect<BRT::CRect> bounds;
+        Manipulators::CalculateAlphaBounds(pair.destination, bounds);
+    });
 }
 
 } // namespace
@@ -134,6 +165,7 @@ int main() {
         BenchCopy("CopyFrame BGRA 8u -> ARGB 8u", kPixelFormat_BGRA_4444_8u, kPixelFormat_ARGB_4444_8u, pairs);
         BenchCopy("CopyFrame BGRA 8u -> BGRA 32f", kPixelFormat_BGRA_4444_8u, kPixelFormat_BGRA_4444_32f, pairs);
         BenchCopy("CopyFrame BGRA 8u -> UYVY", kPixelFormat_BGRA_4444_8u, kPixelFormat_UYVY_422_8u, pairs);
+        BenchManipulators(pairs);
     }
     VF::Shutdown();
     return 0;
