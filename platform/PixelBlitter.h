@@ -174,8 +174,9 @@ PIXELBLITTER_API int PB_CopyAndSetAlpha(const void* source, int sourceRowBytes, 
 /// How a PB_ScaleConvert with these arguments would be done.
 struct PB_Plan {
     int result = kPB_Success; ///< what the call would answer; the rest is meaningful only for success
-    std::string path;         ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type
-                              ///< only), "integers" (exact on codes), "fused" (8-bit codes in one pass over integers),
+    std::string path;         ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type,
+                              ///< light or association of alpha in one pass), "integers" (exact on codes), "fused"
+                              ///< (8-bit codes in one pass over integers),
                               ///< "float tiles", "scale", "scale fields", "scale the first field", "scale into
                               ///< fields"
                               ///< With DV preceded by "DV decode, ", followed by ", DV encode", or both

@@ -101,17 +101,22 @@ CodeMatrix MatrixOfCodes(const Format& from, const Format& to) noexcept {
     return codes;
 }
 
-ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept {
+LightSteps LightStepsBetween(const Format& from, const Format& to) noexcept {
     const AlphaStep alpha = AlphaStepBetween(from.alpha, to.alpha);
-    mFromLinear = from.linear && !to.linear;
-    mToLinear = to.linear && !from.linear;
-    mMatrix = from.model != to.model;
-    mOpaque = alpha == AlphaStep::Opaque && to.Is444();
+    LightSteps steps;
+    steps.fromLinear = from.linear && !to.linear;
+    steps.toLinear = to.linear && !from.linear;
     // Premultiplied values in two encodings are not proportional, so they pass through straight ones.
     const bool reassociate =
-        (mFromLinear || mToLinear) && alpha == AlphaStep::Keep && from.alpha == AlphaKind::Premultiplied;
-    mUnpremultiply = alpha == AlphaStep::Unpremultiply || reassociate;
-    mPremultiply = alpha == AlphaStep::Premultiply || reassociate;
+        (steps.fromLinear || steps.toLinear) && alpha == AlphaStep::Keep && from.alpha == AlphaKind::Premultiplied;
+    steps.unpremultiply = alpha == AlphaStep::Unpremultiply || reassociate;
+    steps.premultiply = alpha == AlphaStep::Premultiply || reassociate;
+    return steps;
+}
+
+ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept
+    : mLight(LightStepsBetween(from, to)), mMatrix(from.model != to.model),
+      mOpaque(AlphaStepBetween(from.alpha, to.alpha) == AlphaStep::Opaque && to.Is444()) {
     if (mMatrix) {
         const Matrix matrix = MatrixBetween(from.model, to.model);
         std::transform(matrix.begin(), matrix.end(), mCoefficients,
@@ -120,10 +125,10 @@ ColourSteps::ColourSteps(const Format& from, const Format& to) noexcept {
 }
 
 void ColourSteps::Apply(const Kernels& kernels, float* const planes[4], std::size_t count) const noexcept {
-    if (mUnpremultiply) {
+    if (mLight.unpremultiply) {
         kernels.unpremultiply(planes, count);
     }
-    if (mFromLinear) {
+    if (mLight.fromLinear) {
         for (int c = 0; c < 3; ++c) {
             kernels.fromLinear(planes[c], count);
         }
@@ -131,12 +136,12 @@ void ColourSteps::Apply(const Kernels& kernels, float* const planes[4], std::siz
     if (mMatrix) {
         kernels.applyMatrix(planes[0], planes[1], planes[2], count, mCoefficients);
     }
-    if (mToLinear) {
+    if (mLight.toLinear) {
         for (int c = 0; c < 3; ++c) {
             kernels.toLinear(planes[c], count);
         }
     }
-    if (mPremultiply) {
+    if (mLight.premultiply) {
         kernels.premultiply(planes, count);
     }
     if (mOpaque) {

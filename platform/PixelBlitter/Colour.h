@@ -15,6 +15,15 @@
 
 namespace PixelBlitter {
 
+/// What happens between two formats of one model, in this order.
+struct LightSteps {
+    bool unpremultiply = false;
+    bool fromLinear = false;
+    bool toLinear = false;
+    bool premultiply = false;
+};
+LightSteps LightStepsBetween(const Format& from, const Format& to) noexcept;
+
 class ColourSteps {
 public:
     ColourSteps(const Format& from, const Format& to) noexcept;
@@ -23,11 +32,8 @@ public:
     void Apply(const Kernels& kernels, float* const planes[4], std::size_t count) const noexcept;
 
 private:
-    bool mUnpremultiply = false;
-    bool mFromLinear = false;
+    LightSteps mLight;
     bool mMatrix = false;
-    bool mToLinear = false;
-    bool mPremultiply = false;
     bool mOpaque = false;
     float mCoefficients[9] = {};
 };

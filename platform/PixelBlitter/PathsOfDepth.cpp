@@ -15,36 +15,63 @@ Element ElementOf(const Format& format) noexcept {
     return format.packing == Packing::Words ? Element::Word : Element::Float;
 }
 
+// The fused kernels have 8-bit pixels on both sides; equal element types of equal colours are moves of bytes.
 bool DepthAccepts(const Format& from, const Format& to) noexcept {
-    return from.Is444() && to.Is444() && from.packing != to.packing && SameColours(from, to) &&
-           AlphaOnlyKeptOrDropped(from, to);
+    return from.Is444() && to.Is444() && from.model == to.model &&
+           (from.packing != Packing::Bytes || to.packing != Packing::Bytes);
 }
 
-DepthChange DepthChangeBetween(const Format& from, const Format& to) noexcept {
-    DepthChange change{};
-    const bool toCodes = from.packing == Packing::Floats;
-    // Integers move where they are narrowest.
-    const bool bytes = from.packing == Packing::Bytes || to.packing == Packing::Bytes;
-    change.codes = ShuffleBetween(bytes ? Packing::Bytes : Packing::Words, from, to);
-    const ComponentCodes ranges = CodesOf444(toCodes ? to : from);
-    const Format& lanes = toCodes ? from : to;
+// For elements in the order of `lanes`.
+void SetRange(ElementRange& range, const Format& format, const Format& lanes, bool toCodes) noexcept {
+    const ComponentCodes codes = CodesOf444(format);
     for (int lane = 0; lane < 16; ++lane) {
-        const CodeRange& range = ranges.component[lanes.alphaFirst ? 3 - lane % 4 : lane % 4];
-        const Dequantiser dequantiser = DequantiserOf(range);
-        const Quantiser quantiser = QuantiserOf(range);
-        change.zero[lane] = toCodes ? quantiser.offset : dequantiser.bias;
-        change.scale[lane] = toCodes ? quantiser.scale : dequantiser.scale;
-        change.largest = quantiser.largest;
+        const CodeRange& component = codes.component[lanes.alphaFirst ? 3 - lane % 4 : lane % 4];
+        const Dequantiser dequantiser = DequantiserOf(component);
+        const Quantiser quantiser = QuantiserOf(component);
+        range.zero[lane] = toCodes ? quantiser.offset : dequantiser.bias;
+        range.scale[lane] = toCodes ? quantiser.scale : dequantiser.scale;
+        range.largest = quantiser.largest;
     }
+}
+
+DepthChange DepthChangeBetween(const Format& from, const Format& to, const LightSteps& steps) noexcept {
+    DepthChange change{};
+    // Components move where elements are narrower.
+    const bool moveOut = to.packing < from.packing;
+    change.in.order = ShuffleBetween(from.packing, from, moveOut ? from : to);
+    change.out.order = ShuffleBetween(to.packing, moveOut ? from : to, to);
+    const Format& lanes = moveOut ? from : to;
+    SetRange(change.in, from, lanes, false);
+    SetRange(change.out, to, lanes, true);
+    const int alpha = lanes.alphaFirst ? 0 : 3;
+    for (int lane = 0; lane < 16; ++lane) {
+        change.alphaLanes[lane] = lane % 4 == alpha ? 0xFFFFFFFFU : 0;
+        change.spreadAlpha[lane] = static_cast<std::uint8_t>(4 * alpha + lane % 4);
+    }
+    change.unpremultiply = steps.unpremultiply;
+    change.fromLinear = steps.fromLinear;
+    change.toLinear = steps.toLinear;
+    change.premultiply = steps.premultiply;
     return change;
+}
+
+DepthKernel KernelFor(const DepthKernels& kernels, Element from, Element to, const LightSteps& steps) noexcept {
+    if (from == Element::Byte && steps.toLinear && !steps.unpremultiply) {
+        return kernels.bytesToLinear;
+    }
+    if (to == Element::Byte && steps.fromLinear && !steps.premultiply) {
+        return kernels.linearToBytes;
+    }
+    const bool any = steps.unpremultiply || steps.fromLinear || steps.toLinear || steps.premultiply;
+    return (any ? kernels.takeSteps : kernels.changeDepth)[static_cast<int>(from)][static_cast<int>(to)];
 }
 
 void RunDepth(const Conversion& conversion) noexcept {
     const Format& from = conversion.source.format;
     const Format& to = conversion.destination.format;
-    const DepthChange change = DepthChangeBetween(from, to);
-    const DepthKernel changeDepth =
-        conversion.kernels.depth.changeDepth[static_cast<int>(ElementOf(from))][static_cast<int>(ElementOf(to))];
+    const LightSteps steps = LightStepsBetween(from, to);
+    const DepthChange change = DepthChangeBetween(from, to, steps);
+    const DepthKernel changeDepth = KernelFor(conversion.kernels.depth, ElementOf(from), ElementOf(to), steps);
     const Transfer transfer = TransferInMemoryOrder(conversion);
     const int width = conversion.source.width;
     ForEachRun(conversion, UsedRowBytes(from, width), UsedRowBytes(to, width), static_cast<std::size_t>(width),

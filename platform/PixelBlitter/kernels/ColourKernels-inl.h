@@ -6,7 +6,7 @@
 #define PIXELBLITTER_COLOUR_KERNELS_INL_H
 #endif
 
-#include "Vectors-inl.h"
+#include "TransferKernels-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
@@ -24,6 +24,18 @@ void ApplyMatrix(float* c0, float* c1, float* c2, std::size_t count, const float
         hn::StoreU(hn::Add(hn::Add(hn::Mul(m00, a), hn::Mul(m01, b)), hn::Mul(m02, c)), df, c0 + i);
         hn::StoreU(hn::Add(hn::Add(hn::Mul(m10, a), hn::Mul(m11, b)), hn::Mul(m12, c)), df, c1 + i);
         hn::StoreU(hn::Add(hn::Add(hn::Mul(m20, a), hn::Mul(m21, b)), hn::Mul(m22, c)), df, c2 + i);
+    }
+}
+
+void ToLinear(float* samples, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        hn::StoreU(LinearOf(hn::LoadU(df, samples + i)), df, samples + i);
+    }
+}
+
+void FromLinear(float* samples, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; i += LaneCount()) {
+        hn::StoreU(EncodedOf(hn::LoadU(df, samples + i)), df, samples + i);
     }
 }
 

@@ -7,8 +7,10 @@
 #endif
 
 #include "DepthKernels.h"
+#include "LightTables.h"
 #include "PairSums-inl.h"
 #include "RowStores-inl.h"
+#include "TransferKernels-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
@@ -30,7 +32,7 @@ private:
     hn::Vec<D> mOrder, mKeep, mSet;
 };
 
-// Codes in memory to a vector of values.
+// Elements in memory to a vector of values.
 template <Element>
 class ValuesFrom;
 
@@ -39,7 +41,7 @@ class ValuesFrom<Element::Byte> {
 public:
     static constexpr std::size_t kBytes = 1;
     explicit ValuesFrom(const DepthChange& change)
-        : mMove(change.codes), mZero(hn::Load(df, change.zero)), mScale(hn::Load(df, change.scale)) {}
+        : mMove(change.in.order), mZero(hn::Load(df, change.in.zero)), mScale(hn::Load(df, change.in.scale)) {}
     HWY_INLINE VF operator()(const std::uint8_t* source) const {
         const auto code = hn::ConvertTo(df, hn::PromoteTo(di, mMove(hn::LoadU(d8, source))));
         return hn::Mul(hn::Sub(code, mZero), mScale);
@@ -55,7 +57,7 @@ class ValuesFrom<Element::Word> {
 public:
     static constexpr std::size_t kBytes = 2;
     explicit ValuesFrom(const DepthChange& change)
-        : mMove(change.codes), mZero(hn::Load(df, change.zero)), mScale(hn::Load(df, change.scale)) {}
+        : mMove(change.in.order), mZero(hn::Load(df, change.in.zero)), mScale(hn::Load(df, change.in.scale)) {}
     HWY_INLINE VF operator()(const std::uint8_t* source) const {
         const auto words = hn::BitCast(d16, mMove(hn::LoadU(DWordBytes(), source)));
         return hn::Mul(hn::Sub(hn::ConvertTo(df, hn::PromoteTo(di, words)), mZero), mScale);
@@ -75,6 +77,34 @@ public:
     HWY_INLINE VF operator()(const std::uint8_t* source) const { return hn::BitCast(df, hn::LoadU(dbytes, source)); }
 };
 
+class LinearOfBytes {
+public:
+    static constexpr std::size_t kBytes = 1;
+    explicit LinearOfBytes(const DepthChange& change)
+        : mMove(change.in.order), mTable(hn::And(hn::BitCast(di, hn::Load(du, change.alphaLanes)),
+                                                 hn::Set(di, static_cast<std::int32_t>(kAlphaOfTable)))) {}
+    HWY_INLINE VF operator()(const std::uint8_t* source) const {
+        const auto code = hn::PromoteTo(di, mMove(hn::LoadU(d8, source)));
+        return hn::GatherIndex(df, kLightOfCodes.data(), hn::Or(code, mTable));
+    }
+
+private:
+    Move<D8> mMove;
+    hn::Vec<DI> mTable;
+};
+
+class ReorderedFloats {
+public:
+    static constexpr std::size_t kBytes = 4;
+    explicit ReorderedFloats(const DepthChange& change) : mMove(change.in.order) {}
+    HWY_INLINE VF operator()(const std::uint8_t* source) const {
+        return hn::BitCast(df, mMove(hn::LoadU(dbytes, source)));
+    }
+
+private:
+    Move<DBytes> mMove;
+};
+
 // As many vectors of values as make one vector of elements in memory.
 template <Element>
 class ElementsOf;
@@ -87,28 +117,83 @@ public:
     HWY_INLINE Bytes operator()(const VF values[1]) const { return hn::BitCast(dbytes, values[0]); }
 };
 
+// Of four vectors of codes below 2^22 in size: as bytes, clipped.
+HWY_INLINE Bytes JoinCodes(VF a, VF b, VF c, VF d) {
+    const auto code = [](VF value) HWY_ATTR {
+        const auto bits = hn::BitCast(di, hn::Add(value, hn::Set(df, kMagic)));
+        return hn::Sub(bits, hn::Set(di, static_cast<std::int32_t>(kMagicBits)));
+    };
+    return Pieces::Transpose(PackToBytes(PackToWords(code(a), code(b)), PackToWords(code(c), code(d))));
+}
+
 // NaN becomes code 0: it takes the second operand of Max.
 template <>
 class ElementsOf<Element::Byte> {
 public:
     static constexpr std::size_t kBytes = 1;
     explicit ElementsOf(const DepthChange& change)
-        : mMove(change.codes), mZero(hn::Load(df, change.zero)), mScale(hn::Load(df, change.scale)) {}
+        : mMove(change.out.order), mZero(hn::Load(df, change.out.zero)), mScale(hn::Load(df, change.out.scale)) {}
     HWY_INLINE Bytes operator()(const VF values[4]) const {
-        const Words low = PackToWords(Code(values[0]), Code(values[1]));
-        const Words high = PackToWords(Code(values[2]), Code(values[3]));
-        return mMove(Pieces::Transpose(PackToBytes(low, high)));
+        return mMove(JoinCodes(Code(values[0]), Code(values[1]), Code(values[2]), Code(values[3])));
     }
 
 private:
-    // Beyond 2^23 no longer a code, but in any case one that the packs clip.
-    HWY_INLINE Dwords Code(VF value) const {
-        const VF code = hn::Max(hn::Add(hn::Mul(value, mScale), mZero), hn::Zero(df));
-        const VF magic = hn::Add(code, hn::Set(df, kMagic));
-        return hn::Sub(hn::BitCast(di, magic), hn::Set(di, static_cast<std::int32_t>(kMagicBits)));
-    }
+    HWY_INLINE VF Code(VF value) const { return hn::Max(hn::Add(hn::Mul(value, mScale), mZero), hn::Zero(df)); }
     Move<DBytes> mMove;
     VF mZero, mScale;
+};
+
+// One of 32 floats for every lane, by the lowest five bits of its index.
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
+class Table32 {
+public:
+    explicit Table32(const float table[32]) : mLow(hn::Load(df, table)), mHigh(hn::Load(df, table + 16)) {}
+    HWY_INLINE VF operator[](hn::Vec<DI> index) const {
+        return VF{_mm512_permutex2var_ps(mLow.raw, index.raw, mHigh.raw)};
+    }
+
+private:
+    VF mLow, mHigh;
+};
+#else
+class Table32 {
+public:
+    explicit Table32(const float table[32]) : mTable(table) {}
+    HWY_INLINE VF operator[](hn::Vec<DI> index) const {
+        return hn::GatherIndex(df, mTable, hn::And(index, hn::Set(di, 31)));
+    }
+
+private:
+    const float* mTable;
+};
+#endif
+
+class BytesOfLinear {
+public:
+    static constexpr std::size_t kBytes = 1;
+    explicit BytesOfLinear(const DepthChange& change)
+        : mMove(change.out.order), mAlphaLanes(hn::BitCast(df, hn::Load(du, change.alphaLanes))),
+          mLargest(hn::IfThenElse(AlphaLanes(), hn::Set(df, 1.0F), hn::Set(df, CodesOfLight::kLargest))),
+          mSquare(kCodesOfLight.square), mLinear(kCodesOfLight.linear), mConstant(kCodesOfLight.constant) {}
+    HWY_INLINE Bytes operator()(const VF values[4]) const {
+        return mMove(JoinCodes(Code(values[0]), Code(values[1]), Code(values[2]), Code(values[3])));
+    }
+
+private:
+    HWY_INLINE hn::Mask<DF> AlphaLanes() const { return hn::MaskFromVec(mAlphaLanes); }
+    HWY_INLINE VF Code(VF linear) const {
+        const VF value = hn::Min(hn::Max(linear, hn::Zero(df)), mLargest);
+        const auto lifted = hn::BitCast(di, hn::Add(value, hn::Set(df, CodesOfLight::kLift)));
+        const auto piece = hn::ShiftRight<CodesOfLight::kShift>(lifted);
+        const VF curve =
+            hn::Add(hn::Mul(hn::Add(hn::Mul(mSquare[piece], value), mLinear[piece]), value), mConstant[piece]);
+        // A little more than the product lifts halves, as in every other quantiser.
+        const VF alpha = hn::Add(hn::Mul(value, hn::Set(df, 255.0F)), hn::Set(df, 0x1p-16F));
+        return hn::IfThenElse(AlphaLanes(), alpha, curve);
+    }
+    Move<DBytes> mMove;
+    VF mAlphaLanes, mLargest;
+    Table32 mSquare, mLinear, mConstant;
 };
 
 template <>
@@ -116,8 +201,8 @@ class ElementsOf<Element::Word> {
 public:
     static constexpr std::size_t kBytes = 2;
     explicit ElementsOf(const DepthChange& change)
-        : mMove(change.codes), mZero(hn::Load(df, change.zero)), mScale(hn::Load(df, change.scale)),
-          mLargest(hn::Set(df, change.largest)) {}
+        : mMove(change.out.order), mZero(hn::Load(df, change.out.zero)), mScale(hn::Load(df, change.out.scale)),
+          mLargest(hn::Set(df, change.out.largest)) {}
     HWY_INLINE Bytes operator()(const VF values[2]) const {
         const Words signedCodes = PackToWords(Code(values[0]), Code(values[1]));
         const Words codes = hn::Xor(signedCodes, hn::Set(ds, std::int16_t{-32768}));
@@ -137,18 +222,90 @@ private:
 
 // Changes work on LaneCount() pixels at once: four vectors of values.
 
-template <class In, class Out>
+struct NoSteps {
+    explicit NoSteps(const DepthChange& /*change*/) {}
+    HWY_INLINE VF operator()(VF values) const { return values; }
+};
+
+// Steps between values whose kind is known when the kernel is compiled, or looked up.
+class AlphaSteps {
+public:
+    explicit AlphaSteps(const DepthChange& change)
+        : mSpread(hn::LoadDup128(dbytes, change.spreadAlpha)),
+          mAlphaLanes(hn::BitCast(df, hn::Load(du, change.alphaLanes))) {}
+    HWY_INLINE auto AlphaLanes() const { return hn::MaskFromVec(mAlphaLanes); }
+    HWY_INLINE VF Premultiplied(VF values) const {
+        const VF alpha = Alpha(values);
+        return hn::Mul(values, hn::IfThenElse(AlphaLanes(), hn::Set(df, 1.0F), alpha));
+    }
+    HWY_INLINE VF Unpremultiplied(VF values) const {
+        const VF alpha = Alpha(values);
+        const auto transparent = hn::Eq(alpha, hn::Zero(df));
+        const VF divisor = hn::IfThenElse(hn::Or(transparent, AlphaLanes()), hn::Set(df, 1.0F), alpha);
+        return hn::IfThenZeroElse(transparent, hn::Div(values, divisor));
+    }
+
+private:
+    HWY_INLINE VF Alpha(VF values) const {
+        return hn::BitCast(df, hn::TableLookupBytes(hn::BitCast(dbytes, values), mSpread));
+    }
+    Bytes mSpread;
+    VF mAlphaLanes;
+};
+
+class AnySteps {
+public:
+    explicit AnySteps(const DepthChange& change) : mAlpha(change), mChange(change) {}
+    HWY_INLINE VF operator()(VF values) const {
+        if (mChange.unpremultiply) {
+            values = mAlpha.Unpremultiplied(values);
+        }
+        if (mChange.fromLinear) {
+            values = hn::IfThenElse(mAlpha.AlphaLanes(), values, EncodedOf(values));
+        }
+        if (mChange.toLinear) {
+            values = hn::IfThenElse(mAlpha.AlphaLanes(), values, LinearOf(values));
+        }
+        return mChange.premultiply ? mAlpha.Premultiplied(values) : values;
+    }
+
+private:
+    AlphaSteps mAlpha;
+    const DepthChange& mChange;
+};
+
+class PremultiplyIfNeedBe {
+public:
+    explicit PremultiplyIfNeedBe(const DepthChange& change) : mAlpha(change), mNeeded(change.premultiply) {}
+    HWY_INLINE VF operator()(VF values) const { return mNeeded ? mAlpha.Premultiplied(values) : values; }
+
+private:
+    AlphaSteps mAlpha;
+    bool mNeeded;
+};
+
+class UnpremultiplyIfNeedBe {
+public:
+    explicit UnpremultiplyIfNeedBe(const DepthChange& change) : mAlpha(change), mNeeded(change.unpremultiply) {}
+    HWY_INLINE VF operator()(VF values) const { return mNeeded ? mAlpha.Unpremultiplied(values) : values; }
+
+private:
+    AlphaSteps mAlpha;
+    bool mNeeded;
+};
+
+template <class In, class Steps, class Out>
 class ThroughFloats {
 public:
     static constexpr std::size_t kInBytes = In::kBytes;
     static constexpr std::size_t kOutBytes = Out::kBytes;
-    explicit ThroughFloats(const DepthChange& change) : mIn(change), mOut(change) {}
+    explicit ThroughFloats(const DepthChange& change) : mIn(change), mSteps(change), mOut(change) {}
 
     template <class Stores>
     HWY_INLINE void Run(const std::uint8_t* source, std::uint8_t* destination) const {
         const std::size_t lanes = LaneCount();
-        const VF values[4] = {mIn(source), mIn(source + lanes * kInBytes), mIn(source + 2 * lanes * kInBytes),
-                              mIn(source + 3 * lanes * kInBytes)};
+        const auto value = [&](std::size_t i) HWY_ATTR { return mSteps(mIn(source + i * lanes * kInBytes)); };
+        const VF values[4] = {value(0), value(1), value(2), value(3)};
         for (std::size_t i = 0; i < 4; i += 4 / kOutBytes) {
             Stores::Store(mOut(values + i), destination + i * lanes * kOutBytes);
         }
@@ -156,6 +313,7 @@ public:
 
 private:
     In mIn;
+    Steps mSteps;
     Out mOut;
 };
 
@@ -163,7 +321,7 @@ class BytesToWords {
 public:
     static constexpr std::size_t kInBytes = 1;
     static constexpr std::size_t kOutBytes = 2;
-    explicit BytesToWords(const DepthChange& change) : mMove(change.codes) {}
+    explicit BytesToWords(const DepthChange& change) : mMove(change.in.order) {}
 
     template <class Stores>
     HWY_INLINE void Run(const std::uint8_t* source, std::uint8_t* destination) const {
@@ -185,7 +343,7 @@ class WordsToBytes {
 public:
     static constexpr std::size_t kInBytes = 2;
     static constexpr std::size_t kOutBytes = 1;
-    explicit WordsToBytes(const DepthChange& change) : mMove(change.codes) {}
+    explicit WordsToBytes(const DepthChange& change) : mMove(change.out.order) {}
 
     template <class Stores>
     HWY_INLINE void Run(const std::uint8_t* source, std::uint8_t* destination) const {
@@ -235,7 +393,11 @@ void ChangeDepth(const std::uint8_t* source, std::uint8_t* destination, std::siz
 }
 
 template <Element from, Element to>
-using Through = ThroughFloats<ValuesFrom<from>, ElementsOf<to>>;
+using Plain = ThroughFloats<ValuesFrom<from>, NoSteps, ElementsOf<to>>;
+using BytesToLinear = ThroughFloats<LinearOfBytes, PremultiplyIfNeedBe, ElementsOf<Element::Float>>;
+using LinearToBytes = ThroughFloats<ValuesFrom<Element::Float>, UnpremultiplyIfNeedBe, BytesOfLinear>;
+template <Element from, Element to>
+using Stepwise = ThroughFloats<ValuesFrom<from>, AnySteps, ElementsOf<to>>;
 
 } // namespace
 } // namespace HWY_NAMESPACE

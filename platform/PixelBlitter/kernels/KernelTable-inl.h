@@ -11,7 +11,6 @@
 #include "ComponentKernels-inl.h"
 #include "PairKernels-inl.h"
 #include "PlaneKernels-inl.h"
-#include "TransferKernels-inl.h"
 #include "V210Kernels-inl.h"
 
 HWY_BEFORE_NAMESPACE();

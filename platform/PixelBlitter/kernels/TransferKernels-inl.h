@@ -88,26 +88,20 @@ HWY_INLINE VF KeepNonFinite(VF magnitude, VF result) {
     return hn::IfThenElse(finite, result, magnitude);
 }
 
-void ToLinear(float* samples, std::size_t count) noexcept {
-    for (std::size_t i = 0; i < count; i += LaneCount()) {
-        const VF x = hn::LoadU(df, samples + i);
-        const VF magnitude = hn::Abs(x);
-        const VF low = hn::Mul(magnitude, hn::Set(df, 1.0F / 12.92F));
-        const VF base = hn::Mul(hn::Add(magnitude, hn::Set(df, 0.055F)), hn::Set(df, 1.0F / 1.055F));
-        const VF curve = hn::IfThenElse(hn::Le(magnitude, hn::Set(df, 0.04045F)), low, Power12Fifths(base));
-        hn::StoreU(hn::CopySign(KeepNonFinite(magnitude, curve), x), df, samples + i);
-    }
+HWY_INLINE VF LinearOf(VF encoded) {
+    const VF magnitude = hn::Abs(encoded);
+    const VF low = hn::Mul(magnitude, hn::Set(df, 1.0F / 12.92F));
+    const VF base = hn::Mul(hn::Add(magnitude, hn::Set(df, 0.055F)), hn::Set(df, 1.0F / 1.055F));
+    const VF curve = hn::IfThenElse(hn::Le(magnitude, hn::Set(df, 0.04045F)), low, Power12Fifths(base));
+    return hn::CopySign(KeepNonFinite(magnitude, curve), encoded);
 }
 
-void FromLinear(float* samples, std::size_t count) noexcept {
-    for (std::size_t i = 0; i < count; i += LaneCount()) {
-        const VF x = hn::LoadU(df, samples + i);
-        const VF magnitude = hn::Abs(x);
-        const VF low = hn::Mul(magnitude, hn::Set(df, 12.92F));
-        const VF high = hn::Sub(hn::Mul(Power5Twelfths(magnitude), hn::Set(df, 1.055F)), hn::Set(df, 0.055F));
-        const VF curve = hn::IfThenElse(hn::Le(magnitude, hn::Set(df, 0.0031308F)), low, high);
-        hn::StoreU(hn::CopySign(KeepNonFinite(magnitude, curve), x), df, samples + i);
-    }
+HWY_INLINE VF EncodedOf(VF linear) {
+    const VF magnitude = hn::Abs(linear);
+    const VF low = hn::Mul(magnitude, hn::Set(df, 12.92F));
+    const VF high = hn::Sub(hn::Mul(Power5Twelfths(magnitude), hn::Set(df, 1.055F)), hn::Set(df, 0.055F));
+    const VF curve = hn::IfThenElse(hn::Le(magnitude, hn::Set(df, 0.0031308F)), low, high);
+    return hn::CopySign(KeepNonFinite(magnitude, curve), linear);
 }
 
 } // namespace

@@ -24,7 +24,8 @@ TEST(Plan, NamesThePath) {
     EXPECT_EQ(path(0x811, 0x1811), "shuffle");
     EXPECT_EQ(path(0x4, 0x1104), "depth");
     EXPECT_EQ(path(0x805, 0x90D), "depth");
-    EXPECT_EQ(path(0x4, 0x88), "float tiles");
+    EXPECT_EQ(path(0x4, 0x88), "depth");
+    EXPECT_EQ(path(0x84, 0x905), "float tiles");
     EXPECT_EQ(path(0x811, 0x851), "float tiles");
     EXPECT_EQ(path(0x1A11, 0x9000A31), "integers");
     EXPECT_EQ(path(0x811, 0x9000A31), "float tiles"); // another matrix
