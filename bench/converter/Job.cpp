@@ -86,7 +86,7 @@ constexpr Job kJobs[] = {
     {"UYVY 1080p -> BGRA 540p bilinear", kUYVY, kBGRA, k1080, k540, kBilinear},
 };
 
-constexpr int kStripHeight = 48;
+constexpr int kStripHeight = 16;
 constexpr int kSmallerBy = 5; // divides all the sizes above into sizes of the same ratio
 
 bool IsPlanar(PB_PixelFormat format) {

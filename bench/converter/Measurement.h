@@ -30,6 +30,8 @@ struct Outcome {
     Result ours;
     std::vector<Result> peers;
     std::optional<double> allProcessors; ///< hot milliseconds where the job is divided among them
+    std::optional<double> computing; ///< milliseconds when memory takes no time, because strips stay in the next cache;
+                                     ///< nothing where the sizes differ
 
     Speed Ratio(const Speed& time) const { return {memcpyTime.hot / time.hot, memcpyTime.cold / time.cold}; }
     /// The peer of the best ratios, of all or of the exact ones; null where there is none.

@@ -51,7 +51,8 @@ std::string Row(const Outcome& outcome) {
     std::string row = "| " + std::string(outcome.job->name) + " | " + Pair(time) + " | " + Pair(outcome.Ratio(time)) +
                       " | " + Distances(outcome.ours.error) + " | " +
                       Pair({100 * outcome.limit.hot / time.hot, 100 * outcome.limit.cold / time.cold}, "%.0f / %.0f") +
-                      " | " + (outcome.allProcessors ? Text("%.1f", time.hot / *outcome.allProcessors) : "") + " | " +
+                      " | " + (outcome.computing ? Text("%.2f", *outcome.computing) : "") + " | " +
+                      (outcome.allProcessors ? Text("%.1f", time.hot / *outcome.allProcessors) : "") + " | " +
                       PeerCells(outcome, fastest) + " | ";
     row += !exact ? "-" : exact == fastest ? "the same" : exact->name + " " + Pair(outcome.Ratio(exact->time));
     return row + " |\n";
@@ -70,6 +71,9 @@ void Print(const Outcome& outcome) {
     if (outcome.allProcessors) {
         line += Text(" x%.2f on all processors", outcome.ours.time.hot / *outcome.allProcessors);
     }
+    if (outcome.computing) {
+        line += Text(" computing %.3f ms", *outcome.computing);
+    }
     for (const Result& peer : outcome.peers) {
         line += entry(peer);
     }
@@ -87,8 +91,9 @@ bool WriteMarkdown(const std::string& path, std::span<const Outcome> outcomes) {
         return false;
     }
     std::string measured = "\n" + DescribeMachine() + "\n";
-    measured += "| job | ms | ratio | error | % of the limit | two threads | fastest peer | ratio | error "
-                "| fastest exact peer |\n|---|---|---|---|---|---|---|---|---|---|\n";
+    measured +=
+        "| job | ms | ratio | error | % of memory's limit | computing, ms | two threads | fastest peer | ratio | error "
+        "| fastest exact peer |\n|---|---|---|---|---|---|---|---|---|---|---|\n";
     for (const Outcome& outcome : outcomes) {
         measured += Row(outcome);
     }
