@@ -176,7 +176,7 @@ struct PB_Plan {
     int result = kPB_Success; ///< what the call would answer; the rest is meaningful only for success
     std::string path;         ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type,
                               ///< light or association of alpha in one pass), "integers" (exact on codes), "fused"
-                              ///< (8-bit codes in one pass over integers),
+                              ///< (8-bit and 10-bit codes in one pass),
                               ///< "float tiles", "scale", "scale fields", "scale the first field", "scale into
                               ///< fields"
                               ///< With DV preceded by "DV decode, ", followed by ", DV encode", or both

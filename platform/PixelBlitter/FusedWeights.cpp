@@ -80,7 +80,11 @@ std::int32_t OffsetOf(const double row[3], const RoundedRow& rounded, const Form
     return static_cast<std::int32_t>(std::lround(offset));
 }
 
-WeightScale ScaleFrom(const Format& from) noexcept {
+// What the weights of a pair of formats are below.
+WeightScale ScaleBetween(const Format& from, const Format& to) noexcept {
+    if (to.packing == Packing::Groups) {
+        return from.IsYUV() ? WeightScale::Broad : WeightScale::Coarse;
+    }
     return from.IsYUV() ? WeightScale::Coarse : WeightScale::Fine;
 }
 
@@ -117,7 +121,7 @@ AlphaQuotient AlphaQuotientBetween(const Format& from, const Format& to) noexcep
 ComponentMatrix ComponentMatrixBetween(const Format& from, const Format& to) noexcept {
     const CodeMatrix codes = MatrixOfCodes(from, to);
     ComponentMatrix matrix{};
-    matrix.scale = ScaleFrom(from);
+    matrix.scale = ScaleBetween(from, to);
     FillWords(matrix.first, from, 0, 1);
     FillWords(matrix.second, from, 2, 1);
     const bool opaque = AlphaStepBetween(from.alpha, to.alpha) == AlphaStep::Opaque;
@@ -136,7 +140,7 @@ ComponentMatrix ComponentMatrixBetween(const Format& from, const Format& to) noe
 PixelHalving PixelHalvingBetween(const Format& from, const Format& to) noexcept {
     const CodeMatrix codes = MatrixOfCodes(from, to);
     PixelHalving halving{};
-    halving.scale = ScaleFrom(from);
+    halving.scale = ScaleBetween(from, to);
     halving.centred = to.centredChroma;
     halving.lumaAbove = !to.alphaFirst;
     FillWords(halving.first, from, 0, 1);
@@ -145,7 +149,9 @@ PixelHalving PixelHalvingBetween(const Format& from, const Format& to) noexcept 
     for (int i = 0; i < 16; ++i) {
         halving.pairs[i] = static_cast<std::uint8_t>(8 * (i / 8) + 4 * (i % 2) + PositionOf(from, kOfPair[i % 8 / 2]));
     }
-    const auto round = [&](int i) { return RoundRow(codes.row[i], halving.scale, !from.IsYUV()); };
+    // Towards 10 bits, rounding each weight errs less, and grey is off by less than a half either way.
+    const bool jointly = halving.scale == WeightScale::Fine;
+    const auto round = [&](int i) { return RoundRow(codes.row[i], halving.scale, jointly); };
     const RoundedRow v = round(0), u = round(1), luma = round(2);
     halving.v = v.weights;
     halving.u = u.weights;

@@ -13,10 +13,10 @@ AlphaQuotient AlphaQuotientBetween(const Format& from, const Format& to) noexcep
 /// 8-bit 4:4:4:4 on both sides.
 ComponentMatrix ComponentMatrixBetween(const Format& from, const Format& to) noexcept;
 
-/// From 8-bit 4:4:4:4 to 8-bit 4:2:2 or 4:2:0: from RGB, or from YUV of the same matrix.
+/// From 8-bit 4:4:4:4 to 4:2:2 or 8-bit 4:2:0: from RGB, or from YUV of the same matrix.
 PixelHalving PixelHalvingBetween(const Format& from, const Format& to) noexcept;
 
-/// The way back.
+/// The way back, from 8 bits.
 PixelWidening PixelWideningBetween(const Format& from, const Format& to) noexcept;
 
 } // namespace PixelBlitter

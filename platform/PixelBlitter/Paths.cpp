@@ -7,9 +7,11 @@ namespace PixelBlitter {
 namespace {
 
 constexpr std::array kPaths{
-    &kCopyPath,          &kShufflePath,       &kDepthPath,          &kPremultiplyPath,   &kUnpremultiplyPath,
-    &kComponentsPath,    &kPixelsToPairsPath, &kPixelsToPlanesPath, &kPairsToPixelsPath, &kPlanesToPixelsPath,
-    &kPairsToPlanesPath, &kPlanesToPairsPath, &kTilePath,           &kPlanePath,         &kSubsampledPath,
+    &kCopyPath,          &kShufflePath,        &kDepthPath,          &kPremultiplyPath,    &kUnpremultiplyPath,
+    &kComponentsPath,    &kPixelsToPairsPath,  &kPixelsToPlanesPath, &kPairsToPixelsPath,  &kPlanesToPixelsPath,
+    &kPairsToPlanesPath, &kPlanesToPairsPath,  &kGroupsToPixelsPath, &kPixelsToGroupsPath, &kGroupsToPairsPath,
+    &kPairsToGroupsPath, &kGroupsToFloatsPath, &kFloatsToGroupsPath, &kTilePath,           &kPlanePath,
+    &kSubsampledPath,
 };
 
 } // namespace

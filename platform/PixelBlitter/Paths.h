@@ -47,6 +47,14 @@ extern const Path kPlanesToPixelsPath; ///< 4:2:0 to 4:4:4:4
 extern const Path kPairsToPlanesPath;  ///< 4:2:2 to 4:2:0 with the same codes
 extern const Path kPlanesToPairsPath;  ///< 4:2:0 to 4:2:2 with the same codes
 
+// One pass, 10-bit 4:2:2:
+extern const Path kGroupsToPixelsPath; ///< to 8-bit 4:4:4:4
+extern const Path kPixelsToGroupsPath; ///< and back
+extern const Path kGroupsToPairsPath;  ///< to 8-bit 4:2:2 with the same matrix
+extern const Path kPairsToGroupsPath;  ///< and back
+extern const Path kGroupsToFloatsPath; ///< to 4:4:4:4 floats with the same matrix
+extern const Path kFloatsToGroupsPath; ///< and back
+
 // Through float tiles:
 extern const Path kTilePath;       ///< any two 4:4:4:4 formats
 extern const Path kPlanePath;      ///< 4:2:0 to 4:2:0 with the same matrix and the same chroma rows

@@ -30,7 +30,7 @@ struct PixelsToPairsOp {
         Stores::Store(Codes(row + 8 * i), destination + 4 * i);
     }
     HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
-        const PaddedPixels<2> padded(row, width, 2 * i, 2 * count);
+        const PaddedPixels<2 * kMaxLanes> padded(row, width, 2 * i, 2 * count);
         alignas(64) std::uint8_t codes[4 * kMaxLanes];
         hn::Store(Codes(padded.get()), dbytes, codes);
         std::memcpy(destination + 4 * i, codes, 4 * count);
@@ -95,7 +95,7 @@ struct PixelsToLumaOp {
         Stores::Store(Codes(row + 8 * i, sums + kSumWords * i), luma + 2 * i);
     }
     HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
-        const PaddedPixels<4> padded(row, width, 2 * i, 2 * count);
+        const PaddedPixels<4 * kMaxLanes> padded(row, width, 2 * i, 2 * count);
         alignas(64) std::uint8_t codes[4 * kMaxLanes];
         alignas(64) std::int16_t restSums[2 * kMaxLanes * kSumWords];
         hn::Store(Codes(padded.get(), restSums), dbytes, codes);

@@ -22,11 +22,11 @@ struct Transfer {
 };
 
 /// Bits behind the point of the weights.
-enum class WeightScale { Coarse, Fine }; ///< 14: weights below 2, sums of two below 4; 15: below 1
+enum class WeightScale { Broad, Coarse, Fine }; ///< 12: weights below 8; 14: below 2, sums of two below 4; 15: below 1
 constexpr int BitsOf(WeightScale scale) noexcept {
-    return scale == WeightScale::Coarse ? 14 : 15;
+    constexpr int kBits[] = {12, 14, 15};
+    return kBits[static_cast<int>(scale)];
 }
-inline constexpr int kWeightScales = 2;
 
 /// Components c0 c1 c2 are B G R or V U Y. A pixel's vector is (c0, c1), (c2, c1).
 struct SplitWeights {
@@ -94,9 +94,14 @@ struct PixelWidening {
     alignas(16) std::uint8_t order[16];
 };
 
-/// How luma lies in what chromaToPixels reads.
-enum class LumaLayout { Plane, PairsBelow, PairsAbove }; ///< of 16 bits each in 4:2:2: the lower or the upper byte
-inline constexpr int kLumaLayouts = 3;
+/// How luma lies in what becomes pixels.
+enum class LumaLayout {
+    Plane,
+    PairsBelow, ///< of 16 bits each in 4:2:2 the lower byte
+    PairsAbove, ///< the upper byte
+    Codes,      ///< 10-bit codes in 16 bits
+};
+inline constexpr int kLumaLayouts = 3; ///< those that chromaToPixels reads
 
 /// The rows that chroma is mixed from, and their weights in eighths.
 struct ChromaMix {

@@ -78,7 +78,7 @@ private:
 
 // The source of an op that looks at the pixels before and behind a step: at the ends of the row, a copy of its pixels
 // that repeats the outermost ones.
-template <std::size_t vectors>
+template <std::size_t capacity, std::size_t pixelBytes = 4>
 class PaddedPixels {
 public:
     PaddedPixels(const std::uint8_t* row, std::size_t width, std::size_t first, std::size_t count) {
@@ -86,19 +86,19 @@ public:
         const std::size_t end = std::min(width, first + count + 1);
         std::uint8_t* at = mPixels;
         if (first == 0) {
-            std::memcpy(at, row, 4);
-            at += 4;
+            std::memcpy(at, row, pixelBytes);
+            at += pixelBytes;
         }
-        std::memcpy(at, row + 4 * from, 4 * (end - from));
-        at += 4 * (end - from);
-        for (const std::uint8_t* const wanted = mPixels + 4 * (count + 3); at < wanted; at += 4) {
-            std::memcpy(at, at - 4, 4);
+        std::memcpy(at, row + pixelBytes * from, pixelBytes * (end - from));
+        at += pixelBytes * (end - from);
+        for (const std::uint8_t* const wanted = mPixels + pixelBytes * (count + 3); at < wanted; at += pixelBytes) {
+            std::memcpy(at, at - pixelBytes, pixelBytes);
         }
     }
-    const std::uint8_t* get() const { return mPixels + 4; }
+    const std::uint8_t* get() const { return mPixels + pixelBytes; }
 
 private:
-    alignas(64) std::uint8_t mPixels[4 * (vectors * kMaxLanes + 4)] = {};
+    alignas(64) std::uint8_t mPixels[pixelBytes * (capacity + 4)] = {};
 };
 
 } // namespace

@@ -20,6 +20,7 @@ namespace HWY_NAMESPACE {
 // Tables that are compiled on their own.
 extern const FusedKernels kFusedKernels;
 extern const DepthKernels kDepthKernels;
+extern const GroupKernels kGroupKernels;
 extern const MixKernels kMixKernels;
 
 const Kernels* TableOfTarget() {
@@ -55,6 +56,7 @@ const Kernels* TableOfTarget() {
         .finishStreaming = FinishStreaming,
         .fused = kFusedKernels,
         .depth = kDepthKernels,
+        .groups = kGroupKernels,
         .mix = kMixKernels,
     };
     return &table;

@@ -11,6 +11,7 @@
 #include "ByteShuffle.h"
 #include "DepthKernels.h"
 #include "FusedKernels.h"
+#include "GroupKernels.h"
 #include "MixKernels.h"
 
 #include <cstddef>
@@ -107,9 +108,10 @@ struct Kernels {
                       std::ptrdiff_t ahead) noexcept;
     void (*finishStreaming)() noexcept;
 
-    const FusedKernels& fused; ///< whole conversions of 8-bit pixels
-    const DepthKernels& depth; ///< whole conversions between element types
-    const MixKernels& mix;     ///< mixes of two pictures, alpha alone
+    const FusedKernels& fused;  ///< whole conversions of 8-bit pixels
+    const DepthKernels& depth;  ///< whole conversions between element types
+    const GroupKernels& groups; ///< whole conversions of 10-bit 4:2:2
+    const MixKernels& mix;      ///< mixes of two pictures, alpha alone
 };
 
 /// The table for this machine, chosen anew at every call from the targets that the CPU has.

@@ -51,7 +51,8 @@ public:
             even = hn::Add(here, hn::ShiftRight<1>(hn::Add(here, hn::LoadU(ds, chroma - 2))));
             odd = hn::Add(here, hn::ShiftRight<1>(odd));
         }
-        const Words y = hn::Sub(hn::ShiftLeft<6>(Luma(luma)), mLumaZero); // first, second
+        const Words y =
+            hn::Sub(hn::ShiftLeft < layout == LumaLayout::Codes ? 4 : 6 > (Luma(luma)), mLumaZero); // first, second
         const Words evenYV = hn::OddEven(even, y);
         const Words evenUY = hn::OddEven(hn::BitCast(ds, hn::ShiftLeft<16>(hn::BitCast(di, y))), even);
         const Words oddYV = hn::OddEven(odd, hn::BitCast(ds, hn::ShiftRight<16>(hn::BitCast(di, y))));
@@ -74,6 +75,8 @@ private:
     HWY_INLINE static Words Luma(const std::uint8_t* luma) {
         if constexpr (layout == LumaLayout::Plane) {
             return WordsOf(luma);
+        } else if constexpr (layout == LumaLayout::Codes) {
+            return hn::BitCast(ds, hn::LoadU(dbytes, luma));
         } else {
             const auto pairs = hn::BitCast(dw, hn::LoadU(dbytes, luma));
             return hn::BitCast(ds, layout == LumaLayout::PairsBelow ? hn::And(pairs, hn::Set(dw, std::uint16_t{0xFF}))

@@ -82,29 +82,32 @@ TEST_P(EveryFormat, ConvertsToEveryFormatAsTheDefinitionsSay) {
     }
 }
 
-// Formats of 8 bits, and element types of one colour model, meet in kernels of their own: exact at every width, the
-// same on every processor.
+// Formats of 8 bits and V210, and element types of one colour model, meet in kernels of their own: exact at every
+// width, the same on every processor.
 TEST_P(EveryFormat, MeetsThoseOfItsKindInOnePass) {
     const reference::Format from(GetParam());
     const auto hasBytes = [](const reference::Format& format) {
         return format.layout == reference::Layout::Bytes || format.layout == reference::Layout::Pairs ||
-               format.layout == reference::Layout::Planar;
+               format.layout == reference::Layout::Planar || format.layout == reference::Layout::V210;
     };
     const std::int64_t targets = hwy::SupportedTargets();
     unsigned turn = 0;
     for (const std::int32_t to : reference::AllFormats()) {
         const reference::Format format(to);
         const std::string path = PathOf(from.value, to, {2, 2});
-        // Another matrix, alpha and matrix together, or planes on both sides take the tiles.
+        // Another matrix, alpha and matrix together, or planes on both sides or beside V210 take the tiles.
         const bool sameModel = from.yuv == format.yuv && from.bt709 == format.bt709;
         const bool alpha = from.alpha != reference::Alpha::None && format.alpha != reference::Alpha::None &&
                            from.alpha != format.alpha;
-        const bool planes = !from.HasRows() && !format.HasRows();
+        const bool groups = from.layout == reference::Layout::V210 || format.layout == reference::Layout::V210;
+        const bool planes = groups ? !from.HasRows() || !format.HasRows() : !from.HasRows() && !format.HasRows();
         const bool range = !from.Is444() && !format.Is444() && from.fullRange != format.fullRange;
         const bool bytes = hasBytes(from) && hasBytes(format) && (!from.yuv || !format.yuv || sameModel) && !planes &&
                            !range && (!alpha || sameModel);
         const bool elements = from.Is444() && format.Is444() && sameModel && !bytes;
-        if (to == from.value || !(bytes || elements)) {
+        const bool floats = groups && sameModel &&
+                            (from.layout == reference::Layout::Floats || format.layout == reference::Layout::Floats);
+        if (to == from.value || !(bytes || elements || floats)) {
             continue;
         }
         ASSERT_TRUE(path == "fused" || path == "integers" || path == "shuffle" || path == "depth") << path;
@@ -258,19 +261,22 @@ std::vector<RowsInMemory> RowsOf(TestPicture& picture) {
 // edges.
 TEST(Conversion, LargePicturesGetTheBytesOfSmallOnes) {
     constexpr std::int32_t kPairs[][2] = {
-        {0x4, 0x4},         {0x4, 0x1004},    {0x811, 0x1811},    {0x84, 0x1084},     {0x104, 0x1104},
-        {0x4, 0x104},       {0x104, 0x1004},  {0x4, 0x84},        {0x1084, 0x4},      {0x84, 0x104},
-        {0x104, 0x8C},      {0x4, 0x106},     {0x10A, 0x1004},    {0x8, 0x88},        {0x4, 0x8},
-        {0x8, 0x1004},      {0x805, 0x809},   {0x4, 0x805},       {0xA05, 0x1004},    {0x4, 0x811},
-        {0x805, 0x1811},    {0x811, 0x4},     {0x1A11, 0x1004},   {0x4, 0xA000831},   {0x4, 0xB000A31},
-        {0xA000831, 0x4},   {0xB000A31, 0x8}, {0x811, 0x9000831}, {0x811, 0xC000831}, {0x9000831, 0x811},
-        {0xA000831, 0x1811}};
-    constexpr int kSmall = 32, kLarge = 20000, kPeriod = 4, kEdge = 12;
+        {0x4, 0x4},          {0x4, 0x1004},    {0x811, 0x1811},    {0x84, 0x1084},     {0x104, 0x1104},
+        {0x4, 0x104},        {0x104, 0x1004},  {0x4, 0x84},        {0x1084, 0x4},      {0x84, 0x104},
+        {0x104, 0x8C},       {0x4, 0x106},     {0x10A, 0x1004},    {0x8, 0x88},        {0x4, 0x8},
+        {0x8, 0x1004},       {0x805, 0x809},   {0x4, 0x805},       {0xA05, 0x1004},    {0x4, 0x811},
+        {0x805, 0x1811},     {0x811, 0x4},     {0x1A11, 0x1004},   {0x4, 0xA000831},   {0x4, 0xB000A31},
+        {0xA000831, 0x4},    {0xB000A31, 0x8}, {0x811, 0x9000831}, {0x811, 0xC000831}, {0x9000831, 0x811},
+        {0xA000831, 0x1811}, {0x4, 0x851},     {0x851, 0x1004},    {0x851, 0x1811},    {0x811, 0x851},
+        {0x851, 0x905},      {0x905, 0x851}};
+    constexpr int kSmall = 32, kPeriod = 4, kEdge = 12;
     for (const auto& [from, to] : kPairs) {
         for (const int padding : {0, 4, 5}) { // rows that can be aligned in part, and rows that cannot
-            const int width = 131;
+            // Rows of V210 are converted in strips.
+            const bool strips = from == 0x851 || to == 0x851;
+            const int width = strips ? 1001 : 131, height = strips ? 2600 : 20000;
             TestPicture source(from, width, kSmall, padding), small(to, width, kSmall, padding);
-            TestPicture tall(from, width, kLarge, padding), large(to, width, kLarge, padding);
+            TestPicture tall(from, width, height, padding), large(to, width, height, padding);
             source.Randomise(static_cast<std::uint32_t>(from + padding));
             const auto repeat = [](TestPicture& in, TestPicture& out, bool compare) {
                 const auto inRows = RowsOf(in), outRows = RowsOf(out);

@@ -26,7 +26,8 @@ TEST(Plan, NamesThePath) {
     EXPECT_EQ(path(0x805, 0x90D), "depth");
     EXPECT_EQ(path(0x4, 0x88), "depth");
     EXPECT_EQ(path(0x84, 0x905), "float tiles");
-    EXPECT_EQ(path(0x811, 0x851), "float tiles");
+    EXPECT_EQ(path(0x811, 0x851), "integers");
+    EXPECT_EQ(path(0x851, 0x905), "fused");
     EXPECT_EQ(path(0x1A11, 0x9000A31), "integers");
     EXPECT_EQ(path(0x811, 0x9000A31), "float tiles"); // another matrix
     EXPECT_EQ(path(0x4, 0x4, 32), "scale");

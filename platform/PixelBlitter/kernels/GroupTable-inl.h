@@ -1,0 +1,31 @@
+// The kernels of 10-bit 4:2:2 of one CPU target.
+#if defined(PIXELBLITTER_GROUP_TABLE_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef PIXELBLITTER_GROUP_TABLE_INL_H
+#undef PIXELBLITTER_GROUP_TABLE_INL_H
+#else
+#define PIXELBLITTER_GROUP_TABLE_INL_H
+#endif
+
+#include "GroupFloats-inl.h"
+#include "GroupPairs-inl.h"
+#include "GroupPixels-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace PixelBlitter {
+namespace HWY_NAMESPACE {
+
+extern const GroupKernels kGroupKernels;
+const GroupKernels kGroupKernels{
+    .groupsToPixels = GroupsToPixels,
+    .pixelsToGroups = PixelsToGroups,
+    .groupsToPairs = GroupsToPairs,
+    .pairsToGroups = PairsToGroups,
+    .groupsToFloats = GroupsToFloats,
+    .floatsToGroups = FloatsToGroups,
+};
+
+} // namespace HWY_NAMESPACE
+} // namespace PixelBlitter
+HWY_AFTER_NAMESPACE();
+
+#endif
