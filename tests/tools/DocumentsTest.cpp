@@ -35,6 +35,18 @@ TEST(Documents, ReadmeShowsTheExampleAsItIsBuilt) {
     EXPECT_EQ(run.output, "bottom 0, top 255\n");
 }
 
+TEST(Documents, AnExplanationTellsThePlan) {
+    EXPECT_EQ(RunTool("explain bgra:1024x512 argb").output, "1024x512 bgra to 1024x512 argb\n"
+                                                            "path       shuffle\n"
+                                                            "filter     none\n"
+                                                            "bands      1\n"
+                                                            "temporary  0 bytes (0.0 MiB)\n"
+                                                            "moved      4194304 bytes (4.0 MiB)\n");
+    const std::string fields = RunTool("explain v210:70x8:upper yv12:35x4:lower --quality 4").output;
+    EXPECT_NE(fields.find("first\npath       scale fields\nfilter     lanczos3\n"), std::string::npos) << fields;
+    EXPECT_NE(fields.find("moved      1748 bytes"), std::string::npos) << fields; // 8 * 12 * 16 and 35 * 4 + 2 * 18 * 2
+}
+
 TEST(Documents, EveryPackageHasItsReason) {
     const std::string reasons = Document("docs/dependencies.md");
     const std::string setup = Document("scripts/setup");

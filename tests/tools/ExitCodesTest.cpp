@@ -47,6 +47,11 @@ const ExitCase kExits[] = {
     {"convert @clip @/full.y4m --frames :2", 5, "No space"},
     {"convert @clip @/full.mkv --frames :2", 5, "No space"},
     {"convert @clip @/o.png --format dvp2 --size 64x64", 6, "does not convert"},
+    {"explain bgra UYVY", 2, "DST UYVY: no such format; there is uyvy"},
+    {"explain bgra:0x10 uyvy", 2, "SRC 0x10: both sides"},
+    {"explain bgra uyvy:upper", 0, ""},
+    {"explain bgra uyvy:left", 2, "DST left: a size"},
+    {"explain bgra dvp2", 6, "1920x1080 bgra to 1920x1080 dvp2: DV has one size for each format (-3)"},
 };
 
 // "@clip" is a real clip, any other "@" the test's folder.

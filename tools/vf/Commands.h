@@ -10,6 +10,9 @@ namespace tool {
 /// `vf convert IN OUT`: a clip or still through a pixel format and a size into a file.
 void AddConvertCommand(CLI::App& app);
 
+/// `vf explain SRC DST`: the plan of a conversion.
+void AddExplainCommand(CLI::App& app);
+
 /// `vf formats`: the table of pixel formats.
 void AddFormatsCommand(CLI::App& app);
 

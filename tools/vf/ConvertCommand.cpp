@@ -31,10 +31,10 @@ struct ConvertArguments {
 class Conversion {
 public:
     explicit Conversion(const ConvertArguments& arguments)
-        : mArguments(arguments), mFormat(ParseFormat(arguments.format)),
+        : mArguments(arguments), mFormat(ParseFormat("--format", arguments.format)),
           mQuality(static_cast<zynmediatypes::RenderQuality>(arguments.quality)) {
         if (!arguments.size.empty()) {
-            mSize = ParseSize(arguments.size);
+            mSize = ParseSize("--size", arguments.size);
         }
         if (!arguments.frames.empty()) {
             mRange = ParseRange(arguments.frames);

@@ -56,7 +56,7 @@ std::optional<std::int64_t> ParseNumber(std::string_view text) {
     return value;
 }
 
-PictureSize ParseSize(const std::string& text) {
+PictureSize ParseSize(const std::string& option, const std::string& text) {
     const std::size_t cross = text.find('x');
     if (cross != std::string::npos) {
         const auto width = ParseNumber(std::string_view(text).substr(0, cross));
@@ -64,12 +64,12 @@ PictureSize ParseSize(const std::string& text) {
         if (width && height) {
             if (*width < 1 || *height < 1 || *width > kMaxSide || *height > kMaxSide) {
                 throw Failure(ExitCode::Usage,
-                              "--size " + text + ": both sides lie between 1 and " + std::to_string(kMaxSide));
+                              option + ' ' + text + ": both sides lie between 1 and " + std::to_string(kMaxSide));
             }
             return {static_cast<int>(*width), static_cast<int>(*height)};
         }
     }
-    throw Failure(ExitCode::Usage, "--size " + text + ": a size is written WxH, for example 640x360");
+    throw Failure(ExitCode::Usage, option + ' ' + text + ": a size is written WxH, for example 640x360");
 }
 
 FrameRange ParseRange(const std::string& text) {
@@ -110,16 +110,16 @@ double ParseRate(const std::string& text) {
     return *rate;
 }
 
-zynmediatypes::PixelFormat ParseFormat(const std::string& text) {
+zynmediatypes::PixelFormat ParseFormat(const std::string& option, const std::string& text) {
     for (const auto& row : zynmediatypes::kPixelFormatTable) {
         if (CodeText(row.format.name) == text) {
             if (row.converterValue == 0) {
-                throw Failure(ExitCode::Usage, "--format " + text + ": the converter does not know this format");
+                throw Failure(ExitCode::Usage, option + ' ' + text + ": the converter does not know this format");
             }
             return row.format;
         }
     }
-    throw Failure(ExitCode::Usage, "--format " + text + ": no such format" + SimilarCodes(text));
+    throw Failure(ExitCode::Usage, option + ' ' + text + ": no such format" + SimilarCodes(text));
 }
 
 } // namespace tool

@@ -24,8 +24,8 @@ struct FrameRange {
     std::int64_t end = std::numeric_limits<std::int64_t>::max();
 };
 
-/// "WxH", both from 1 to kMaxSide.
-PictureSize ParseSize(const std::string& text);
+/// "WxH", both from 1 to kMaxSide. option is its name for the message.
+PictureSize ParseSize(const std::string& option, const std::string& text);
 
 /// Longest side of a picture that the tool makes: the widest floating-point frame of this size has 4 GiB.
 inline constexpr int kMaxSide = 16384;
@@ -42,7 +42,7 @@ std::chrono::milliseconds ParseSeconds(const std::string& option, const std::str
 /// A number of frames a second above 0; 0 for "max".
 double ParseRate(const std::string& text);
 
-/// The four-character code of a format that the converter knows.
-zynmediatypes::PixelFormat ParseFormat(const std::string& text);
+/// The four-character code of a format that the converter knows. option is its name for the message.
+zynmediatypes::PixelFormat ParseFormat(const std::string& option, const std::string& text);
 
 } // namespace tool

@@ -44,10 +44,10 @@ public:
         : mInput(arguments.input), mEvery(arguments.every), mLoop(arguments.loop) {
         mName = CheckedClipName(arguments.name.empty() ? ClipNameOf(arguments.input) : arguments.name);
         if (!arguments.size.empty()) {
-            mSize = ParseSize(arguments.size);
+            mSize = ParseSize("--size", arguments.size);
         }
         if (!arguments.format.empty()) {
-            mFormat = ParseFormat(arguments.format);
+            mFormat = ParseFormat("--format", arguments.format);
         }
         if (!arguments.frames.empty()) {
             mRange = ParseRange(arguments.frames);
