@@ -1,7 +1,7 @@
 #include "Alpha.h"
 
-#include "RowRuns.h"
-#include "SafeSource.h"
+#include "MemoryRegime.h"
+#include "RowPlaces.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,29 +13,6 @@ MixElement ElementOf(Packing packing) noexcept {
     return packing == Packing::Bytes   ? MixElement::Byte
            : packing == Packing::Words ? MixElement::Word
                                        : MixElement::Float; // no other format has alpha
-}
-
-PB_Result ReplaceAlpha(const SourcePicture& source, const DestinationPicture& destination,
-                       const AlphaRow (&table)[kMixElements], const AlphaBytes& alpha) noexcept {
-    const AlphaRow replace = table[static_cast<std::size_t>(ElementOf(source.format.packing))];
-    Conversion conversion{source, destination, KernelsOfThisMachine()};
-    const SafeSource safe(source, destination, conversion.kernels);
-    if (!safe.IsValid()) {
-        return kPB_OutOfMemory;
-    }
-    conversion.source = safe.Picture();
-    // What is written in place has just been read into the caches.
-    conversion.stream = !InPlace(source, destination) && StreamsStores(2 * PixelBytes(source));
-    const Transfer transfer = TransferInMemoryOrder(conversion);
-    const std::uint64_t rowBytes = UsedRowBytes(source.format, source.width);
-    ForEachRun(conversion, rowBytes, rowBytes, rowBytes,
-               [&](const std::uint8_t* from, std::uint8_t* to, std::size_t bytes) noexcept {
-                   replace(from, to, bytes, alpha, transfer);
-               });
-    if (conversion.stream) {
-        conversion.kernels.finishStreaming();
-    }
-    return kPB_Success;
 }
 
 // The bytes of an alpha in every 16 bytes of pixels.
@@ -64,15 +41,52 @@ AlphaBytes AlphaBytesOf(const Format& format, float alpha) noexcept {
     return Repeat(alpha, format.alphaFirst);
 }
 
-} // namespace
-
-PB_Result InvertAlpha(const SourcePicture& source, const DestinationPicture& destination) noexcept {
-    return ReplaceAlpha(source, destination, KernelsOfThisMachine().mix.invertAlpha, AlphaBytesOf(source.format, 0));
+// Without a value alpha is inverted.
+PB_Result ReplaceAlpha(const PictureArguments& source, const PictureArguments& destination,
+                       std::optional<float> value) noexcept {
+    const std::optional<Format> format = FindFormat(source.format);
+    if (!format || format->alpha == AlphaKind::None) {
+        return kPB_UnsupportedFormat;
+    }
+    for (const PictureArguments* const picture : {&source, &destination}) {
+        if (const PB_Result result = CheckPlace(*picture, *format); result != kPB_Success) {
+            return result;
+        }
+    }
+    RowExtent extent = ExtentOf(source, *format);
+    RowPlaces from = PlacesOf(source, *format);
+    const RowPlaces to = PlacesOf(destination, *format);
+    Transfer transfer;
+    // What is written in place has just been read into the caches.
+    transfer.stream = StreamsStores(2 * extent.Total()) && from != to;
+    const std::optional<ScratchBlock> copy = MoveApart(from, to, extent);
+    if (!copy) {
+        return kPB_OutOfMemory;
+    }
+    const Kernels& kernels = KernelsOfThisMachine();
+    const auto index = static_cast<std::size_t>(ElementOf(format->packing));
+    const AlphaRow replace = value ? kernels.mix.setAlpha[index] : kernels.mix.invertAlpha[index];
+    const AlphaBytes alpha = AlphaBytesOf(*format, value.value_or(0));
+    extent = Joined(extent, {&from, &to});
+    transfer.ahead = extent.count == 1 ? FetchDistance() : from.stride;
+    auto* const written = static_cast<std::uint8_t*>(const_cast<void*>(destination.data));
+    for (int row = 0; row < extent.count; ++row) {
+        replace(from[row], written + row * to.stride, extent.bytes, alpha, transfer);
+    }
+    if (transfer.stream) {
+        kernels.finishStreaming();
+    }
+    return kPB_Success;
 }
 
-PB_Result SetAlpha(const SourcePicture& source, const DestinationPicture& destination, float alpha) noexcept {
-    const float unit = alpha > 0 ? std::min(alpha, 1.0F) : 0;
-    return ReplaceAlpha(source, destination, KernelsOfThisMachine().mix.setAlpha, AlphaBytesOf(source.format, unit));
+} // namespace
+
+PB_Result InvertAlpha(const PictureArguments& source, const PictureArguments& destination) noexcept {
+    return ReplaceAlpha(source, destination, std::nullopt);
+}
+
+PB_Result SetAlpha(const PictureArguments& source, const PictureArguments& destination, float alpha) noexcept {
+    return ReplaceAlpha(source, destination, alpha > 0 ? std::min(alpha, 1.0F) : 0.0F);
 }
 
 } // namespace PixelBlitter

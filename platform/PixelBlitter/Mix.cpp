@@ -1,7 +1,10 @@
 #include "Mix.h"
 
+#include "Convert.h"
 #include "MemoryRegime.h"
-#include "SafeSource.h"
+#include "RowPlaces.h"
+
+#include <utility>
 
 namespace PixelBlitter {
 namespace {
@@ -32,57 +35,55 @@ MixShare ShareOf(float weight) noexcept {
     return {static_cast<std::int16_t>(in(0x1p15)), static_cast<std::int16_t>(-in(0x1p16)), weight};
 }
 
-struct Rows {
-    std::size_t bytes; // of each
-    int count;
-};
-
-// A run of bytes is one row.
-Rows RowsOf(const SourcePicture& a, const SourcePicture& b, const DestinationPicture& destination) noexcept {
-    if (!destination.format.HasRows()) {
-        return {PixelBytes(a), 1};
-    }
-    const std::uint64_t bytes = UsedRowBytes(destination.format, destination.width);
-    const auto gapless = [=](std::ptrdiff_t stride) { return stride == static_cast<std::ptrdiff_t>(bytes); };
-    if (gapless(a.stride) && gapless(b.stride) && gapless(destination.stride)) {
-        return {PixelBytes(a), 1};
-    }
-    return {bytes, destination.height};
+// Of a weight that leaves one of the sources.
+PB_Result Copy(const PictureArguments& source, const PictureArguments& destination, const Format& format) noexcept {
+    return ConvertPicture(CheckedPicture(source, format), Writable(CheckedPicture(destination, format)));
 }
 
 } // namespace
 
-PB_Result MixPictures(const SourcePicture& a, const SourcePicture& b, const DestinationPicture& destination,
+// Operations on frames mix single rows by the thousand, so no more is made of the arguments than is needed.
+PB_Result MixPictures(const PictureArguments& a, const PictureArguments& b, const PictureArguments& destination,
                       float weight) noexcept {
-    const std::optional<MixElement> element = ElementOf(destination.format.packing);
+    const std::optional<Format> format = FindFormat(destination.format);
+    const std::optional<MixElement> element = format ? ElementOf(format->packing) : std::nullopt;
     if (!element) {
         return kPB_UnsupportedFormat;
     }
+    for (const PictureArguments* const picture : {&a, &b, &destination}) {
+        if (const PB_Result result = CheckPlace(*picture, *format); result != kPB_Success) {
+            return result;
+        }
+    }
     if (!(weight > 0)) {
-        return ConvertPicture(a, destination);
+        return Copy(a, destination, *format);
     }
     if (weight >= 1) {
-        return ConvertPicture(b, destination);
+        return Copy(b, destination, *format);
     }
-    const Kernels& kernels = KernelsOfThisMachine();
-    const SafeSource safeA(a, destination, kernels);
-    const SafeSource safeB(b, destination, kernels);
-    if (!safeA.IsValid() || !safeB.IsValid()) {
-        return kPB_OutOfMemory;
-    }
-    const bool swap = weight > 0.5F;
-    const SourcePicture& from = swap ? safeB.Picture() : safeA.Picture();
-    const SourcePicture& to = swap ? safeA.Picture() : safeB.Picture();
-    const MixShare share = ShareOf(swap ? 1 - weight : weight);
-    const auto index = static_cast<std::size_t>(*element);
-    const MixRow mix = weight == 0.5F ? kernels.mix.average[index] : kernels.mix.mix[index];
-    const Rows rows = RowsOf(from, to, destination);
+    RowExtent extent = ExtentOf(destination, *format);
+    const RowPlaces to = PlacesOf(destination, *format);
+    RowPlaces from[2] = {PlacesOf(a, *format), PlacesOf(b, *format)};
     Transfer transfer;
     // What is written in place has just been read into the caches.
-    transfer.stream = !InPlace(a, destination) && !InPlace(b, destination) && StreamsStores(3 * PixelBytes(a));
-    transfer.ahead = rows.count == 1 ? FetchDistance() : to.stride;
-    for (int row = 0; row < rows.count; ++row) {
-        mix(from.MemoryRow(row), to.MemoryRow(row), destination.MemoryRow(row), rows.bytes, share, transfer);
+    transfer.stream = StreamsStores(3 * extent.Total()) && from[0] != to && from[1] != to;
+    const std::optional<ScratchBlock> copies[2] = {MoveApart(from[0], to, extent), MoveApart(from[1], to, extent)};
+    if (!copies[0] || !copies[1]) {
+        return kPB_OutOfMemory;
+    }
+    if (weight > 0.5F) {
+        std::swap(from[0], from[1]);
+        weight = 1 - weight;
+    }
+    const Kernels& kernels = KernelsOfThisMachine();
+    const auto index = static_cast<std::size_t>(*element);
+    const MixRow mix = weight == 0.5F ? kernels.mix.average[index] : kernels.mix.mix[index];
+    const MixShare share = ShareOf(weight);
+    extent = Joined(extent, {&from[0], &from[1], &to});
+    transfer.ahead = extent.count == 1 ? FetchDistance() : from[1].stride;
+    auto* const written = static_cast<std::uint8_t*>(const_cast<void*>(destination.data));
+    for (int row = 0; row < extent.count; ++row) {
+        mix(from[0][row], from[1][row], written + row * to.stride, extent.bytes, share, transfer);
     }
     if (transfer.stream) {
         kernels.finishStreaming();

@@ -14,40 +14,39 @@ std::uint64_t Magnitude(std::int64_t value) noexcept {
 
 } // namespace
 
+PB_Result CheckPlace(const PictureArguments& arguments, const Format& format) noexcept {
+    if (arguments.data == nullptr) {
+        return kPB_BadArgument;
+    }
+    std::uint64_t extent = 0;
+    if (!format.HasRows()) {
+        extent = PB_PixelFormatSize(arguments.format, arguments.width, arguments.height);
+    } else if (arguments.height > 1) {
+        const std::uint64_t stride = Magnitude(arguments.rowBytes);
+        if (stride < PB_PixelFormatSize(arguments.format, arguments.width, 1)) {
+            return kPB_BadArgument;
+        }
+        extent = stride * static_cast<std::uint64_t>(arguments.height); // below 2^62
+    }
+    return extent > kLargestExtent ? kPB_BadArgument : kPB_Success;
+}
+
 PB_Result CheckPicture(const PictureArguments& arguments, SourcePicture& outPicture) noexcept {
     const std::optional<Format> format = FindFormat(arguments.format);
     if (!format) {
         return kPB_UnsupportedFormat;
     }
-    if (arguments.data == nullptr) {
-        return kPB_BadArgument;
+    const PB_Result result = CheckPlace(arguments, *format);
+    if (result == kPB_Success) {
+        outPicture = CheckedPicture(arguments, *format);
     }
-    SourcePicture picture;
-    picture.format = *format;
-    picture.base = static_cast<const std::uint8_t*>(arguments.data);
-    picture.width = arguments.width;
-    picture.height = arguments.height;
-    std::uint64_t extent = 0;
-    if (format->HasRows()) {
-        const std::uint64_t rowBytes = PB_PixelFormatSize(arguments.format, arguments.width, 1);
-        extent = rowBytes;
-        if (arguments.height > 1) {
-            const std::uint64_t stride = Magnitude(arguments.rowBytes);
-            if (stride < rowBytes) {
-                return kPB_BadArgument;
-            }
-            picture.stride = arguments.rowBytes;
-            extent = stride * static_cast<std::uint64_t>(arguments.height); // below 2^62
-        }
-    } else {
-        extent = PB_PixelFormatSize(arguments.format, arguments.width, arguments.height);
-        picture.stride = format->packing == Packing::Compressed ? arguments.rowBytes : 0;
-    }
-    if (extent > kLargestExtent) {
-        return kPB_BadArgument;
-    }
-    outPicture = picture;
-    return kPB_Success;
+    return result;
+}
+
+SourcePicture CheckedPicture(const PictureArguments& arguments, const Format& format) noexcept {
+    const bool hasStride = format.HasRows() ? arguments.height > 1 : format.packing == Packing::Compressed;
+    return {format, static_cast<const std::uint8_t*>(arguments.data), hasStride ? arguments.rowBytes : 0,
+            arguments.width, arguments.height};
 }
 
 DestinationPicture Writable(const SourcePicture& picture) noexcept {

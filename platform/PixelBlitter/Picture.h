@@ -65,6 +65,10 @@ inline bool IsEmpty(const PictureArguments& arguments) noexcept {
 /// Checks format, pointer and geometry; on success stores the picture.
 PB_Result CheckPicture(const PictureArguments& arguments, SourcePicture& outPicture) noexcept;
 
+/// The same in two steps, for callers that know the format: checks pointer and geometry; makes the picture.
+PB_Result CheckPlace(const PictureArguments& arguments, const Format& format) noexcept;
+SourcePicture CheckedPicture(const PictureArguments& arguments, const Format& format) noexcept;
+
 /// The same picture for writing; the memory must be the caller's destination.
 DestinationPicture Writable(const SourcePicture& picture) noexcept;
 

@@ -2,6 +2,7 @@
 
 #include "Alpha.h"
 #include "Convert.h"
+#include "MemoryRegime.h"
 #include "Mix.h"
 #include "Scale.h"
 #include "dv/CoderPool.h"
@@ -69,21 +70,6 @@ int ConvertSameSize(const PictureArguments& source, const PictureArguments& dest
     return dv::TakesPart(from, to) ? dv::Convert(from, Writable(to), {}, 0) : ConvertPicture(from, Writable(to));
 }
 
-// Checks both pictures and calls replace.
-template <class Replace>
-int ReplaceAlpha(const PictureArguments& source, const PictureArguments& destination, const Replace& replace) noexcept {
-    if (IsEmpty(source)) {
-        return kPB_Success;
-    }
-    SourcePicture from;
-    SourcePicture to;
-    const PB_Result result = CheckBoth(source, destination, from, to);
-    if (result == kPB_Success && from.format.alpha == AlphaKind::None) {
-        return kPB_UnsupportedFormat;
-    }
-    return result == kPB_Success ? replace(from, Writable(to)) : result;
-}
-
 template <class Void>
 int AddressOf(Void* buffer, int rowBytes, int width, int height, PB_PixelFormat value, int left, int top,
               Void** outStart) noexcept {
@@ -124,7 +110,11 @@ int AddressOf(Void* buffer, int rowBytes, int width, int height, PB_PixelFormat 
         leftBytes = left * static_cast<std::int64_t>(BytesPerPixel(*format));
     }
     using Byte = std::conditional_t<std::is_const_v<Void>, const std::uint8_t, std::uint8_t>;
-    *outStart = static_cast<Byte*>(buffer) + std::int64_t{top} * rowBytes + leftBytes;
+    const std::int64_t offset = std::int64_t{top} * rowBytes + leftBytes; // within 2^62 and 2^35
+    if (offset < 0 && static_cast<std::uint64_t>(-offset) > reinterpret_cast<std::uintptr_t>(buffer)) {
+        return kPB_BadArgument; // before the first address that there is
+    }
+    *outStart = static_cast<Byte*>(buffer) + offset;
     return kPB_Success;
 }
 
@@ -217,22 +207,24 @@ int PB_CrossDissolve(const void* a, int aRowBytes, PB_PixelFormat aFormat, const
     if (IsEmpty(to)) {
         return kPB_Success;
     }
-    if (aFormat != destinationFormat || bFormat != destinationFormat) {
-        return kPB_UnsupportedFormat;
-    }
-    SourcePicture checkedFirst, checkedSecond, checkedDestination;
-    PB_Result result = CheckBoth(first, second, checkedFirst, checkedSecond);
-    if (result == kPB_Success) {
-        result = CheckPicture(to, checkedDestination);
-    }
-    return result == kPB_Success ? MixPictures(checkedFirst, checkedSecond, Writable(checkedDestination), weight)
-                                 : result;
+    return aFormat == destinationFormat && bFormat == destinationFormat ? MixPictures(first, second, to, weight)
+                                                                        : kPB_UnsupportedFormat;
 }
 
 void PB_CopyMemory(void* destination, const void* source, std::size_t bytes) noexcept {
-    if (bytes != 0 && destination != nullptr && source != nullptr) {
-        std::memmove(destination, source, bytes);
+    if (bytes == 0 || destination == nullptr || source == nullptr) {
+        return;
     }
+    const auto from = reinterpret_cast<std::uintptr_t>(source);
+    const auto to = reinterpret_cast<std::uintptr_t>(destination);
+    if (!StreamsStores(2 * std::uint64_t{bytes}) || (from < to + bytes && to < from + bytes)) {
+        std::memmove(destination, source, bytes);
+        return;
+    }
+    const Kernels& kernels = KernelsOfThisMachine();
+    kernels.copyAhead(static_cast<const std::uint8_t*>(source), static_cast<std::uint8_t*>(destination), bytes,
+                      FetchDistance());
+    kernels.finishStreaming();
 }
 
 int PB_MergeDV(const void* a, const void* b, void* destination, std::size_t frameBytes, int /*quality*/) noexcept {
@@ -247,16 +239,14 @@ int PB_MergeDVCPRO(const void* a, const void* b, void* destination, PB_PixelForm
 int PB_InvertAlpha(const void* source, int sourceRowBytes, void* destination, int destinationRowBytes,
                    PB_PixelFormat format, int width, int height) noexcept {
     const PictureArguments from{source, sourceRowBytes, width, height, format};
-    return ReplaceAlpha(from, {destination, destinationRowBytes, width, height, format}, InvertAlpha);
+    return IsEmpty(from) ? kPB_Success : InvertAlpha(from, {destination, destinationRowBytes, width, height, format});
 }
 
 int PB_CopyAndSetAlpha(const void* source, int sourceRowBytes, void* destination, int destinationRowBytes,
                        PB_PixelFormat format, int width, int height, float alpha) noexcept {
     const PictureArguments from{source, sourceRowBytes, width, height, format};
-    return ReplaceAlpha(from, {destination, destinationRowBytes, width, height, format},
-                        [=](const SourcePicture& picture, const DestinationPicture& to) noexcept {
-                            return SetAlpha(picture, to, alpha);
-                        });
+    return IsEmpty(from) ? kPB_Success
+                         : SetAlpha(from, {destination, destinationRowBytes, width, height, format}, alpha);
 }
 
 PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat sourceFormat, int sourceFieldType,
