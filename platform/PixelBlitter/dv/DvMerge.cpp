@@ -36,7 +36,7 @@ PB_Result DecodeField(const std::uint8_t* frame, const Kind& kind, const Format&
     if (result != kPB_Success) {
         return result;
     }
-    const DestinationPicture planes = decoder->Planes(format);
+    DestinationPicture planes = decoder->Planes(format);
     outSameLayout = planes.format.dvChroma == to.format.dvChroma;
     if (outSameLayout) {
         CopyField(ReadOnly(planes), to, odd);
@@ -49,6 +49,7 @@ PB_Result DecodeField(const std::uint8_t* frame, const Kind& kind, const Format&
         result = spare->MakePlanes();
     }
     if (result == kPB_Success) {
+        planes.format.value = kPB_NoFormat; // equal values would be copied
         result = ConvertPicture(ReadOnly(planes), spare->Planes(format));
     }
     if (result == kPB_Success) {

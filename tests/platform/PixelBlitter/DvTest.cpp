@@ -75,7 +75,17 @@ TEST(DvVariant, Decodes625LinesOf411) {
     kind.chromaRows = 1;
     TestPicture picture(0x811, 720, 576);
     ASSERT_EQ(FromDv(kPal, RealFrame(kPal), picture), 0);
-    ExpectExact(kind, EncodeDv(kind, PlanesOf422(kind, picture.Codes())));
+    const DvFrame frame = EncodeDv(kind, PlanesOf422(kind, picture.Codes()));
+    ExpectExact(kind, frame);
+    // Merged with itself it becomes a frame of the format's usual layout.
+    DvFrame merged(kPal.bytes);
+    ASSERT_EQ(PB_MergeDV(frame.data(), frame.data(), merged.data(), merged.size(), 4), 0);
+    const DvPlanes before = DecodeDv(kind, frame), after = DecodeDv(kPal, merged);
+    double error = 0;
+    for (std::size_t i = 0; i < before.plane[0].samples.size(); ++i) {
+        error += std::pow(after.plane[0].samples[i] - before.plane[0].samples[i], 2);
+    }
+    EXPECT_LT(error / static_cast<double>(before.plane[0].samples.size()), 20);
 }
 
 TEST_P(Dv, EncodesAsTheCodecWouldItself) {
@@ -96,6 +106,65 @@ TEST_P(Dv, EncodesAsTheCodecWouldItself) {
     }
     ASSERT_EQ(ToDv(second, kind, again), 0);
     EXPECT_TRUE(again == EncodeDv(kind, PlanesOf422(kind, second.Codes())));
+}
+
+TEST_P(Dv, MergesTheFieldsOfTwoFrames) {
+    const DvKind& kind = GetParam();
+    DvFrame a = RealFrame(kind);
+    for (std::size_t i = 0; i < a.size(); ++i) { // sound and time code of a's own
+        a[i] = i % 80 >= 3 && (a[i / 80 * 80] >> 5 == 3 || a[i / 80 * 80] >> 5 == 1) ? 0x5A : a[i];
+    }
+    DvPlanes woven = DecodeDv(kind, a), mirrored(kind);
+    for (int p = 0; p < 3; ++p) {
+        const reference::Plane& plane = woven.plane[p];
+        for (int y = 0; y < plane.height; ++y) {
+            for (int x = 0; x < plane.width; ++x) {
+                mirrored.plane[p].At(x, y) = plane.At(plane.width - 1 - x, y);
+            }
+        }
+    }
+    const DvFrame b = EncodeDv(kind, mirrored);
+    mirrored = DecodeDv(kind, b);
+    for (int p = 0; p < 3; ++p) {
+        for (int y = kind.upperFirst ? 1 : 0; y < woven.plane[p].height; y += 2) { // the second field
+            for (int x = 0; x < woven.plane[p].width; ++x) {
+                woven.plane[p].At(x, y) = mirrored.plane[p].At(x, y);
+            }
+        }
+    }
+    DvFrame expected = a;
+    if (kind.interlaced) {
+        const DvFrame encoded = EncodeDv(kind, woven);
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            expected[i] = a[i / 80 * 80] >> 5 == 4 ? encoded[i] : a[i];
+        }
+    }
+    const auto merge = [&](const DvFrame& x, const DvFrame& y, DvFrame& to) {
+        if (kind.chromaColumns * kind.chromaRows == 4) {
+            DvFrame same = to;
+            EXPECT_EQ(PB_MergeDV(x.data(), y.data(), same.data(), kind.bytes, 4),
+                      PB_MergeDVCPRO(x.data(), y.data(), to.data(), kind.value, 4));
+            EXPECT_TRUE(same == to);
+        }
+        return PB_MergeDVCPRO(x.data(), y.data(), to.data(), kind.value, 4);
+    };
+    DvFrame merged(kind.bytes);
+    ASSERT_EQ(merge(a, b, merged), 0);
+    EXPECT_TRUE(merged == expected);
+    DvFrame inPlace[2] = {a, b};
+    ASSERT_EQ(PB_MergeDVCPRO(inPlace[0].data(), b.data(), inPlace[0].data(), kind.value, 4), 0);
+    ASSERT_EQ(PB_MergeDVCPRO(a.data(), inPlace[1].data(), inPlace[1].data(), kind.value, 4), 0);
+    EXPECT_TRUE(inPlace[0] == expected && inPlace[1] == expected);
+    if (!kind.interlaced) {
+        return;
+    }
+    const DvFrame noise(kind.bytes, 0x96), before = merged;
+    EXPECT_EQ(merge(noise, b, merged), kPB_BadData);
+    EXPECT_EQ(merge(a, noise, merged), kPB_BadData);
+    EXPECT_EQ(PB_MergeDVCPRO(a.data(), b.data(), merged.data(), kind.uyvy, 4), kPB_UnsupportedFormat);
+    EXPECT_EQ(PB_MergeDVCPRO(a.data(), nullptr, merged.data(), kind.value, 4), kPB_BadArgument);
+    EXPECT_EQ(PB_MergeDV(a.data(), b.data(), merged.data(), kind.bytes - 1, 4), kPB_BadArgument);
+    EXPECT_TRUE(merged == before);
 }
 
 TEST_P(Dv, FillsItsRasterOnly) {
