@@ -177,8 +177,9 @@ struct PB_Plan {
     std::string path;         ///< "nothing", "copy", "shuffle" (moves of bytes), "depth" (another element type,
                               ///< light or association of alpha in one pass), "integers" (exact on codes), "fused"
                               ///< (8-bit and 10-bit codes in one pass),
-                              ///< "float tiles", "scale", "scale fields", "scale the first field", "scale into
-                              ///< fields"
+                              ///< "float tiles"; "scale" (through floats), "scale integers" (8-bit pixels
+                              ///< of four components) and "scale 2:1" (those by the box or the triangle), followed by
+                              ///< " fields", " the first field" or " into fields" where there are any.
                               ///< With DV preceded by "DV decode, ", followed by ", DV encode", or both
     std::string filter;       ///< "none", "box", "bilinear", "bicubic", "lanczos3"
     int bands = 1;            ///< parts that may run on different threads

@@ -2,8 +2,6 @@
 
 /// 8-bit BGRA pictures as rows of planes: the packing that every scaler of this benchmark shares.
 
-#include "FloatRows.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -16,7 +14,7 @@ void PackFloat(const float* const planes[4], std::size_t count, std::uint8_t* pi
 void UnpackBytes(const std::uint8_t* pixels, std::size_t count, std::uint8_t* const planes[4]) noexcept;
 void PackBytes(const std::uint8_t* const planes[4], std::size_t count, std::uint8_t* pixels) noexcept;
 
-struct BgraPicture final : PixelBlitter::FloatRowSource, PixelBlitter::FloatRowSink {
+struct BgraPicture {
     BgraPicture(int inWidth, int inHeight)
         : width(inWidth), height(inHeight),
           bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {}
@@ -24,13 +22,6 @@ struct BgraPicture final : PixelBlitter::FloatRowSource, PixelBlitter::FloatRowS
     std::uint8_t* At(int row, int column) noexcept { return bytes.data() + Place(row, column); }
     const std::uint8_t* At(int row, int column) const noexcept { return bytes.data() + Place(row, column); }
     int RowBytes() const noexcept { return width * 4; }
-
-    void Read(int row, int left, int right, float* const planes[4]) const noexcept override {
-        UnpackFloat(At(row, left), static_cast<std::size_t>(right - left), planes);
-    }
-    void Write(int row, int left, int right, const float* const planes[4]) noexcept override {
-        PackFloat(planes, static_cast<std::size_t>(right - left), At(row, left));
-    }
 
     int width;
     int height;

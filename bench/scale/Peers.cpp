@@ -1,5 +1,6 @@
 #include "Peers.h"
 
+#include <libyuv/scale_argb.h>
 #include <zimg.h>
 extern "C" {
 #include <libswscale/swscale.h>
@@ -54,11 +55,11 @@ void Check(bool fine) {
     }
 }
 
-zimg_image_format FormatOf(const BgraPicture& picture, bool floats) {
+zimg_image_format FormatOf(int width, int height, bool floats) {
     zimg_image_format format;
     zimg_image_format_default(&format, ZIMG_API_VERSION);
-    format.width = static_cast<unsigned>(picture.width);
-    format.height = static_cast<unsigned>(picture.height);
+    format.width = static_cast<unsigned>(width);
+    format.height = static_cast<unsigned>(height);
     format.pixel_type = floats ? ZIMG_PIXEL_FLOAT : ZIMG_PIXEL_BYTE;
     format.color_family = ZIMG_COLOR_RGB;
     format.matrix_coefficients = ZIMG_MATRIX_RGB;
@@ -84,10 +85,10 @@ zimg_resample_filter_e ZimgFilter(PixelBlitter::Filter filter) {
 template <class Sample>
 class ZimgScaler {
 public:
-    ZimgScaler(const BgraPicture& source, BgraPicture& destination, PixelBlitter::Filter filter)
-        : mSource(source), mDestination(destination) {
-        const zimg_image_format from = FormatOf(source, std::is_same_v<Sample, float>);
-        const zimg_image_format to = FormatOf(destination, std::is_same_v<Sample, float>);
+    explicit ZimgScaler(const JobSizes& sizes) {
+        const PixelBlitter::Filter filter = sizes.filter;
+        const zimg_image_format from = FormatOf(sizes.sourceWidth, sizes.sourceHeight, std::is_same_v<Sample, float>);
+        const zimg_image_format to = FormatOf(sizes.width, sizes.height, std::is_same_v<Sample, float>);
         zimg_graph_builder_params parameters;
         zimg_graph_builder_params_default(&parameters, ZIMG_API_VERSION);
         parameters.resample_filter = ZimgFilter(filter);
@@ -102,12 +103,14 @@ public:
         Check(!zimg_filter_graph_get_input_buffering(mGraph.get(), &inRows));
         Check(!zimg_filter_graph_get_output_buffering(mGraph.get(), &outRows));
         Check(!zimg_filter_graph_get_tmp_size(mGraph.get(), &temporary));
-        mIn = MakeRing(source, inRows);
-        mOut = MakeRing(destination, outRows);
+        mIn = MakeRing(sizes.sourceWidth, sizes.sourceHeight, inRows);
+        mOut = MakeRing(sizes.width, sizes.height, outRows);
         mTemporary = std::make_unique<AlignedBuffer>(temporary);
     }
 
-    void Run() const {
+    void Run(const BgraPicture& source, BgraPicture& destination) {
+        mSource = &source;
+        mDestination = &destination;
         zimg_image_buffer_const in{};
         zimg_image_buffer out{};
         in.version = out.version = ZIMG_API_VERSION;
@@ -115,23 +118,22 @@ public:
             in.plane[p] = {mIn->Plane(p), mIn->Stride(), mIn->Mask()};
             out.plane[p] = {mOut->Plane(p), mOut->Stride(), mOut->Mask()};
         }
-        void* const self = const_cast<ZimgScaler*>(this);
-        Check(!zimg_filter_graph_process(mGraph.get(), &in, &out, mTemporary->data.get(), &ZimgScaler::Unpack, self,
-                                         &ZimgScaler::Pack, self));
+        Check(!zimg_filter_graph_process(mGraph.get(), &in, &out, mTemporary->data.get(), &ZimgScaler::Unpack, this,
+                                         &ZimgScaler::Pack, this));
     }
 
 private:
-    static std::unique_ptr<RowRing> MakeRing(const BgraPicture& picture, unsigned rows) {
+    static std::unique_ptr<RowRing> MakeRing(int width, int height, unsigned rows) {
         const unsigned mask = zimg_select_buffer_mask(rows);
-        const unsigned held = mask == ZIMG_BUFFER_MAX ? static_cast<unsigned>(picture.height) : mask + 1;
-        return std::make_unique<RowRing>(picture.width, mask, held, sizeof(Sample));
+        const unsigned held = mask == ZIMG_BUFFER_MAX ? static_cast<unsigned>(height) : mask + 1;
+        return std::make_unique<RowRing>(width, mask, held, sizeof(Sample));
     }
 
     static int Unpack(void* user, unsigned row, unsigned left, unsigned right) {
         const auto& self = *static_cast<ZimgScaler*>(user);
         Sample* places[4];
         self.mIn->Places(row, left, places);
-        const std::uint8_t* const pixels = self.mSource.At(static_cast<int>(row), static_cast<int>(left));
+        const std::uint8_t* const pixels = self.mSource->At(static_cast<int>(row), static_cast<int>(left));
         if constexpr (std::is_same_v<Sample, float>)
             UnpackFloat(pixels, right - left, places);
         else
@@ -143,7 +145,7 @@ private:
         const auto& self = *static_cast<ZimgScaler*>(user);
         Sample* places[4];
         self.mOut->Places(row, left, places);
-        std::uint8_t* const pixels = self.mDestination.At(static_cast<int>(row), static_cast<int>(left));
+        std::uint8_t* const pixels = self.mDestination->At(static_cast<int>(row), static_cast<int>(left));
         if constexpr (std::is_same_v<Sample, float>)
             PackFloat(places, right - left, pixels);
         else
@@ -151,28 +153,32 @@ private:
         return 0;
     }
 
-    const BgraPicture& mSource;
-    BgraPicture& mDestination;
+    const BgraPicture* mSource = nullptr;
+    BgraPicture* mDestination = nullptr;
     std::unique_ptr<zimg_filter_graph, void (*)(zimg_filter_graph*)> mGraph{nullptr, zimg_filter_graph_free};
     std::unique_ptr<RowRing> mIn;
     std::unique_ptr<RowRing> mOut;
     std::unique_ptr<AlignedBuffer> mTemporary;
 };
 
-} // namespace
-
-Job ZimgJob(const BgraPicture& source, BgraPicture& destination, PixelBlitter::Filter filter, bool floats) {
-    if (filter == PixelBlitter::Filter::Box)
-        return {};
-    if (floats)
-        return [scaler = std::make_shared<ZimgScaler<float>>(source, destination, filter)] { scaler->Run(); };
-    return [scaler = std::make_shared<ZimgScaler<std::uint8_t>>(source, destination, filter)] { scaler->Run(); };
+template <class Sample>
+Job JobOf(std::shared_ptr<ZimgScaler<Sample>> scaler) {
+    return [scaler](const BgraPicture& source, BgraPicture& destination) { scaler->Run(source, destination); };
 }
 
-Job SwscaleJob(const BgraPicture& source, BgraPicture& destination, PixelBlitter::Filter filter) {
+} // namespace
+
+Job ZimgJob(const JobSizes& sizes, bool floats) {
+    if (sizes.filter == PixelBlitter::Filter::Box)
+        return {};
+    return floats ? JobOf(std::make_shared<ZimgScaler<float>>(sizes))
+                  : JobOf(std::make_shared<ZimgScaler<std::uint8_t>>(sizes));
+}
+
+Job SwscaleJob(const JobSizes& sizes) {
     int flags = SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
     double parameters[2] = {SWS_PARAM_DEFAULT, SWS_PARAM_DEFAULT};
-    switch (filter) {
+    switch (sizes.filter) {
     case PixelBlitter::Filter::Box:
         return {};
     case PixelBlitter::Filter::Bilinear:
@@ -187,16 +193,27 @@ Job SwscaleJob(const BgraPicture& source, BgraPicture& destination, PixelBlitter
         flags |= SWS_LANCZOS;
         break;
     }
-    const std::shared_ptr<SwsContext> context(sws_getContext(source.width, source.height, AV_PIX_FMT_BGRA,
-                                                             destination.width, destination.height, AV_PIX_FMT_BGRA,
-                                                             flags, nullptr, nullptr, parameters),
+    const std::shared_ptr<SwsContext> context(sws_getContext(sizes.sourceWidth, sizes.sourceHeight, AV_PIX_FMT_BGRA,
+                                                             sizes.width, sizes.height, AV_PIX_FMT_BGRA, flags, nullptr,
+                                                             nullptr, parameters),
                                               sws_freeContext);
-    return [context, &source, &destination] {
+    return [context](const BgraPicture& source, BgraPicture& destination) {
         const std::uint8_t* const from[] = {source.At(0, 0), nullptr, nullptr, nullptr};
         std::uint8_t* const to[] = {destination.At(0, 0), nullptr, nullptr, nullptr};
         const int fromStride[] = {source.RowBytes(), 0, 0, 0};
         const int toStride[] = {destination.RowBytes(), 0, 0, 0};
         sws_scale(context.get(), from, fromStride, 0, source.height, to, toStride);
+    };
+}
+
+Job LibyuvJob(const JobSizes& sizes) {
+    const bool box = sizes.filter == PixelBlitter::Filter::Box;
+    if (!box && sizes.filter != PixelBlitter::Filter::Bilinear)
+        return {};
+    return [mode = box ? libyuv::kFilterBox : libyuv::kFilterBilinear](const BgraPicture& source,
+                                                                       BgraPicture& destination) {
+        libyuv::ARGBScale(source.At(0, 0), source.RowBytes(), source.width, source.height, destination.At(0, 0),
+                          destination.RowBytes(), destination.width, destination.height, mode);
     };
 }
 

@@ -9,14 +9,25 @@
 
 namespace scalebench {
 
-/// Scales the same source into the same destination at every call.
-using Job = std::function<void()>;
+/// Scales one picture into another of the sizes that the job was made for.
+using Job = std::function<void(const BgraPicture& source, BgraPicture& destination)>;
+
+/// Sizes and filter of a job.
+struct JobSizes {
+    int sourceWidth, sourceHeight;
+    int width, height;
+    PixelBlitter::Filter filter;
+};
 
 /// zimg with four planes of bytes or of floats, unpacking and packing a row at a time through its callbacks.
 /// Empty for filters that it has not.
-Job ZimgJob(const BgraPicture& source, BgraPicture& destination, PixelBlitter::Filter filter, bool floats);
+Job ZimgJob(const JobSizes& sizes, bool floats);
 
 /// swscale, accurate rounding. Empty for filters that it has not.
-Job SwscaleJob(const BgraPicture& source, BgraPicture& destination, PixelBlitter::Filter filter);
+Job SwscaleJob(const JobSizes& sizes);
+
+/// libyuv, which averages over two by two pixels or more where a picture shrinks, and interpolates between two
+/// otherwise. Empty for other filters.
+Job LibyuvJob(const JobSizes& sizes);
 
 } // namespace scalebench

@@ -1,73 +1,113 @@
-/// Scales 8-bit BGRA pictures end to end with the resampler and with its peers. For each job: the median time, how that
-/// compares with a memcpy of (read + written) / 2 bytes of the same run, and the largest and mean distance from the
-/// unrounded double-precision result in codes. Rounds are interleaved, so that a busy machine disturbs all alike.
-/// Ratios are those of the processor time of the calling thread, which other programs disturb least; for the job that
-/// uses all threads the elapsed time is what counts.
+/// Scales 8-bit BGRA pictures with the converter and with its peers. For each job: the best time hot (the same pictures
+/// again) and cold (walking over more pictures than the caches hold), how they compare with a memcpy of (read +
+/// written) / 2 bytes of the same kind and run, and the largest and mean distance from the unrounded double-precision
+/// result in codes. Rounds are interleaved, so that a busy machine disturbs all alike.
+///
+/// Usage: bench_scale [--all] [--own] [--threads] [rounds] [part of a job's name, such as "720 bilinear"]
+/// --all: also 1080p to 270 lines; --own: without peers; --threads: ours on all processors instead of one.
 
 #include "BgraRows.h"
 #include "Peers.h"
 #include "Pictures.h"
 
-#include "scale/Resampler.h"
+#include "PixelBlitter.h"
+#include "zyncore.h"
+
+#include <sched.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <random>
+#include <string>
 
 namespace {
 
 using namespace PixelBlitter;
 using scalebench::BgraPicture;
 using scalebench::Job;
+using scalebench::JobSizes;
 
-constexpr int kRounds = 21;
+constexpr int kRounds = 7;
+constexpr int kHotRuns = 4; // in a round; the first does not count
+constexpr int kColdRuns = 4;
 constexpr int kCheckedRowStep = 23;
+constexpr std::size_t kColdBytes = std::size_t{640} << 20; // beyond the last cache of any machine we know
+
+constexpr PB_PixelFormat kStraight = 0x4; // BGRA
+constexpr PB_PixelFormat kOpaque = 0xC;   // BGRX, where the peers filter the fourth channel as the other three
+constexpr PB_PixelFormat kPremultiplied = 0x8;
+
+const char* NameOf(Filter filter) {
+    constexpr const char* kNames[] = {"box", "bilinear", "bicubic", "lanczos3"};
+    return kNames[static_cast<int>(filter)];
+}
+
+enum class Alpha { Opaque, Mixed };
 
 /// Noise, hard edges and flat parts: what makes filters overshoot.
-BgraPicture TestPicture(int width, int height) {
+BgraPicture TestPicture(int width, int height, Alpha alpha) {
     BgraPicture picture(width, height);
     std::mt19937 random(1);
     for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
+        for (int x = 0; x < width; ++x) {
+            std::uint8_t* const pixel = picture.At(y, x);
             for (int c = 0; c < 4; ++c)
-                picture.At(y, x)[c] = static_cast<std::uint8_t>(
-                    (x / 64 + y / 64) % 2 ? random() % 256 : ((x / (3 + c) + y / 5) % 2 ? 255 : 0));
+                pixel[c] = static_cast<std::uint8_t>((x / 64 + y / 64) % 2 ? random() % 256
+                                                                           : ((x / (3 + c) + y / 5) % 2 ? 255 : 0));
+            if (alpha == Alpha::Opaque)
+                pixel[3] = 255;
+        }
     return picture;
 }
 
-double Median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + std::ptrdiff_t(values.size() / 2), values.end());
-    return values[values.size() / 2];
-}
-
-double Now(clockid_t clock) {
+double Now() {
     timespec time;
-    clock_gettime(clock, &time);
+    clock_gettime(CLOCK_MONOTONIC, &time);
     return double(time.tv_sec) * 1e3 + double(time.tv_nsec) * 1e-6;
 }
 
-struct Times {
-    std::vector<double> elapsed;
-    std::vector<double> processor;
+struct Best {
+    double hot = 1e9;
+    double cold = 1e9;
+};
 
-    void Add(const Job& job) {
-        const double elapsedStart = Now(CLOCK_MONOTONIC);
-        const double processorStart = Now(CLOCK_THREAD_CPUTIME_ID);
-        job();
-        processor.push_back(Now(CLOCK_THREAD_CPUTIME_ID) - processorStart);
-        elapsed.push_back(Now(CLOCK_MONOTONIC) - elapsedStart);
+/// As many pictures as the caches do not hold, in turn.
+struct Walk {
+    std::vector<BgraPicture> sources;
+    std::vector<BgraPicture> destinations;
+    std::size_t next = 0;
+
+    Walk(const BgraPicture& source, const BgraPicture& destination)
+        : sources(kColdBytes / (source.bytes.size() + destination.bytes.size()), source),
+          destinations(sources.size(), destination) {}
+
+    template <class Run>
+    double Time(const Run& run) {
+        next = (next + 1) % sources.size();
+        const double start = Now();
+        run(sources[next], destinations[next]);
+        return Now() - start;
     }
 };
 
-enum class Threads { One, All };
+template <class Run>
+void Add(Best& best, const BgraPicture& source, BgraPicture& destination, Walk& walk, const Run& run) {
+    for (int i = 0; i < kHotRuns; ++i) {
+        const double start = Now();
+        run(source, destination);
+        if (i > 0)
+            best.hot = std::min(best.hot, Now() - start);
+    }
+    for (int i = 0; i < kColdRuns; ++i)
+        best.cold = std::min(best.cold, walk.Time(run));
+}
 
 struct Competitor {
     const char* name;
-    Threads threads;
     Job job;
     BgraPicture picture;
-    Times times;
+    Best best;
 };
 
 struct Errors {
@@ -75,93 +115,143 @@ struct Errors {
     double mean = 0;
 };
 
-Errors ErrorsOf(const BgraPicture& source, const BgraPicture& result, const ResampleRequest& request) {
+Errors ErrorsOf(const BgraPicture& source, const BgraPicture& result, Filter filter, Alpha alpha) {
+    const ResampleAxis horizontal{source.width, result.width, double(source.width) / result.width, 0};
+    const ResampleAxis vertical{source.height, result.height, double(source.height) / result.height, 0};
     std::vector<std::vector<std::pair<int, double>>> across;
     across.reserve(static_cast<std::size_t>(result.width));
     for (int x = 0; x < result.width; ++x)
-        across.push_back(scaletest::ReferenceTaps(request.horizontal, request.filter, x));
+        across.push_back(scaletest::ReferenceTaps(horizontal, filter, x));
     Errors errors;
     double samples = 0;
     // The first and last rows, where the borders are mirrored, and some between.
     for (int y = 0; y < result.height; y += y < 4 || y >= result.height - 4 ? 1 : kCheckedRowStep) {
-        const auto down = scaletest::ReferenceTaps(request.vertical, request.filter, y);
-        for (int x = 0; x < result.width; ++x)
+        const auto down = scaletest::ReferenceTaps(vertical, filter, y);
+        for (int x = 0; x < result.width; ++x) {
+            double wanted[4] = {};
+            for (const auto& [row, rowWeight] : down)
+                for (const auto& [column, weight] : across[static_cast<std::size_t>(x)]) {
+                    const std::uint8_t* const pixel = source.At(row, column);
+                    const double opacity = alpha == Alpha::Mixed ? pixel[3] / 255.0 : 1;
+                    for (int c = 0; c < 4; ++c)
+                        wanted[c] += rowWeight * weight * pixel[c] * (c < 3 ? opacity : 1);
+                }
+            const double opacity = alpha == Alpha::Mixed ? std::clamp(wanted[3] / 255, 0.0, 1.0) : 1;
             for (int c = 0; c < 4; ++c) {
-                double wanted = 0;
-                for (const auto& [row, rowWeight] : down)
-                    for (const auto& [column, weight] : across[static_cast<std::size_t>(x)])
-                        wanted += rowWeight * weight * source.At(row, column)[c];
-                const double error = std::abs(result.At(y, x)[c] - std::clamp(wanted, 0.0, 255.0));
+                const double value = c == 3 ? wanted[c] : opacity > 0 ? wanted[c] / opacity : 0;
+                const double error = std::abs(result.At(y, x)[c] - std::clamp(value, 0.0, 255.0));
                 errors.largest = std::max(errors.largest, error);
                 errors.mean += error;
                 ++samples;
             }
+        }
     }
     errors.mean /= samples;
     return errors;
 }
 
-void Compare(int sourceWidth, int sourceHeight, int width, int height, Filter filter) {
-    const BgraPicture source = TestPicture(sourceWidth, sourceHeight);
-    const auto request = [&](int bands) {
-        return ResampleRequest{WholeAxis(sourceWidth, width), WholeAxis(sourceHeight, height), filter, bands};
-    };
-    std::vector<Competitor> competitors;
-    competitors.reserve(8);
-    const auto enter = [&](const char* name, Threads threads, const auto& makeJob) {
-        Competitor& entry = competitors.emplace_back(Competitor{name, threads, {}, BgraPicture(width, height), {}});
-        entry.job = makeJob(entry.picture);
-        if (!entry.job)
-            competitors.pop_back();
-    };
-    const auto own = [&](int bands) {
-        return [&, bands](BgraPicture& into) -> Job {
-            return [&source, &into, wanted = request(bands)] { ResamplePlan::Make(wanted)->Run(source, into); };
-        };
-    };
-    enter("own", Threads::One, own(1));
-    enter("own, all threads", Threads::All, own(0));
-    enter("zimg float", Threads::One,
-          [&](BgraPicture& into) { return scalebench::ZimgJob(source, into, filter, true); });
-    enter("zimg 8 bit", Threads::One,
-          [&](BgraPicture& into) { return scalebench::ZimgJob(source, into, filter, false); });
-    enter("swscale", Threads::One, [&](BgraPicture& into) { return scalebench::SwscaleJob(source, into, filter); });
+/// The converter counts the processors once; this makes it count one.
+void UseOneThread() {
+    cpu_set_t before;
+    sched_getaffinity(0, sizeof before, &before);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<std::size_t>(sched_getcpu()), &one);
+    sched_setaffinity(0, sizeof one, &one);
+    static_cast<void>(zyncore::threads::ProcessorCount());
+    sched_setaffinity(0, sizeof before, &before);
+}
 
-    const std::size_t copied = (source.bytes.size() + competitors[0].picture.bytes.size()) / 2;
-    std::vector<std::uint8_t> copySource(copied, 1);
-    std::vector<std::uint8_t> copy(copied);
-    Times copyTimes;
-    for (int round = 0; round < kRounds; ++round) {
-        copyTimes.Add([&] { std::memcpy(copy.data(), copySource.data(), copied); });
-        for (Competitor& entry : competitors)
-            entry.times.Add(entry.job);
+Job OwnJob(PB_PixelFormat format, Filter filter) {
+    return [format, quality = static_cast<int>(filter) + 1](const BgraPicture& source, BgraPicture& destination) {
+        if (PB_ScaleConvert(source.At(0, 0), source.RowBytes(), source.width, source.height, format, 0,
+                            destination.At(0, 0), destination.RowBytes(), destination.width, destination.height, format,
+                            0, quality) != 0)
+            std::abort();
+    };
+}
+
+void Compare(const JobSizes& sizes, bool peers, int rounds) {
+    std::printf("%dx%d -> %dx%d %s; ", sizes.sourceWidth, sizes.sourceHeight, sizes.width, sizes.height,
+                NameOf(sizes.filter));
+    const auto race = [&](std::vector<Competitor>& competitors, Alpha alpha, bool first) {
+        const BgraPicture source = TestPicture(sizes.sourceWidth, sizes.sourceHeight, alpha);
+        BgraPicture destination(sizes.width, sizes.height);
+        Walk walk(source, destination);
+        const std::size_t copied = (source.bytes.size() + destination.bytes.size()) / 2;
+        BgraPicture copySource = source;
+        copySource.bytes.resize(copied);
+        BgraPicture copyDestination = copySource;
+        Walk copyWalk(copySource, copyDestination);
+        Best copy;
+        const auto runCopy = [&](const BgraPicture& from, BgraPicture& to) {
+            std::memcpy(to.bytes.data(), from.bytes.data(), copied);
+        };
+        for (int round = 0; round < rounds; ++round) {
+            Add(copy, copySource, copyDestination, copyWalk, runCopy);
+            for (Competitor& entry : competitors)
+                Add(entry.best, source, entry.picture, walk, entry.job);
+        }
+        if (first)
+            std::printf("memcpy of %zu bytes: hot %.3f cold %.3f ms\n", copied, copy.hot, copy.cold);
+        for (const Competitor& entry : competitors) {
+            const Errors errors = ErrorsOf(source, entry.picture, sizes.filter, alpha);
+            std::printf(
+                "  %-16s hot %7.3f cold %7.3f ms   memcpy / time hot %.3f cold %.3f   error max %.2f mean %.3f\n",
+                entry.name, entry.best.hot, entry.best.cold, copy.hot / entry.best.hot, copy.cold / entry.best.cold,
+                errors.largest, errors.mean);
+        }
+    };
+    const auto enter = [&](std::vector<Competitor>& competitors, const char* name, const Job& job) {
+        if (job)
+            competitors.push_back({name, job, BgraPicture(sizes.width, sizes.height), {}});
+    };
+    std::vector<Competitor> opaque;
+    enter(opaque, "own BGRA opaque", OwnJob(kStraight, sizes.filter));
+    enter(opaque, "own BGRX", OwnJob(kOpaque, sizes.filter));
+    if (peers) {
+        enter(opaque, "libyuv", LibyuvJob(sizes));
+        enter(opaque, "zimg float", ZimgJob(sizes, true));
+        enter(opaque, "zimg 8 bit", ZimgJob(sizes, false));
+        enter(opaque, "swscale", SwscaleJob(sizes));
     }
-    const double copyTime = Median(copyTimes.processor);
-    const double ownTime = Median(competitors[0].times.processor);
-    std::printf("%dx%d -> %dx%d %s; memcpy of %zu bytes: elapsed %.2f processor %.2f ms\n", sourceWidth, sourceHeight,
-                width, height, FilterName(filter), copied, Median(copyTimes.elapsed), copyTime);
-    for (const Competitor& entry : competitors) {
-        const double elapsed = Median(entry.times.elapsed);
-        const double time = entry.threads == Threads::All ? elapsed : Median(entry.times.processor);
-        const Errors errors = ErrorsOf(source, entry.picture, request(1));
-        std::printf("  %-16s elapsed %6.2f processor %6.2f ms   memcpy / time %.3f   time / own %.2f   error max %.2f "
-                    "mean %.3f\n",
-                    entry.name, elapsed, Median(entry.times.processor), copyTime / time, time / ownTime, errors.largest,
-                    errors.mean);
-    }
+    race(opaque, Alpha::Opaque, true);
+    std::vector<Competitor> mixed;
+    enter(mixed, "own BGRA mixed", OwnJob(kStraight, sizes.filter));
+    race(mixed, Alpha::Mixed, false);
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
-    const bool all = count > 1 && std::strcmp(arguments[1], "--all") == 0;
-    for (const Filter filter : {Filter::Bicubic, Filter::Lanczos3, Filter::Bilinear, Filter::Box}) {
-        if (filter != Filter::Bicubic && !all)
-            continue;
-        Compare(1920, 1080, 960, 540, filter);
-        Compare(1920, 1080, 1280, 720, filter);
-        Compare(960, 540, 1920, 1080, filter);
-        if (all)
-            Compare(1920, 1080, 480, 270, filter);
+    bool all = false;
+    bool peers = true;
+    bool threads = false;
+    int rounds = kRounds;
+    std::string part;
+    for (int i = 1; i < count; ++i) {
+        const std::string argument = arguments[i];
+        if (argument == "--all")
+            all = true;
+        else if (argument == "--own")
+            peers = false;
+        else if (argument == "--threads")
+            threads = true;
+        else if (std::atoi(arguments[i]) > 0 && argument.find_first_not_of("0123456789") == std::string::npos)
+            rounds = std::atoi(arguments[i]);
+        else
+            part = argument;
+    }
+    if (!threads)
+        UseOneThread();
+    for (const Filter filter : {Filter::Box, Filter::Bilinear, Filter::Bicubic, Filter::Lanczos3}) {
+        for (const JobSizes& sizes : {JobSizes{1920, 1080, 960, 540, filter}, JobSizes{1920, 1080, 1280, 720, filter},
+                                      JobSizes{960, 540, 1920, 1080, filter}, JobSizes{1920, 1080, 480, 270, filter}}) {
+            const std::string name =
+                std::to_string(sizes.sourceHeight) + "-" + std::to_string(sizes.height) + " " + NameOf(filter);
+            const bool wanted = part.empty() ? all || sizes.height != 270 : name.find(part) != std::string::npos;
+            if (wanted)
+                Compare(sizes, peers, rounds);
+        }
     }
 }

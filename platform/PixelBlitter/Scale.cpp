@@ -5,7 +5,10 @@
 #include "MemoryRegime.h"
 #include "Scratch.h"
 #include "Tiles.h"
+#include "scale/PixelOrders.h"
+#include "scale/PixelScaler.h"
 #include "scale/Resampler.h"
+#include "scale/RowSharing.h"
 
 #include <algorithm>
 #include <memory>
@@ -144,6 +147,123 @@ bool Scalable(const Format& format) noexcept {
     return format.Is444() || format.IsSubsampled();
 }
 
+template <class Byte>
+BasicPixelRows<Byte> PixelRowsOf(const BasicPicture<Byte>& picture, LineSet lines) noexcept {
+    return {picture.Row(lines.PictureRow(0)), picture.Row(lines.PictureRow(1)) - picture.Row(lines.PictureRow(0))};
+}
+
+// One pass with its tables and memory.
+class PreparedPass {
+public:
+    /// False when memory is exhausted.
+    bool Prepare(const Pass& pass, const SourcePicture& source, const DestinationPicture& destination,
+                 int quality) noexcept {
+        ResampleRequest request = RequestFor(pass, source, destination, quality);
+        mPass = pass;
+        mWidth = source.width;
+        mRows = request.vertical.destinationSize;
+        if (SamePixels(source.format, destination.format) && PixelScaler::Takes(request)) {
+            mName = PixelScaler::Takes(request);
+            mOrder = PixelOrderBetween(source.format, destination.format);
+            request.bands = PixelScaler::WorkersFor(request);
+            mPixels = PixelScaler::Make(request, request.bands);
+            if (!mPixels) {
+                return false;
+            }
+            const AlphaStep alpha = AlphaStepBetween(source.format.alpha, destination.format.alpha);
+            mWeighs = mOrder.sourceAlpha != 0 && alpha == AlphaStep::Keep && mPixels->Weighs();
+            mWorkers = request.bands;
+            if (mOrder.sourceAlpha == 0 || mWeighs) {
+                return true;
+            }
+        }
+        mFloats = ResamplePlan::Make(request);
+        mWorkers = mFloats ? mFloats->Outline().bands : 0;
+        return mFloats != nullptr;
+    }
+
+    const char* Name() const noexcept { return mName; }
+    int Workers() const noexcept { return mWorkers; }
+    std::uint64_t TemporaryBytes() const noexcept {
+        return (mPixels ? mPixels->TemporaryBytes() : 0) +
+               (mFloats ? mFloats->Outline().temporaryBytes + mFloats->Outline().tableBytes : 0);
+    }
+
+    void Run(const SourcePicture& source, const DestinationPicture& destination, const RowWriter& writer,
+             const Kernels& kernels, bool stream) const noexcept {
+        const Format filtered = FilteredFormat(source.format, destination.format);
+        const PictureRows rows(source, filtered, kernels, mPass.source);
+        PictureSink sink(writer, filtered, destination, kernels, stream, mPass.destination);
+        if (!mPixels) {
+            mFloats->Run(rows, sink);
+            return;
+        }
+        const PixelJob job{PixelRowsOf(source, mPass.source), PixelRowsOf(destination, mPass.destination), mOrder,
+                           mWeighs, stream};
+        ShareRows(mRows, PixelScaler::kGrain, mWorkers, [&](int worker, int top, int bottom) {
+            if (mFloats) {
+                RunOpaqueRows(job, worker, top, bottom, rows, sink);
+            } else {
+                mPixels->RunRows(job, worker, top, bottom);
+            }
+            if (stream) {
+                kernels.finishStreaming();
+            }
+        });
+    }
+
+private:
+    // Rows that see only opaque pixels are made in integers, others in floats. A grain of rows is one or the other, so
+    // that it does not matter how rows are shared out. Neighbours of one kind are made together while what the look at
+    // their alpha has read is still in a core's own cache.
+    void RunOpaqueRows(const PixelJob& job, int worker, int top, int bottom, const PictureRows& rows,
+                       PictureSink& sink) const noexcept {
+        constexpr int kRowsTogether = 4 * PixelScaler::kGrain;
+        int first = top;
+        bool opaque = false;
+        const auto run = [&](int end) {
+            if (first == end) {
+                return;
+            }
+            if (opaque) {
+                mPixels->RunRows(job, worker, first, end);
+            } else {
+                mFloats->RunRows(rows, sink, worker, first, end);
+            }
+            first = end;
+        };
+        for (int grain = top; grain < bottom; grain += PixelScaler::kGrain) {
+            const int end = std::min(bottom, grain + PixelScaler::kGrain);
+            const bool isOpaque = IsOpaque(job, mPixels->SourceRows(grain, end), mWidth);
+            if (isOpaque != opaque || grain - first >= kRowsTogether) {
+                run(grain);
+            }
+            opaque = isOpaque;
+        }
+        run(bottom);
+    }
+
+    static bool IsOpaque(const PixelJob& job, const PixelScaler::RowRange& range, int width) noexcept {
+        const PixelKernels& kernels = PixelKernelsOfThisMachine();
+        for (int row = range.top; row < range.bottom; ++row) {
+            if (!kernels.hasAllBits(job.source.Row(row), static_cast<std::size_t>(width), job.order.sourceAlpha)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    const char* mName = "scale";
+    Pass mPass;
+    int mWidth = 0; ///< of the source
+    int mRows = 0;
+    int mWorkers = 1;
+    PixelOrder mOrder{};
+    bool mWeighs = false;
+    std::unique_ptr<PixelScaler> mPixels;
+    std::unique_ptr<ResamplePlan> mFloats; ///< null where mPixels does all
+};
+
 } // namespace
 
 FieldPair ResolveFields(int sourceFieldType, int destinationFieldType) noexcept {
@@ -170,14 +290,13 @@ PB_Result ScalePicture(const SourcePicture& source, const DestinationPicture& de
         return kPB_UnsupportedFormat;
     }
     const Passes passes = PassesOf(fields, source.height, destination.height);
-    std::unique_ptr<ResamplePlan> plans[2];
+    PreparedPass prepared[2];
     for (int i = 0; i < passes.count; ++i) {
-        plans[i] = ResamplePlan::Make(RequestFor(passes.pass[i], source, destination, quality));
-        if (!plans[i]) {
+        if (!prepared[i].Prepare(passes.pass[i], source, destination, quality)) {
             return kPB_OutOfMemory;
         }
     }
-    // Rows come from several bands at once, so the chroma of all of them is kept until the end.
+    // Rows come from several threads at once, so the chroma of all of them is kept until the end.
     const std::optional<ScratchBlock> store = TakeScratch(RowWriter::StoreBytes(destination, destination.height));
     const bool overlap = Overlap(source, ReadOnly(destination));
     const std::optional<ScratchBlock> copy = TakeScratch(overlap ? PixelBytes(source) : 0);
@@ -187,12 +306,9 @@ PB_Result ScalePicture(const SourcePicture& source, const DestinationPicture& de
     const Kernels& kernels = KernelsOfThisMachine();
     const SourcePicture stable = overlap ? CopyInto(source, copy->get(), kernels) : source;
     const bool stream = StreamsStores(PixelBytes(source) + PixelBytes(ReadOnly(destination)));
-    const Format filtered = FilteredFormat(source.format, destination.format);
     RowWriter writer(destination, kernels, store->get(), destination.height);
     for (int i = 0; i < passes.count; ++i) {
-        const PictureRows rows(stable, filtered, kernels, passes.pass[i].source);
-        PictureSink sink(writer, filtered, destination, kernels, stream, passes.pass[i].destination);
-        plans[i]->Run(rows, sink);
+        prepared[i].Run(stable, destination, writer, kernels, stream);
     }
     ByteOutput output(kernels, stream);
     writer.FinishRows(destination.height - 1, output);
@@ -205,24 +321,22 @@ void OutlineScale(const SourcePicture& source, const DestinationPicture& destina
         plan.result = kPB_UnsupportedFormat;
         return;
     }
-    const bool fromFields = fields.source != Scan::Progressive;
-    const bool toFields = fields.destination != Scan::Progressive;
-    plan.path = fromFields && toFields ? "scale fields"
-                : fromFields           ? "scale the first field"
-                : toFields             ? "scale into fields"
-                                       : "scale";
     plan.filter = FilterName(FilterForQuality(quality));
     plan.temporaryBytes = RowWriter::StoreBytes(destination, destination.height);
     const Passes passes = PassesOf(fields, source.height, destination.height);
     for (int i = 0; i < passes.count; ++i) {
-        const auto outline = ResamplePlan::Outline(RequestFor(passes.pass[i], source, destination, quality));
-        if (!outline) {
+        PreparedPass prepared;
+        if (!prepared.Prepare(passes.pass[i], source, destination, quality)) {
             plan.result = kPB_OutOfMemory;
             return;
         }
-        plan.bands = std::max(plan.bands, outline->bands);
-        plan.temporaryBytes += outline->temporaryBytes + outline->tableBytes;
+        plan.path = prepared.Name();
+        plan.bands = std::max(plan.bands, prepared.Workers());
+        plan.temporaryBytes += prepared.TemporaryBytes();
     }
+    const bool fromFields = fields.source != Scan::Progressive;
+    const bool toFields = fields.destination != Scan::Progressive;
+    plan.path += fromFields && toFields ? " fields" : fromFields ? " the first field" : toFields ? " into fields" : "";
 }
 
 } // namespace PixelBlitter

@@ -29,7 +29,8 @@ std::int64_t MirroredIndex(std::int64_t index, std::int64_t size) noexcept {
     return std::clamp<std::int64_t>(index, 0, size - 1);
 }
 
-RaggedTaps ComputeTaps(const ResampleAxis& axis, Filter filter) {
+/// Weights as multiples of 1 / quanta.
+RaggedTaps ComputeTaps(const ResampleAxis& axis, Filter filter, double quanta) {
     const double radius = FilterRadius(filter, axis.step);
     const std::int64_t size = axis.sourceSize;
     RaggedTaps taps;
@@ -70,14 +71,14 @@ RaggedTaps ComputeTaps(const ResampleAxis& axis, Filter filter) {
         double roundedSum = 0;
         for (std::size_t k = 0; k < folded.size(); ++k) {
             sum += folded[k];
-            const double rounded = k + 1 == folded.size() ? kQuanta : std::nearbyint(sum / total * kQuanta);
+            const double rounded = k + 1 == folded.size() ? quanta : std::nearbyint(sum / total * quanta);
             const double weight = rounded - roundedSum;
             roundedSum = rounded;
             if (weight == 0 && first < 0)
                 continue;
             if (first < 0)
                 first = lowest + static_cast<std::int64_t>(k);
-            taps.weights.push_back(static_cast<float>(weight / kQuanta));
+            taps.weights.push_back(static_cast<float>(weight / quanta));
             if (weight != 0)
                 end = taps.weights.size();
         }
@@ -95,19 +96,63 @@ std::int32_t WidestSpan(const std::vector<std::int32_t>& left, std::size_t lanes
     return widest;
 }
 
+/// A sample whose outer weights happen to be zero may begin behind its successor; rows are read in order, so it begins
+/// with its successor instead.
+std::vector<std::int32_t> InOrder(std::vector<std::int32_t> first) {
+    for (std::size_t n = first.size() - 1; n-- > 0;)
+        first[n] = std::min(first[n], first[n + 1]);
+    return first;
+}
+
+std::size_t PaddedToBlocks(std::size_t count) noexcept {
+    return (count + kBlock - 1) / kBlock * kBlock;
+}
+
+FilterTable MakeWordTable(const ResampleAxis& axis, Filter filter, TableUse use) {
+    constexpr double kOne = 1 << kWordBits;
+    const RaggedTaps ragged = ComputeTaps(axis, filter, kOne);
+    const std::size_t count = ragged.first.size();
+    const bool rows = use == TableUse::WordRows;
+
+    FilterTable table;
+    table.layout = rows ? FilterTable::Layout::WordsOfPairs : FilterTable::Layout::WordsOfTaps;
+    table.left = InOrder(ragged.first);
+    for (std::size_t n = 0; n < count; ++n) {
+        table.left[n] -= rows ? table.left[n] % 2 : 0;
+        table.taps = std::max(table.taps, ragged.first[n] + ragged.count[n] - table.left[n]);
+    }
+    table.taps += table.taps % 2;
+    // Samples beyond the last of an odd number have a weight of 0.
+    const int last = std::max(0, axis.sourceSize + (rows ? axis.sourceSize % 2 : 0) - table.taps);
+    for (std::int32_t& left : table.left)
+        left = std::min(left, last);
+    table.left.resize(PaddedToBlocks(count), table.left.back());
+
+    const auto taps = static_cast<std::size_t>(table.taps);
+    table.words.assign(table.left.size() * taps, 0);
+    const float* weight = ragged.weights.data();
+    for (std::size_t n = 0; n < count; ++n) {
+        const auto skip = static_cast<std::size_t>(ragged.first[n] - table.left[n]);
+        for (std::size_t t = skip; t < skip + static_cast<std::size_t>(ragged.count[n]); ++t) {
+            const std::size_t pair = n / kWordBlock * (taps / 2) + t / 2;
+            const std::size_t place = rows ? (pair * kWordBlock + n % kWordBlock) * 2 + t % 2 : n * taps + t;
+            table.words[place] = static_cast<std::int16_t>(*weight++ * kOne);
+        }
+    }
+    return table;
+}
+
 } // namespace
 
 FilterTable MakeFilterTable(const ResampleAxis& axis, Filter filter, TableUse use) {
-    const RaggedTaps ragged = ComputeTaps(axis, filter);
+    if (use == TableUse::WordRows || use == TableUse::WordColumns)
+        return MakeWordTable(axis, filter, use);
+    const RaggedTaps ragged = ComputeTaps(axis, filter, kQuanta);
     const auto count = static_cast<std::size_t>(axis.destinationSize);
-    const std::size_t padded = (count + kBlock - 1) / kBlock * kBlock;
+    const std::size_t padded = PaddedToBlocks(count);
 
     FilterTable table;
-    table.left = ragged.first;
-    // A sample whose outer weights happen to be zero may begin behind its successor; rows are read in order, so it
-    // begins with its successor instead.
-    for (std::size_t n = count - 1; n-- > 0;)
-        table.left[n] = std::min(table.left[n], table.left[n + 1]);
+    table.left = InOrder(ragged.first);
     for (std::size_t n = 0; n < count; ++n)
         table.taps = std::max(table.taps, ragged.first[n] + ragged.count[n] - table.left[n]);
     for (std::int32_t& left : table.left)

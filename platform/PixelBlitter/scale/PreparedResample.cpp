@@ -1,6 +1,6 @@
 #include "scale/PreparedResample.h"
 
-#include "zyncore.h"
+#include "scale/RowSharing.h"
 
 #include <algorithm>
 #include <cstring>
@@ -131,9 +131,7 @@ void PreparedResample::ChooseBands() noexcept {
     }
     const double pixels = double(request.horizontal.sourceSize) * request.vertical.sourceSize +
                           double(request.horizontal.destinationSize) * height;
-    const double worthwhile = std::min(
-        {pixels / kPixelsPerBand, double(height) / kMinRowsPerBand, double(zyncore::threads::ProcessorCount())});
-    outline.bands = std::max(1, static_cast<int>(worthwhile));
+    outline.bands = WorthwhileWorkers(pixels, kPixelsPerBand, height, kMinRowsPerBand);
 }
 
 int PreparedResample::ColumnRows() const noexcept {

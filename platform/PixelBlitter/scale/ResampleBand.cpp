@@ -8,10 +8,10 @@ namespace {
 constexpr float kOne = 1.0f;
 } // namespace
 
-ResampleBand::ResampleBand(const PreparedResample& prepared, const FloatRowSource& source, FloatRowSink& sink,
-                           int band) noexcept
-    : mPrepared(prepared), mSource(source), mSink(sink), mTop(prepared.BandTop(band)),
-      mBottom(prepared.BandTop(band + 1)), mColumnRows(prepared.RowsOfBand(band)),
+ResampleBand::ResampleBand(const PreparedResample& prepared, const FloatRowSource& source, FloatRowSink& sink, int band,
+                           int top, int bottom) noexcept
+    : mPrepared(prepared), mSource(source), mSink(sink), mTop(top), mBottom(bottom),
+      mColumnRows(prepared.RowsOfBand(band)),
       mRead(mColumnRows + 4 * prepared.columnStride * static_cast<std::size_t>(prepared.ColumnRows()),
             prepared.readStride),
       mWrite(mRead.planes[0] + 4 * prepared.readStride, prepared.writeStride) {}

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Makes the destination rows of one band of a prepared resampling.
+/// Makes some destination rows of a prepared resampling.
 
 #include "scale/PreparedResample.h"
 
@@ -8,8 +8,10 @@ namespace PixelBlitter {
 
 class ResampleBand {
 public:
-    /// All arguments must outlive the object. A band must not be at work twice at the same time.
-    ResampleBand(const PreparedResample& prepared, const FloatRowSource& source, FloatRowSink& sink, int band) noexcept;
+    /// Rows [top, bottom) in the memory of a band, which must not be at work twice at the same time. All arguments must
+    /// outlive the object.
+    ResampleBand(const PreparedResample& prepared, const FloatRowSource& source, FloatRowSink& sink, int band, int top,
+                 int bottom) noexcept;
 
     void Run() noexcept;
 

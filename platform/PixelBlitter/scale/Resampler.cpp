@@ -3,12 +3,14 @@
 #include "scale/PreparedResample.h"
 #include "scale/ResampleBand.h"
 
-#include "zyncore.h"
-
-#include <atomic>
-#include <vector>
+#include "scale/RowSharing.h"
 
 namespace PixelBlitter {
+
+namespace {
+// A thread that turns to other rows reads those around them anew.
+constexpr int kRowsPerTurn = 64;
+} // namespace
 
 ResampleAxis WholeAxis(int sourceSize, int destinationSize) noexcept {
     return {sourceSize, destinationSize, destinationSize > 0 ? double(sourceSize) / destinationSize : 0.0, 0.0};
@@ -40,12 +42,8 @@ ResampleAxis LinesAxis(int sourceHeight, Lines sourceLines, int destinationHeigh
 
 struct ResamplePlan::State {
     PreparedResample prepared;
-    std::vector<std::atomic<bool>> bandDone;
 
-    explicit State(const ResampleRequest& request) : prepared(request) {
-        prepared.AllocateRows();
-        bandDone = std::vector<std::atomic<bool>>(static_cast<std::size_t>(prepared.outline.bands));
-    }
+    explicit State(const ResampleRequest& request) : prepared(request) { prepared.AllocateRows(); }
 };
 
 ResamplePlan::ResamplePlan(std::unique_ptr<State> state) noexcept : mState(std::move(state)) {}
@@ -71,33 +69,22 @@ const ResampleOutline& ResamplePlan::Outline() const noexcept {
     return mState->prepared.outline;
 }
 
+void ResamplePlan::RunRows(const FloatRowSource& source, FloatRowSink& sink, int band, int top, int bottom) noexcept {
+    ResampleBand(mState->prepared, source, sink, band, top, bottom).Run();
+}
+
 void ResamplePlan::RunBand(const FloatRowSource& source, FloatRowSink& sink, int band) noexcept {
-    ResampleBand(mState->prepared, source, sink, band).Run();
+    const PreparedResample& prepared = mState->prepared;
+    RunRows(source, sink, band, prepared.BandTop(band), prepared.BandTop(band + 1));
 }
 
 void ResamplePlan::Run(const FloatRowSource& source, FloatRowSink& sink) noexcept {
-    const int bands = mState->prepared.outline.bands;
-    if (bands <= 1) {
-        if (bands == 1)
-            RunBand(source, sink, 0);
+    const PreparedResample& prepared = mState->prepared;
+    if (prepared.IsEmpty()) {
         return;
     }
-    for (std::atomic<bool>& done : mState->bandDone)
-        done.store(false, std::memory_order_relaxed);
-    try {
-        zyncore::threads::ExecuteCPUBoundTaskOnAllProcessors(
-            [this, &source, &sink](std::uint64_t band) {
-                RunBand(source, sink, static_cast<int>(band));
-                mState->bandDone[band].store(true, std::memory_order_release);
-            },
-            static_cast<std::uint64_t>(bands));
-    } catch (...) {
-        // Bands do not throw, so the pool found no memory to hand them out. This thread makes those that are missing.
-        for (int band = 0; band < bands; ++band) {
-            if (!mState->bandDone[static_cast<std::size_t>(band)].load(std::memory_order_acquire))
-                RunBand(source, sink, band);
-        }
-    }
+    ShareRows(prepared.request.vertical.destinationSize, kRowsPerTurn, prepared.outline.bands,
+              [&](int worker, int top, int bottom) { RunRows(source, sink, worker, top, bottom); });
 }
 
 } // namespace PixelBlitter

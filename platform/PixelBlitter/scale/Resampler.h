@@ -56,7 +56,7 @@ struct ResampleRequest {
     ResampleAxis horizontal;
     ResampleAxis vertical;
     Filter filter = Filter::Bicubic;
-    int bands = 0; ///< parts to divide the picture into; 0 chooses by picture size and processors
+    int bands = 0; ///< threads that may be at work at once; 0 chooses by picture size and processors
 };
 
 /// What a plan is going to do.
@@ -69,7 +69,7 @@ struct ResampleOutline {
         HorizontalThenVertical,
     };
     Passes passes = Passes::None;
-    int bands = 1;                    ///< runs of destination rows that may be made at the same time
+    int bands = 1; ///< runs of destination rows that may be made at the same time, each in memory of its own
     std::uint64_t temporaryBytes = 0; ///< rows held between the passes, over all bands; grows with the width only
     std::uint64_t tableBytes = 0;     ///< weights, shared with other plans through the cache
 };
@@ -94,12 +94,15 @@ public:
 
     const ResampleOutline& Outline() const noexcept;
 
-    /// Makes the whole picture: all bands, on all processors when there is more than one band. Each source row is read
-    /// whole, each destination row written whole and once. May be called from inside a processor pool task.
+    /// Makes the whole picture, by as many threads as there are bands. Each source row is read whole, each destination
+    /// row written whole and once. May be called from inside a processor pool task.
     void Run(const FloatRowSource& source, FloatRowSink& sink) noexcept;
 
     /// Makes one band, 0 <= band < Outline().bands, on the calling thread.
     void RunBand(const FloatRowSource& source, FloatRowSink& sink, int band) noexcept;
+
+    /// Makes destination rows [top, bottom) on the calling thread in the memory of a band.
+    void RunRows(const FloatRowSource& source, FloatRowSink& sink, int band, int top, int bottom) noexcept;
 
 private:
     std::unique_ptr<State> mState;

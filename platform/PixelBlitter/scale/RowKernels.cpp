@@ -250,6 +250,9 @@ void ResampleRow(const FilterTable& table, const float* const source[4], float* 
     case FilterTable::Layout::TapsTogether:
         ResampleByTaps(table, source, destination);
         break;
+    case FilterTable::Layout::WordsOfTaps:
+    case FilterTable::Layout::WordsOfPairs:
+        break; // for other kernels
     }
 }
 

@@ -30,7 +30,11 @@ TEST(Plan, NamesThePath) {
     EXPECT_EQ(path(0x851, 0x905), "fused");
     EXPECT_EQ(path(0x1A11, 0x9000A31), "integers");
     EXPECT_EQ(path(0x811, 0x9000A31), "float tiles"); // another matrix
-    EXPECT_EQ(path(0x4, 0x4, 32), "scale");
+    EXPECT_EQ(path(0x104, 0x104, 32), "scale");
+    EXPECT_EQ(path(0x4, 0x8, 32), "scale integers");
+    EXPECT_EQ(path(0x4, 0x805, 32), "scale"); // another model
+    EXPECT_EQ(PB_PlanScaleConvert(64, 64, 0xC, 0, 32, 32, 0x1004, 0, 2).path, "scale 2:1");
+    EXPECT_EQ(PB_PlanScaleConvert(64, 64, 0xC, 1, 32, 32, 0x1004, 1, 2).path, "scale integers fields");
     EXPECT_EQ(path(0x4, 0x4, 0), "nothing");
     const PB_Plan plan = PB_PlanScaleConvert(64, 64, 0x4, 1, 32, 32, 0x811, 1, 4);
     EXPECT_EQ(plan.filter, "lanczos3");
