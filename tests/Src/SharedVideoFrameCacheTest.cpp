@@ -1,5 +1,6 @@
 #include "SharedVideoFrameCache.h"
 #include "ContractLog.h"
+#include "FrameKinds.h"
 #include "TestFrames.h"
 #include "TestHelpers.h"
 #include "VectorFrame.h"
@@ -23,11 +24,7 @@ using zynmediatypes::kPixelFormat_BGRA_4444_8u;
 /// What the cache and the media manager behind it should do. Frames are numbers.
 struct Model {
     static constexpr int kNone = -1;
-    struct Use {
-        std::uint32_t value;
-        std::uint64_t last;
-        auto operator<=>(const Use&) const = default;
-    };
+    using Use = std::pair<std::uint32_t, std::uint64_t>; ///< value, time of the last use
     struct Dependencies {
         int frame = kNone;
         std::uint64_t count = 0;
@@ -46,7 +43,7 @@ struct Model {
 
     int Retrieve(const Guid& id) {
         if (names.contains(id)) {
-            cached.at(names[id]).last = ++uses;
+            cached[names[id]].second = ++uses;
             return names[id];
         }
         const int frame = dependencies.contains(id) ? dependencies[id].frame : kNone;
@@ -57,7 +54,7 @@ struct Model {
     }
     void Insert(int frame, const Guid& id, std::uint32_t value) {
         if (cached.contains(frame)) {
-            cached.at(frame).last = ++uses;
+            cached[frame].second = ++uses;
         } else if (reported + sizes.at(frame) > budget) {
             ++flushes; // at once
         } else {
@@ -138,55 +135,6 @@ struct Model {
     }
 };
 
-/// A frame of another module without memory access and without an identity of its own. Notes the locks that it meets.
-class ForeignFrame final : public VF::VideoFrameTemplate<vftest::VectorFrameBase>, public BRT::Allocated {
-public:
-    ForeignFrame() {
-        mPixelFormat = kPixelFormat_BGRA_4444_8u;
-        mFrameRect = {0, 0, 20, 10};
-    }
-    std::uint32_t AddRef() override {
-        Note();
-        return mCount.Increment();
-    }
-    std::uint32_t Release() override {
-        const std::uint32_t count = mCount.Decrement();
-        if (count == 0) {
-            sDiedUnderLock = BRT::CriticalSectionLock::CurrentLabel() != nullptr;
-            delete this;
-        }
-        return count;
-    }
-    void* DeletingDestructor(unsigned) override { return this; }
-    std::int32_t QueryInterface(const Guid&, void** out) override {
-        Note();
-        *out = nullptr;
-        return VF::kResult_NoSuchInterface;
-    }
-    FrameRef CreateCompatibleFrame() override { return nullptr; }
-    void* GetData() override { return nullptr; }
-    void SetReadOnly(bool) override {
-        if (sRefuses) {
-            throw std::runtime_error("refused");
-        }
-    }
-    inline static thread_local std::set<std::string> sLabels;
-    inline static thread_local bool sDiedUnderLock = true;
-    inline static bool sRefuses = false;
-
-private:
-    static void Note() {
-        if (const char* label = BRT::CriticalSectionLock::CurrentLabel()) {
-            sLabels.insert(label);
-        }
-    }
-    BRT::ReferenceCount mCount;
-};
-
-FrameRef MakeForeign() {
-    return (new ForeignFrame)->GetSelfReference();
-}
-
 Guid NameOf(std::size_t number) {
     return Guid::FromBytes({static_cast<std::uint8_t>(number * 37)});
 }
@@ -200,11 +148,9 @@ class SharedVideoFrameCacheTest : public vftest::LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
-        for (std::uint32_t n = 1; n <= 3; ++n) {
-            frames.push_back(vftest::MakeFrame(kPixelFormat_BGRA_4444_8u, 10 * n, 20));
+        for (std::uint32_t width = 10; const vftest::FrameKind& kind : vftest::kBlockKinds) {
+            frames.push_back(kind.make({kPixelFormat_BGRA_4444_8u, width += 5, 20}, [](const FrameRef&) {}));
         }
-        frames.push_back(vftest::MakePublishableFrame(kPixelFormat_BGRA_4444_8u, 16, 16));
-        frames.push_back(MakeForeign());
         SetNotificationFunction([](const Guid& id) {
             ++sNotifications;
             static_cast<void>(RetrieveFromCache(id)); // the cache may be called from here
@@ -226,17 +172,20 @@ protected:
     }
     inline static thread_local int sNotifications = 0;
     static constexpr std::size_t kNames = 6;
+    vftest::VectorFrame foreign{kPixelFormat_BGRA_4444_8u, 20, 10}; ///< has no identity of its own
     std::vector<FrameRef> frames;
     const BRT::InterfaceRef<RK::IMediaManager> manager = RK::GetMediaManager();
     const std::uint64_t budget = manager->GetBudget();
 };
 
 TEST_F(SharedVideoFrameCacheTest, DoesWhatTheModelDoes) {
-    std::vector<std::uint64_t> sizes{20 * 10 * 4};
-    for (std::size_t n = frames.size() - 1; n-- > 0;) {
-        const auto access = BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(frames[n]);
-        sizes.insert(sizes.begin(), access->GetBufferSize());
+    std::vector<std::uint64_t> sizes;
+    for (const FrameRef& frame : frames) {
+        sizes.push_back(BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(frame)->GetBufferSize());
     }
+    foreign.memory = false;
+    frames.push_back(foreign.Ref());
+    sizes.push_back(20 * 10 * 4);
     const std::uint64_t typical = sizes[1];
     for (unsigned sequence = 0; sequence < 3000 && !HasFailure(); ++sequence) {
         SCOPED_TRACE(sequence);
@@ -342,8 +291,8 @@ TEST_F(SharedVideoFrameCacheTest, LabelsItsLockAndReleasesFramesAfterIt) {
         [] { ExpireAllFramesFromCache(); },
         [] { RK::GetMediaManager()->SetBudget(0); },
         [] { // flushed from inside the insertion of another frame
-            RK::GetMediaManager()->SetBudget(1000);
-            InsertIntoCache(MakeForeign(), NameOf(2), 9);
+            RK::GetMediaManager()->SetBudget(2000);
+            InsertIntoCache(vftest::MakeFrame(kPixelFormat_BGRA_4444_8u, 20, 20), NameOf(2), 9);
         },
         [] {
             RegisterDependencyOnFrame(NameOf(1));
@@ -351,25 +300,30 @@ TEST_F(SharedVideoFrameCacheTest, LabelsItsLockAndReleasesFramesAfterIt) {
             UnregisterDependencyOnFrame(NameOf(1));
         },
     };
-    ForeignFrame::sLabels.clear();
+    std::set<std::string> labels;
+    std::string lastLabel;
+    foreign.onCounted = [&](std::uint32_t) {
+        const char* label = BRT::CriticalSectionLock::CurrentLabel();
+        labels.insert(lastLabel = label ? label : "");
+    };
     for (const auto remove : removals) {
         manager->SetBudget(budget);
-        InsertIntoCache(MakeForeign(), NameOf(1), 1);
+        InsertIntoCache(foreign.Ref(), NameOf(1), 1);
         EXPECT_TRUE(RetrieveFromCache(NameOf(1)));
-        ForeignFrame::sDiedUnderLock = true;
+        lastLabel = "not released";
         remove();
-        EXPECT_FALSE(ForeignFrame::sDiedUnderLock);
+        EXPECT_EQ(lastLabel, "");
+        EXPECT_EQ(foreign.References(), 0U);
     }
-    EXPECT_EQ(ForeignFrame::sLabels,
-              (std::set<std::string>{"VideoFrame Cache::AddDependency", "VideoFrame Cache::Insert",
-                                     "VideoFrame Cache::RemoveDependency", "VideoFrame Cache::Retrieve"}));
+    EXPECT_EQ(labels, (std::set<std::string>{"", "VideoFrame Cache::AddDependency", "VideoFrame Cache::Insert",
+                                             "VideoFrame Cache::Retrieve"}));
 }
 
 TEST_F(SharedVideoFrameCacheTest, RefusesWhatItCannotKeep) {
     sNotifications = 0;
-    ForeignFrame::sRefuses = true;
-    EXPECT_THROW(InsertIntoCache(MakeForeign(), NameOf(1), 1), std::runtime_error);
-    ForeignFrame::sRefuses = false;
+    FrameRef view;
+    EXPECT_EQ(VF::CreateVideoSubFrame(view, frames[0], {0, 0, 2, 2}), 0);
+    EXPECT_THROW(InsertIntoCache(view, NameOf(1), 1), BRT::Exception);
     InsertIntoCache(FrameRef(), NameOf(1), 1);
     EXPECT_FALSE(RetrieveFromCache(NameOf(1)));
     EXPECT_EQ(Figures(), RK::MediaFigures());

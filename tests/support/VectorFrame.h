@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -36,6 +37,7 @@ public:
     bool throws = false;
     std::optional<std::int32_t> rowBytes;
     std::optional<std::uint64_t> dataSize;
+    std::function<void(std::uint32_t)> onCounted; ///< is given the new number of references
 
     BRT::InterfaceRef<RK::IVideoFrame> Ref() { return GetSelfReference(); }
     std::uint32_t References() {
@@ -43,8 +45,8 @@ public:
         return mCount.Decrement();
     }
 
-    std::uint32_t AddRef() override { return mCount.Increment(); }
-    std::uint32_t Release() override { return mCount.Decrement(); }
+    std::uint32_t AddRef() override { return Counted(mCount.Increment()); }
+    std::uint32_t Release() override { return Counted(mCount.Decrement()); }
     void* DeletingDestructor(unsigned) override { return this; }
     std::int32_t QueryInterface(const zyncore::utility::Guid& id, void** out) override {
         *out = nullptr;
@@ -73,6 +75,12 @@ public:
     }
 
 private:
+    std::uint32_t Counted(std::uint32_t count) {
+        if (onCounted) {
+            onCounted(count);
+        }
+        return count;
+    }
     BRT::ReferenceCount mCount;
 };
 

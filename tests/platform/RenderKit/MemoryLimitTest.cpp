@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <string>
 
 namespace {
@@ -24,18 +23,15 @@ TEST(MemoryLimitTest, IsTheSmallestOfTheGroupsAroundTheProcess) {
         return RK::Details::MemoryLimitInBytes(root / "membership", root);
     };
     const std::uint64_t machine = limit("");
-    EXPECT_GT(machine, 0U);
-    EXPECT_LT(machine, std::numeric_limits<std::uint64_t>::max());
-
+    EXPECT_GT(machine, 8192000U);
     write("a/b/memory.max", "max\n");
     write("a/memory.max", "4096000\n");
     write("memory/x/memory.limit_in_bytes", "8192000\n");
     write("memory/memory.limit_in_bytes", "9223372036854771712\n");
-    EXPECT_EQ(limit("0::/a/b\n"), 4096000U) << "the limit of an outer group counts";
-    EXPECT_EQ(limit("0::/\n"), machine);
-    EXPECT_EQ(limit("4:memory:/x\n1:cpu:/a\n0::/other\n"), 8192000U);
-    EXPECT_EQ(limit("3:cpu,memory:/y\n"), machine) << "the hierarchy's largest number is no limit";
     write("unified/c/memory.max", "2048000\n");
+    EXPECT_EQ(limit("0::/a/b\n"), 4096000U) << "the limit of an outer group counts";
+    EXPECT_EQ(limit("4:memory:/x\n1:cpu:/a\n0::/other\n"), 8192000U);
+    EXPECT_EQ(limit("3:cpu,memory:/y\n0::/\n"), machine) << "the largest number is no limit";
     EXPECT_EQ(limit("4:memory:/x\n0::/c/gone\n"), 2048000U);
     write("memory.max", "1024000\n");
     EXPECT_EQ(limit("0::/path/outside/the/container\n"), 1024000U);
