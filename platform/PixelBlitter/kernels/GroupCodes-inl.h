@@ -84,6 +84,23 @@ constexpr std::size_t kStripPixels = 480;
 // More pixels, so that strips end where the destination is aligned; the group that they begin in; a vector of slack.
 constexpr std::size_t kStripSlack = 2 * kMaxLanes + 6 + 2 * kMaxLanes;
 
+// Calls take(vector of groups, index of its first one). What is streamed is fetched ahead.
+template <class Take>
+HWY_INLINE void ForGroups(const std::uint8_t* groups, std::size_t count, const Transfer& transfer, const Take& take) {
+    std::size_t g = 0;
+    for (; g + kVectorGroups <= count; g += kVectorGroups) {
+        if (transfer.stream) {
+            FetchVectors<1>(groups + 16 * g, transfer.ahead);
+        }
+        take(hn::LoadU(dbytes, groups + 16 * g), g);
+    }
+    if (g < count) {
+        alignas(64) std::uint8_t rest[4 * kMaxLanes] = {};
+        std::memcpy(rest, groups + 16 * g, 16 * (count - g));
+        take(hn::Load(dbytes, rest), g);
+    }
+}
+
 // Luma codes and chroma, (code - 512) * 16, of some groups.
 struct SplitStrip {
     alignas(64) std::uint16_t luma[kStripPixels + kStripSlack];
@@ -91,24 +108,10 @@ struct SplitStrip {
 
     HWY_INLINE void Read(const SplitGroups& split, const std::uint8_t* groups, std::size_t count,
                          const Transfer& transfer) {
-        std::size_t g = 0;
-        for (; g + kVectorGroups <= count; g += kVectorGroups) {
-            if (transfer.stream) {
-                FetchVectors<1>(groups + 16 * g, transfer.ahead);
-            }
-            Store(split, hn::LoadU(dbytes, groups + 16 * g), g);
-        }
-        if (g < count) {
-            alignas(64) std::uint8_t rest[4 * kMaxLanes] = {};
-            std::memcpy(rest, groups + 16 * g, 16 * (count - g));
-            Store(split, hn::Load(dbytes, rest), g);
-        }
-    }
-
-private:
-    HWY_INLINE void Store(const SplitGroups& split, Bytes groups, std::size_t g) {
-        hn::StoreU(split.Luma(groups), dw, luma + 6 * g);
-        hn::StoreU(split.SignedChroma(groups), dw, reinterpret_cast<std::uint16_t*>(chroma + 6 * g));
+        ForGroups(groups, count, transfer, [&](Bytes vector, std::size_t g) HWY_ATTR {
+            hn::StoreU(split.Luma(vector), dw, luma + 6 * g);
+            hn::StoreU(split.SignedChroma(vector), dw, reinterpret_cast<std::uint16_t*>(chroma + 6 * g));
+        });
     }
 };
 
@@ -173,9 +176,10 @@ struct JoinGroupsOp {
     HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
         alignas(64) std::uint32_t rest[6 * kVectorGroups] = {};
         alignas(64) std::uint8_t bytes[4 * kMaxLanes];
-        std::memcpy(rest, codes + 6 * i, 24 * count);
+        const std::size_t groups = std::min(count, Step());
+        std::memcpy(rest, codes + 6 * i, 24 * groups);
         hn::Store(join(rest), dbytes, bytes);
-        std::memcpy(destination + 16 * i, bytes, 16 * count);
+        std::memcpy(destination + 16 * i, bytes, 16 * groups);
     }
 };
 
