@@ -4,6 +4,7 @@
 #include "RowPlaces.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace PixelBlitter {
@@ -28,7 +29,7 @@ AlphaBytes Repeat(Element alpha, bool alphaFirst) noexcept {
 }
 
 AlphaBytes AlphaBytesOf(const Format& format, float alpha) noexcept {
-    const auto code = [=](int opaque) { return static_cast<int>(alpha * static_cast<double>(opaque) + 0.5); };
+    const auto code = [=](int opaque) { return std::lround(alpha * static_cast<double>(opaque)); };
     switch (ElementOf(format.packing)) {
     case MixElement::Byte:
         return Repeat(static_cast<std::uint8_t>(code(255)), format.alphaFirst);

@@ -4,6 +4,7 @@
 #include "MemoryRegime.h"
 #include "RowPlaces.h"
 
+#include <cmath>
 #include <utility>
 
 namespace PixelBlitter {
@@ -31,7 +32,7 @@ std::optional<MixElement> ElementOf(Packing packing) noexcept {
 
 // weight is at most a half.
 MixShare ShareOf(float weight) noexcept {
-    const auto in = [=](double scale) { return static_cast<int>(weight * scale + 0.5); };
+    const auto in = [=](double scale) { return std::lround(weight * scale); };
     return {static_cast<std::int16_t>(in(0x1p15)), static_cast<std::int16_t>(-in(0x1p16)), weight};
 }
 
@@ -77,8 +78,9 @@ PB_Result MixPictures(const PictureArguments& a, const PictureArguments& b, cons
     }
     const Kernels& kernels = KernelsOfThisMachine();
     const auto index = static_cast<std::size_t>(*element);
-    const MixRow mix = weight == 0.5F ? kernels.mix.average[index] : kernels.mix.mix[index];
-    const MixShare share = ShareOf(weight);
+    const bool half = weight == 0.5F;
+    const MixRow mix = half ? kernels.mix.average[index] : kernels.mix.mix[index];
+    const MixShare share = half ? MixShare{0, 0, weight} : ShareOf(weight);
     extent = Joined(extent, {&from[0], &from[1], &to});
     transfer.ahead = extent.count == 1 ? FetchDistance() : from[1].stride;
     auto* const written = static_cast<std::uint8_t*>(const_cast<void*>(destination.data));

@@ -20,7 +20,7 @@ enum class MixElement {
 };
 inline constexpr int kMixElements = 4;
 
-/// The share of b in a mix, at most a half, as each element wants it.
+/// The share of b in a mix, at most a half, as each element wants it; averages want its value alone.
 struct MixShare {
     std::int16_t ofBytes;  ///< in 2^-15
     std::int16_t ofGroups; ///< in -2^-16: negative, because a half would be too large otherwise

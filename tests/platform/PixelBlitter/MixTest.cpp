@@ -194,14 +194,14 @@ TEST_P(RowsOfEveryFormat, HasItsAlphaReplacedAlone) {
             Arena arena(GetParam(), 1 + static_cast<int>(turn * 7 % 90), 5, turn);
             ++turn;
             const bool invert = std::isinf(alpha);
-            const auto& [name, from, unused, to] = layout;
+            const Place from = layout.a, to = layout.destination;
             const auto run = [&] {
                 return invert ? PB_InvertAlpha(arena.At(from), arena.Stride(from), arena.At(to), arena.Stride(to),
                                                GetParam(), arena.width, 5)
                               : PB_CopyAndSetAlpha(arena.At(from), arena.Stride(from), arena.At(to), arena.Stride(to),
                                                    GetParam(), arena.width, 5, alpha);
             };
-            SCOPED_TRACE(testing::Message() << name << " width " << arena.width << " alpha " << alpha);
+            SCOPED_TRACE(testing::Message() << layout.name << " width " << arena.width << " alpha " << alpha);
             if (!arena.format.Is444() || arena.format.alpha == reference::Alpha::None) {
                 const auto before = arena.Bytes();
                 ASSERT_EQ(arena.format.HasRows() ? run() : kPB_UnsupportedFormat, kPB_UnsupportedFormat);
@@ -243,9 +243,11 @@ TEST(MixOfLargePictures, GivesTheSameBytesAsRows) {
         std::int32_t value;
         int width, height, oddBytes;
     };
-    for (const auto& [value, width, height, oddBytes] :
+    for (const Size& size :
          {Size{0x4, 1921, 1080, 1}, Size{0x811, 1921, 1080, 3}, Size{0x88, 1001, 1080, 2}, Size{0x88, 1001, 1080, 8},
           Size{0x851, 1915, 1080, 4}, Size{0x104, 701, 900, 4}, Size{0x1104, 701, 900, 20}}) {
+        const auto value = size.value;
+        const int width = size.width, height = size.height, oddBytes = size.oddBytes;
         const reference::Format format(value);
         const auto stride = static_cast<int>(format.StrideUnit(width));
         const auto bytes = static_cast<std::size_t>(stride) * static_cast<std::size_t>(height);
