@@ -37,7 +37,7 @@ std::vector<float> Scene(const Job& job) {
                              : (x / (3 + c) + y / 5) % 2 != 0 ? 1.0
                                                               : 0.0;
         const double value = smooth ? wave : noise;
-        scene[i] = static_cast<float>(c < 3 ? value : job.Scales() ? 1.0 : 0.2 + 0.8 * value);
+        scene[i] = static_cast<float>(c < 3 ? value : job.opaque ? 1.0 : 0.2 + 0.8 * value);
     }
     return scene;
 }
@@ -85,6 +85,9 @@ reference::Picture Exact(const Job& job, const std::uint8_t* source) {
     reference::Picture picture = reference::Convert(from, filtered, codes);
     for (reference::Plane& plane : picture.plane) {
         plane = Resample(plane, job.out, kFilters[job.quality - 1]);
+    }
+    for (double& alpha : picture.plane[3].samples) {
+        alpha = std::clamp(alpha, 0.0, 1.0); // before colours are divided by it
     }
     return reference::Convert(filtered, to, picture);
 }

@@ -14,8 +14,8 @@ bool IsExact(const Job& job, const Error& error);
 
 /// What a worker's result of the small job is off by. The result is that of double-precision arithmetic by the
 /// definitions of our formats and filters, so that other definitions count as errors. Pictures are smooth where chroma
-/// changes its resolution, because how it is filtered there is a matter of taste; opaque where they are scaled, because
-/// others filter colours without their alpha; noise otherwise. Upside down they are the same picture.
+/// changes its resolution, because how it is filtered there is a matter of taste, and noise otherwise. Upside down they
+/// are the same picture.
 Error Measure(const Job& small, Worker& worker);
 
 } // namespace converterbench

@@ -21,7 +21,7 @@ bool IsDivided(const Job& job) {
 }
 
 double Run(const Job& job, Buffers& in, const Buffers& out) {
-    in.Fill(false);
+    in.Fill(job.SourceContent());
     const auto worker = MakeOurs(job);
     double milliseconds = 0;
     for (int i = 0; i < 2; ++i) { // the first brings the buffers into the caches

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Job.h"
+
 #include <sys/mman.h>
 
 #include <algorithm>
@@ -9,6 +11,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 
 namespace converterbench {
 
@@ -22,23 +25,21 @@ public:
             throw std::bad_alloc();
         }
         ::madvise(mBlock.get(), mBytes, MADV_HUGEPAGE); // as the frames of the library
-        Fill(false);
+        Fill(Content::Codes);
     }
 
-    /// Random codes, or random floats from 0 to 1.
-    void Fill(bool floats) {
-        if (mFilled && mFloats == floats) {
+    void Fill(Content content) {
+        if (mContent == content) {
             return;
         }
-        mFilled = true;
-        mFloats = floats;
+        mContent = content;
         const std::size_t random = std::min(mBytes, kRandomBytes);
         std::uint32_t seed = 1;
         for (std::size_t i = 0; i < random; i += 4) {
             seed = seed * 1664525U + 1013904223U;
             const float value = static_cast<float>(seed >> 8) / 0x1p24F;
-            const std::uint32_t codes = seed ^ seed >> 16;
-            std::memcpy(mBlock.get() + i, floats ? static_cast<const void*>(&value) : &codes, 4);
+            const std::uint32_t codes = (seed ^ seed >> 16) | (content == Content::Opaque ? 0xFF000000 : 0);
+            std::memcpy(mBlock.get() + i, content == Content::Floats ? static_cast<const void*>(&value) : &codes, 4);
         }
         for (std::size_t i = random; i < mBytes; i += random) {
             std::memcpy(mBlock.get() + i, mBlock.get(), std::min(random, mBytes - i));
@@ -71,7 +72,7 @@ private:
     std::unique_ptr<std::uint8_t, Free> mBlock;
     std::size_t mNext = 0;
     unsigned mSkips = 0;
-    bool mFilled = false, mFloats = false;
+    std::optional<Content> mContent;
 };
 
 } // namespace converterbench

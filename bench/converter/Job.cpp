@@ -11,6 +11,11 @@ constexpr PB_PixelFormat kBGRA = 0x4, kARGB = 0x1004, kBGRP = 0x8, kBGRA15 = 0x8
 constexpr Size k1080, k720{1280, 720}, k540{960, 540}, kWindow{1000, 800};
 constexpr int kBox = 1, kBilinear = 2, kBicubic = 3, kLanczos = 4;
 
+// Most video is opaque, and filtering colours by their alpha costs.
+constexpr Job Opaque(const char* name, Size in, Size out, int quality) {
+    return {name, kBGRA, kBGRA, in, out, quality, Kind::Convert, 0, true};
+}
+
 constexpr Job kJobs[] = {
     {"copy BGRA", kBGRA, kBGRA},
     {"copy BGRA 1000x800", kBGRA, kBGRA, kWindow, kWindow, 4, Kind::Convert, 1920},
@@ -68,20 +73,22 @@ constexpr Job kJobs[] = {
     {"BGRA -> BGRA 15u", kBGRA, kBGRA15},
     {"BGRA 15u -> BGRA", kBGRA15, kBGRA},
 
+    Opaque("opaque BGRA 1080p -> 540p box", k1080, k540, kBox),
+    Opaque("opaque BGRA 1080p -> 540p bilinear", k1080, k540, kBilinear),
+    Opaque("opaque BGRA 1080p -> 720p bilinear", k1080, k720, kBilinear),
+    Opaque("opaque BGRA 540p -> 1080p bilinear", k540, k1080, kBilinear),
+    Opaque("opaque BGRA 1080p -> 540p bicubic", k1080, k540, kBicubic),
+    Opaque("opaque BGRA 1080p -> 720p bicubic", k1080, k720, kBicubic),
+    Opaque("opaque BGRA 540p -> 1080p bicubic", k540, k1080, kBicubic),
+    Opaque("opaque BGRA 1080p -> 540p Lanczos", k1080, k540, kLanczos),
+    Opaque("opaque BGRA 1080p -> 720p Lanczos", k1080, k720, kLanczos),
+    Opaque("opaque BGRA 540p -> 1080p Lanczos", k540, k1080, kLanczos),
     {"BGRA 1080p -> 540p box", kBGRA, kBGRA, k1080, k540, kBox},
-    {"BGRP 1080p -> 540p box", kBGRP, kBGRP, k1080, k540, kBox},
-    {"BGRA 1080p -> 540p bilinear", kBGRA, kBGRA, k1080, k540, kBilinear},
     {"BGRA 1080p -> 720p bilinear", kBGRA, kBGRA, k1080, k720, kBilinear},
-    {"BGRA 540p -> 1080p bilinear", kBGRA, kBGRA, k540, k1080, kBilinear},
-    {"BGRA 1080p -> 540p bicubic", kBGRA, kBGRA, k1080, k540, kBicubic},
-    {"BGRA 1080p -> 720p bicubic", kBGRA, kBGRA, k1080, k720, kBicubic},
     {"BGRA 540p -> 1080p bicubic", kBGRA, kBGRA, k540, k1080, kBicubic},
-    {"BGRA 1080p -> 540p Lanczos", kBGRA, kBGRA, k1080, k540, kLanczos},
     {"BGRA 1080p -> 720p Lanczos", kBGRA, kBGRA, k1080, k720, kLanczos},
-    {"BGRA 540p -> 1080p Lanczos", kBGRA, kBGRA, k540, k1080, kLanczos},
-    {"BGRP 540p -> 1080p bilinear", kBGRP, kBGRP, k540, k1080, kBilinear},
-    {"BGRP 1080p -> 540p bicubic", kBGRP, kBGRP, k1080, k540, kBicubic},
-    {"BGRP 1080p -> 720p Lanczos", kBGRP, kBGRP, k1080, k720, kLanczos},
+    {"BGRP 1080p -> 540p box", kBGRP, kBGRP, k1080, k540, kBox},
+    {"BGRP 540p -> 1080p bicubic", kBGRP, kBGRP, k540, k1080, kBicubic},
     {"UYVY 1080p -> BGRA 540p box", kUYVY, kBGRA, k1080, k540, kBox},
     {"UYVY 1080p -> BGRA 540p bilinear", kUYVY, kBGRA, k1080, k540, kBilinear},
 };
@@ -123,6 +130,11 @@ private:
 
 std::span<const Job> AllJobs() {
     return kJobs;
+}
+
+Content Job::SourceContent() const {
+    const bool floats = !IsPlanar(from) && (from & 0x100) != 0;
+    return floats ? Content::Floats : opaque ? Content::Opaque : Content::Codes;
 }
 
 Job SmallJob(const Job& job) {

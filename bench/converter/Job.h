@@ -17,8 +17,12 @@ struct Size {
     friend bool operator==(const Size&, const Size&) = default;
 };
 
-/// A fill reads nothing and makes the picture white. Only a copy looks at the rows that its pictures lie in.
+/// A fill reads nothing and makes the picture white.
 enum class Kind { Convert, Fill };
+
+/// What pictures hold when times are taken: random codes (alpha, too), such codes with an opaque alpha in the last of
+/// four bytes, or random floats from 0 to 1.
+enum class Content { Codes, Opaque, Floats };
 
 struct Job {
     const char* name;
@@ -27,8 +31,10 @@ struct Job {
     int quality = 4; ///< chooses the filter where the sizes differ
     Kind kind = Kind::Convert;
     int rowWidth = 0; ///< pixels from row to row, where that is more than the width
+    bool opaque = false;
 
     bool Scales() const { return in != out; }
+    Content SourceContent() const;
 };
 
 std::span<const Job> AllJobs();

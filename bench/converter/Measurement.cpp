@@ -4,7 +4,6 @@
 #include "Buffers.h"
 #include "MemoryLimit.h"
 #include "Peers.h"
-#include "ReferencePixels.h"
 
 #include <algorithm>
 #include <cstring>
@@ -118,7 +117,7 @@ Outcome Time(const Job& job, double seconds, AllProcessors& all) {
     // memcpy may read and write more than the job does on that side.
     const std::size_t most = std::max(inBytes, outBytes);
     static Buffers sIn(kColdBytes), sOut(kColdBytes);
-    sIn.Fill(reference::Format(job.from).layout == reference::Layout::Floats);
+    sIn.Fill(job.SourceContent());
 
     Outcome outcome;
     outcome.job = &job;
