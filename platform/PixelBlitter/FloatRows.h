@@ -10,7 +10,8 @@ namespace PixelBlitter {
 /// Delivers rows. Reads may come in any order and more than once, and from several threads at once.
 class FloatRowSource {
 public:
-    /// Stores the samples of columns [left, right) of a row in planes[0..3][0 .. right - left).
+    /// Stores the samples of columns [left, right) of a row in planes[0..3][0 .. right - left). Up to kPlanePadding
+    /// more may be overwritten, with finite numbers, here and by Write.
     virtual void Read(int row, int left, int right, float* const planes[4]) const noexcept = 0;
 
 protected:
@@ -20,8 +21,8 @@ protected:
 /// Takes rows. Each sample is written once; different rows may come from several threads at once.
 class FloatRowSink {
 public:
-    /// Takes the samples of columns [left, right) of a row from planes[0..3][0 .. right - left).
-    virtual void Write(int row, int left, int right, const float* const planes[4]) noexcept = 0;
+    /// Takes the samples of columns [left, right) of a row from planes[0..3][0 .. right - left), which it may use up.
+    virtual void Write(int row, int left, int right, float* const planes[4]) noexcept = 0;
 
 protected:
     ~FloatRowSink() = default;

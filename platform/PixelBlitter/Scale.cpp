@@ -35,12 +35,28 @@ Format FilteredFormat(const Format& source, const Format& destination) noexcept 
     return filtered;
 }
 
+// Planes from a column on.
+struct TilePlanes {
+    float* planes[4];
+    TilePlanes(float* const from[4], std::ptrdiff_t column) noexcept
+        : planes{from[0] + column, from[1] + column, from[2] + column, from[3] + column} {}
+};
+
 class PictureRows final : public FloatRowSource {
 public:
     PictureRows(const SourcePicture& picture, const Format& filtered, const Kernels& kernels, LineSet lines) noexcept
-        : mReader(picture, kernels), mSteps(picture.format, filtered), mKernels(kernels), mLines(lines) {}
+        : mPicture(picture), mReader(picture, kernels), mSteps(picture.format, filtered), mKernels(kernels),
+          mLines(lines) {
+        if (picture.format.Is444()) {
+            DequantisersInMemoryOrder(picture.format, mComponents);
+        }
+    }
 
     void Read(int row, int left, int right, float* const planes[4]) const noexcept override {
+        if (mPicture.format.Is444()) {
+            ReadPixels(row, left, right, planes);
+            return;
+        }
         TileScratch scratch;
         for (int first = left; first < right; first += kTile) {
             const int end = std::min(right, first + kTile);
@@ -55,10 +71,23 @@ public:
     }
 
 private:
+    void ReadPixels(int row, int left, int right, float* const planes[4]) const noexcept {
+        const auto pixelBytes = static_cast<std::ptrdiff_t>(BytesPerPixel(mPicture.format));
+        const std::uint8_t* const pixels = mPicture.Row(mLines.PictureRow(row));
+        for (int first = left; first < right; first += kTile) {
+            const auto count = static_cast<std::size_t>(std::min(right - first, kTile));
+            const TilePlanes tile(planes, first - left);
+            Unpack444(mKernels, mPicture.format, pixels + first * pixelBytes, tile.planes, count, mComponents);
+            mSteps.Apply(mKernels, tile.planes, count);
+        }
+    }
+
+    SourcePicture mPicture;
     RowReader mReader;
     ColourSteps mSteps;
     const Kernels& mKernels;
     LineSet mLines;
+    Dequantiser mComponents[4] = {};
 };
 
 class PictureSink final : public FloatRowSink {
@@ -66,26 +95,45 @@ public:
     PictureSink(const RowWriter& writer, const Format& filtered, const DestinationPicture& picture,
                 const Kernels& kernels, bool stream, LineSet lines) noexcept
         : mWriter(writer), mSteps(filtered, picture.format), mKernels(kernels), mStream(stream), mLines(lines),
-          mHalo(picture.format.IsSubsampled() ? 1 : 0), mClampAlpha(filtered.alpha != AlphaKind::None) {}
+          mSubsampled(picture.format.IsSubsampled()), mClampAlpha(filtered.alpha != AlphaKind::None) {}
 
     // Rows come whole.
-    void Write(int row, int left, int right, const float* const planes[4]) noexcept override {
-        TileScratch scratch;
+    void Write(int row, int left, int right, float* const planes[4]) noexcept override {
         ByteOutput output(mKernels, mStream);
+        if (mSubsampled) {
+            WriteSubsampled(row, left, right, planes, output);
+            return;
+        }
         for (int first = left; first < right; first += kTile) {
             const int end = std::min(right, first + kTile);
-            const int haloFirst = std::max(left, first - mHalo);
-            const int haloEnd = std::min(right, end + mHalo);
+            const TilePlanes tile(planes, first - left);
+            Finish(tile.planes, static_cast<std::size_t>(end - first));
+            mWriter.WritePixels(mLines.PictureRow(row), first, end, tile.planes, output);
+        }
+    }
+
+private:
+    void Finish(float* const planes[4], std::size_t count) const noexcept {
+        if (mClampAlpha) {
+            mKernels.clampToUnit(planes[3], count);
+        }
+        mSteps.Apply(mKernels, planes, count);
+    }
+
+    // The chroma of a tile looks at the columns beside it, so that tiles overlap.
+    void WriteSubsampled(int row, int left, int right, float* const planes[4], ByteOutput& output) const noexcept {
+        TileScratch scratch;
+        for (int first = left; first < right; first += kTile) {
+            const int end = std::min(right, first + kTile);
+            const int haloFirst = std::max(left, first - 1);
+            const int haloEnd = std::min(right, end + 1);
             const auto count = static_cast<std::size_t>(haloEnd - haloFirst);
             float* tile[4];
             for (int c = 0; c < 4; ++c) {
                 tile[c] = scratch.full[c] + TileScratch::kLead;
                 std::copy_n(planes[c] + (haloFirst - left), count, tile[c]);
             }
-            if (mClampAlpha) {
-                mKernels.clampToUnit(tile[3], count);
-            }
-            mSteps.Apply(mKernels, tile, count);
+            Finish(tile, count);
             for (float*& plane : tile) {
                 plane += first - haloFirst;
             }
@@ -93,13 +141,12 @@ public:
         }
     }
 
-private:
     const RowWriter& mWriter;
     ColourSteps mSteps;
     const Kernels& mKernels;
     bool mStream;
     LineSet mLines;
-    int mHalo;
+    bool mSubsampled;
     bool mClampAlpha;
 };
 
@@ -134,6 +181,23 @@ Passes PassesOf(const FieldPair& fields, int sourceHeight, int destinationHeight
     return passes;
 }
 
+// Bytes of the lines that are not of the first field. 4:2:0 chroma of frames belongs to both fields, and a DV frame is
+// decoded whole.
+std::uint64_t SecondFieldBytes(const SourcePicture& source, LineSet first) noexcept {
+    const auto linesOf = [first](int height) {
+        return static_cast<std::uint64_t>(first.lines == Lines::Even ? height / 2 : height - height / 2);
+    };
+    if (source.format.HasRows()) {
+        return linesOf(source.height) * UsedRowBytes(source.format, source.width);
+    }
+    if (source.format.packing != Packing::Planar) {
+        return 0;
+    }
+    const std::uint64_t chromaLines = source.format.fieldChroma ? 2 * linesOf(source.ChromaHeight()) : 0;
+    return linesOf(source.height) * static_cast<std::uint64_t>(source.width) +
+           chromaLines * static_cast<std::uint64_t>(source.ChromaWidth());
+}
+
 ResampleRequest RequestFor(const Pass& pass, const SourcePicture& source, const DestinationPicture& destination,
                            int quality) noexcept {
     ResampleRequest request;
@@ -162,9 +226,15 @@ public:
         mPass = pass;
         mWidth = source.width;
         mRows = request.vertical.destinationSize;
-        if (SamePixels(source.format, destination.format) && PixelScaler::Takes(request)) {
-            mName = PixelScaler::Takes(request);
-            mOrder = PixelOrderBetween(source.format, destination.format);
+        const bool samePixels = SamePixels(source.format, destination.format);
+        const bool pairs = PairsToPixels(source.format, destination.format);
+        if ((samePixels || pairs) && PixelScaler::Takes(request, pairs)) {
+            mName = PixelScaler::Takes(request, pairs);
+            if (pairs) {
+                mMatrix = PairMatrixBetween(source.format, destination.format);
+            } else {
+                mOrder = PixelOrderBetween(source.format, destination.format);
+            }
             request.bands = PixelScaler::WorkersFor(request);
             mPixels = PixelScaler::Make(request, request.bands);
             if (!mPixels) {
@@ -198,8 +268,12 @@ public:
             mFloats->Run(rows, sink);
             return;
         }
-        const PixelJob job{PixelRowsOf(source, mPass.source), PixelRowsOf(destination, mPass.destination), mOrder,
-                           mWeighs, stream};
+        const PixelJob job{PixelRowsOf(source, mPass.source),
+                           PixelRowsOf(destination, mPass.destination),
+                           mOrder,
+                           mMatrix ? &*mMatrix : nullptr,
+                           mWeighs,
+                           stream};
         ShareRows(mRows, PixelScaler::kGrain, mWorkers, [&](int worker, int top, int bottom) {
             if (mFloats) {
                 RunOpaqueRows(job, worker, top, bottom, rows, sink);
@@ -235,7 +309,7 @@ private:
         for (int grain = top; grain < bottom; grain += PixelScaler::kGrain) {
             const int end = std::min(bottom, grain + PixelScaler::kGrain);
             const bool isOpaque = IsOpaque(job, mPixels->SourceRows(grain, end), mWidth);
-            if (isOpaque != opaque || grain - first >= kRowsTogether) {
+            if (isOpaque != opaque || (opaque && grain - first >= kRowsTogether)) {
                 run(grain);
             }
             opaque = isOpaque;
@@ -259,6 +333,7 @@ private:
     int mRows = 0;
     int mWorkers = 1;
     PixelOrder mOrder{};
+    std::optional<PairMatrix> mMatrix;
     bool mWeighs = false;
     std::unique_ptr<PixelScaler> mPixels;
     std::unique_ptr<ResamplePlan> mFloats; ///< null where mPixels does all
@@ -334,8 +409,12 @@ void OutlineScale(const SourcePicture& source, const DestinationPicture& destina
         plan.bands = std::max(plan.bands, prepared.Workers());
         plan.temporaryBytes += prepared.TemporaryBytes();
     }
-    const bool fromFields = fields.source != Scan::Progressive;
-    const bool toFields = fields.destination != Scan::Progressive;
+    const LineSet first = passes.pass[0].source;
+    const bool fromFields = first.lines != Lines::All;
+    const bool toFields = passes.pass[0].destination.lines != Lines::All;
+    if (fromFields && !toFields) {
+        plan.bytesMoved -= SecondFieldBytes(source, first);
+    }
     plan.path += fromFields && toFields ? " fields" : fromFields ? " the first field" : toFields ? " into fields" : "";
 }
 

@@ -192,15 +192,20 @@ float* RowWriter::StoredRow(int row, int plane) const noexcept {
     return mStore + (2 * slot + static_cast<std::size_t>(plane)) * rowFloats;
 }
 
+void RowWriter::WritePixels(int row, int left, int right, const float* const planes[4],
+                            ByteOutput& output) const noexcept {
+    const auto pixelBytes = BytesPerPixel(mPicture.format);
+    const auto count = static_cast<std::size_t>(right - left);
+    std::uint8_t* const destination = mPicture.Row(row) + left * static_cast<std::ptrdiff_t>(pixelBytes);
+    Pack444(mKernels, mPicture.format, planes, output.Begin(destination), count, mComponents);
+    output.Commit(destination, count * pixelBytes);
+}
+
 void RowWriter::Write(int row, int left, int right, float* const planes[4], TileScratch& scratch,
                       ByteOutput& output) const noexcept {
     const int count = right - left;
     if (mPicture.format.Is444()) {
-        const auto pixelBytes = BytesPerPixel(mPicture.format);
-        std::uint8_t* const destination = mPicture.Row(row) + left * static_cast<std::ptrdiff_t>(pixelBytes);
-        Pack444(mKernels, mPicture.format, planes, output.Begin(destination), static_cast<std::size_t>(count),
-                mComponents);
-        output.Commit(destination, static_cast<std::size_t>(count) * pixelBytes);
+        WritePixels(row, left, right, planes, output);
         return;
     }
     const HorizontalSiting& siting = mPicture.format.centredChroma ? kCentreSited : kLeftSited;

@@ -97,6 +97,9 @@ public:
     void Write(int row, int left, int right, float* const planes[4], TileScratch& scratch,
                ByteOutput& output) const noexcept;
 
+    /// The same for 4:4:4:4 formats; planes hold nothing but the columns and stay as they are.
+    void WritePixels(int row, int left, int right, const float* const planes[4], ByteOutput& output) const noexcept;
+
     /// The same with chroma at half width, for subsampled formats.
     void WriteHalf(int row, int left, int right, const HalfTile& tile, ByteOutput& output) const noexcept;
 

@@ -60,6 +60,10 @@ void Halving::RunBoxRow(const PixelJob& job, int row, const Transfer& transfer) 
     const std::uint8_t* const rows[2] = {job.source.Row(2 * row), job.source.Row(2 * row + 1)};
     std::uint8_t* const destination = job.destination.Row(row);
     const auto width = static_cast<std::size_t>(mWidth);
+    if (job.matrix) {
+        mKernels.halvePairsByBox(rows, destination, width, *job.matrix, transfer);
+        return;
+    }
     const std::uint32_t bits = mKernels.halveByBox(rows, destination, width, job.order, transfer);
     // Of opaque pixels both kernels make the same.
     if (job.weighed && (bits & job.order.sourceAlpha) != job.order.sourceAlpha) {
@@ -74,6 +78,11 @@ void Halving::RunTriangleRow(const PixelJob& job, int worker, int row, const Tra
         job.source.Row(2 * row + 1),
         job.source.Row(std::min(2 * mHeight - 1, 2 * row + 2)),
     };
+    if (job.matrix) {
+        mKernels.halvePairsByTriangle(rows, job.destination.Row(row), static_cast<std::size_t>(mWidth), *job.matrix,
+                                      transfer);
+        return;
+    }
     auto* const sums =
         static_cast<std::uint8_t*>(mSums.get()) + SumBytes(mFilter, mWidth) * static_cast<std::size_t>(worker);
     mKernels.halveByTriangle(rows, reinterpret_cast<std::int16_t*>(sums + kLeadBytes), job.destination.Row(row),

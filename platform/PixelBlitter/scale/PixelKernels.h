@@ -25,6 +25,19 @@ struct PixelOrder {
     alignas(16) float zero[4];                  ///< codes of 0 of the components with alpha last
 };
 
+/// 8-bit 4:2:2 to pixels. Luma and chroma come with 7 bits behind the point, weights have kMatrixBits. Component i of B
+/// G R or V U Y is luma[i] * Y + u[i] * U + v[i] * V + offset[i].
+struct PairMatrix {
+    bool lumaFirst; ///< Y U Y V
+    std::int16_t luma[3];
+    std::int16_t u[3];
+    std::int16_t v[3];
+    std::int32_t offset[3];             ///< for codes, which count from 0, and with the half that rounds
+    alignas(16) std::uint8_t order[16]; ///< from four of each component, and four alphas, to pixels
+};
+inline constexpr int kMatrixBits = 13;
+inline constexpr int kMatrixFraction = 7;
+
 inline constexpr int kFractionBits = 6;
 inline constexpr int kMostTaps = 18;
 inline constexpr int kMostRowsAtOnce = 4;
@@ -43,8 +56,16 @@ struct PixelKernels {
     void (*halveByTriangle)(const std::uint8_t* const rows[4], std::int16_t* sums, std::uint8_t* destination,
                             std::size_t pixels, const PixelOrder& order, const Transfer& transfer) noexcept;
 
+    /// A row of pixels out of two or four rows of pairs, each of which makes one pixel. Chroma is filtered as if it had
+    /// been interpolated to full width first.
+    void (*halvePairsByBox)(const std::uint8_t* const rows[2], std::uint8_t* destination, std::size_t pixels,
+                            const PairMatrix& matrix, const Transfer& transfer) noexcept;
+    void (*halvePairsByTriangle)(const std::uint8_t* const rows[4], std::uint8_t* destination, std::size_t pixels,
+                                 const PairMatrix& matrix, const Transfer& transfer) noexcept;
+
     // Any sizes. Rows of words have four for each pixel, kRowSlackBytes behind the last one, and are aligned to 64.
-    void (*widen)(const std::uint8_t* row, std::int16_t* words, std::size_t pixels) noexcept;
+    /// Fetches what lies so many bytes ahead.
+    void (*widen)(const std::uint8_t* row, std::int16_t* words, std::size_t pixels, std::ptrdiff_t ahead) noexcept;
     /// Sums of so many rows, an even number up to kMostTaps, with weights of kWordBits.
     void (*sumBytesToWords)(const std::uint8_t* const* rows, const std::int16_t* weights, int taps, std::int16_t* words,
                             std::size_t pixels, const Transfer& transfer) noexcept;

@@ -2,6 +2,8 @@
 
 #include "Colour.h"
 
+#include <cmath>
+
 namespace PixelBlitter {
 namespace {
 
@@ -43,6 +45,34 @@ PixelOrder PixelOrderBetween(const Format& from, const Format& to) noexcept {
         order.zero[c] = static_cast<float>(codes.component[c].zero);
     }
     return order;
+}
+
+bool PairsToPixels(const Format& from, const Format& to) noexcept {
+    return from.packing == Packing::Pairs && to.packing == Packing::Bytes && from.linear == to.linear &&
+           (!to.IsYUV() || to.model == from.model);
+}
+
+PairMatrix PairMatrixBetween(const Format& from, const Format& to) noexcept {
+    const CodeMatrix codes = MatrixOfCodes(from, to);
+    const ComponentCodes zeros = CodesOf444(to);
+    constexpr double kOne = 1 << kMatrixBits;
+    constexpr std::int32_t kCode = 1 << kMatrixFraction;
+    PairMatrix matrix{};
+    matrix.lumaFirst = from.alphaFirst;
+    for (int i = 0; i < 3; ++i) {
+        const auto word = [](double weight) { return static_cast<std::int16_t>(std::lround(weight * kOne)); };
+        matrix.v[i] = word(codes.row[i][0]);
+        matrix.u[i] = word(codes.row[i][1]);
+        matrix.luma[i] = word(codes.row[i][2]);
+        const double zero = zeros.component[i].zero * kOne - matrix.luma[i] * LumaCodes(from).zero -
+                            (matrix.u[i] + matrix.v[i]) * ChromaCodes(from).zero;
+        matrix.offset[i] =
+            static_cast<std::int32_t>(std::lround(zero)) * kCode + (1 << (kMatrixBits + kMatrixFraction - 1));
+    }
+    for (int i = 0; i < 16; ++i) {
+        matrix.order[i] = static_cast<std::uint8_t>(4 * PositionOf(to, i % 4) + i / 4);
+    }
+    return matrix;
 }
 
 } // namespace PixelBlitter

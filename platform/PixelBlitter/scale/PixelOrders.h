@@ -13,4 +13,8 @@ bool SamePixels(const Format& from, const Format& to) noexcept;
 /// For formats that are SamePixels.
 PixelOrder PixelOrderBetween(const Format& from, const Format& to) noexcept;
 
+/// 8-bit 4:2:2 to 8-bit RGB, or to 8-bit YUV of the same matrix.
+bool PairsToPixels(const Format& from, const Format& to) noexcept;
+PairMatrix PairMatrixBetween(const Format& from, const Format& to) noexcept;
+
 } // namespace PixelBlitter

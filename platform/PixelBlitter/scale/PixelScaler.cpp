@@ -12,14 +12,15 @@ namespace {
 
 struct Way {
     const char* name;
+    bool takesPairs;
     bool (*accepts)(const ResampleRequest& request) noexcept;
     std::unique_ptr<PixelScaler> (*make)(const ResampleRequest& request, int workers) noexcept;
 };
 
 // Best first.
 constexpr Way kWays[] = {
-    {"scale 2:1", Halving::Accepts, Halving::Make},
-    {"scale integers", SeparablePixels::Accepts, SeparablePixels::Make},
+    {"scale 2:1", true, Halving::Accepts, Halving::Make},
+    {"scale integers", false, SeparablePixels::Accepts, SeparablePixels::Make},
 };
 
 const Way* WayFor(const ResampleRequest& request) noexcept {
@@ -38,9 +39,9 @@ std::unique_ptr<PixelScaler> PixelScaler::Make(const ResampleRequest& request, i
     return WayFor(request)->make(request, workers);
 }
 
-const char* PixelScaler::Takes(const ResampleRequest& request) noexcept {
+const char* PixelScaler::Takes(const ResampleRequest& request, bool pairs) noexcept {
     const Way* const way = WayFor(request);
-    return way ? way->name : nullptr;
+    return way && (way->takesPairs || !pairs) ? way->name : nullptr;
 }
 
 int PixelScaler::WorkersFor(const ResampleRequest& request) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
-/// Scaling of 8-bit pixels of four components in integers, as far as there are kernels for it.
+/// Scaling of 8-bit pixels in integers, as far as there are kernels for it: of four components to the same, and of
+/// 4:2:2 to four components.
 
 #include "scale/PixelKernels.h"
 #include "scale/Resampler.h"
@@ -24,8 +25,9 @@ struct PixelJob {
     BasicPixelRows<const std::uint8_t> source;
     BasicPixelRows<std::uint8_t> destination;
     const PixelOrder& order;
-    bool weighed = false; ///< weigh colours by alpha, between straight formats
-    bool stream = false;  ///< store past the caches; Kernels::finishStreaming orders this
+    const PairMatrix* matrix; ///< where the source is 8-bit 4:2:2; then order does not count
+    bool weighed = false;     ///< weigh colours by alpha, between straight formats
+    bool stream = false;      ///< store past the caches; Kernels::finishStreaming orders this
 };
 
 /// A prepared scaling. Preparing is what can fail. Results do not depend on the ranges that rows are made in, nor on
@@ -35,8 +37,8 @@ public:
     /// Null when memory is exhausted. The request must be one that Takes.
     static std::unique_ptr<PixelScaler> Make(const ResampleRequest& request, int workers) noexcept;
 
-    /// The name of the way that such a request is done, null when there is none.
-    static const char* Takes(const ResampleRequest& request) noexcept;
+    /// The name of the way that such a request is done, null when there is none. pairs: the source is 4:2:2.
+    static const char* Takes(const ResampleRequest& request, bool pairs) noexcept;
 
     /// Threads that such a request is worth.
     static int WorkersFor(const ResampleRequest& request) noexcept;

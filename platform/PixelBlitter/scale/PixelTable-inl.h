@@ -7,6 +7,7 @@
 #endif
 
 #include "scale/HalvingKernels-inl.h"
+#include "scale/PairHalving-inl.h"
 #include "scale/SeparableKernels-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -18,6 +19,8 @@ const PixelKernels* PixelTableOfTarget() {
         .halveByBox = HalveByBox,
         .halveStraightByBox = HalveStraightByBox,
         .halveByTriangle = HalveByTriangle,
+        .halvePairsByBox = HalvePairs<false>,
+        .halvePairsByTriangle = HalvePairs<true>,
         .widen = Widen,
         .sumBytesToWords = SumBytesToWords,
         .sumBytesToBytes = SumToBytes<std::uint8_t>,

@@ -143,11 +143,16 @@ void SumBytesToWords(const std::uint8_t* const* rows, const std::int16_t* weight
     }
 }
 
-void Widen(const std::uint8_t* row, std::int16_t* words, std::size_t pixels) noexcept {
+void Widen(const std::uint8_t* row, std::int16_t* words, std::size_t pixels, std::ptrdiff_t ahead) noexcept {
     const std::size_t step = hn::Lanes(ds);
     const auto store = [&](const std::uint8_t* from, std::size_t to)
                            HWY_ATTR { hn::StoreU(hn::ShiftLeft<kFractionBits>(LoadWords(from)), ds, words + to); };
     std::size_t i = 0;
+    for (; i + 2 * step <= 4 * pixels; i += 2 * step) {
+        FetchVectors<1>(row + i, ahead);
+        store(row + i, i);
+        store(row + i + step, i + step);
+    }
     for (; i + step <= 4 * pixels; i += step) {
         store(row + i, i);
     }

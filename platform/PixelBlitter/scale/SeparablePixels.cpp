@@ -174,7 +174,7 @@ void SeparablePixels::RunOnlyRows(const PixelJob& job, const Rows& rows, int top
         const int count = std::min(mKernels.rowsAtOnce, bottom - group);
         for (int i = 0; i < count; ++i) {
             mKernels.widen(job.source.Row(group + i), At<std::int16_t>(rows.wide, RowOfWords(mAcross.sourceSize), i),
-                           static_cast<std::size_t>(mAcross.sourceSize));
+                           static_cast<std::size_t>(mAcross.sourceSize), mKernels.rowsAtOnce * job.source.stride);
         }
         ResampleToPixels(job, rows, group, count);
     }
@@ -214,7 +214,8 @@ void SeparablePixels::RunRowsFirst(const PixelJob& job, const Rows& rows, int to
                 const int i = std::min(r, mDown.sourceSize - 1 - next);
                 auto* const words = At<std::int16_t>(rows.wide, wideBytes, i);
                 if (i == r) {
-                    mKernels.widen(job.source.Row(next + i), words, static_cast<std::size_t>(mAcross.sourceSize));
+                    mKernels.widen(job.source.Row(next + i), words, static_cast<std::size_t>(mAcross.sourceSize),
+                                   mKernels.rowsAtOnce * job.source.stride);
                 }
                 wide[r] = words;
                 out[r] = narrow(next + i);

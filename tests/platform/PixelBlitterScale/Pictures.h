@@ -44,7 +44,7 @@ struct Picture final : PixelBlitter::FloatRowSource, PixelBlitter::FloatRowSink 
             std::copy_n(At(p, row, left), right - left, into[p]);
     }
 
-    void Write(int row, int left, int right, const float* const from[4]) noexcept override {
+    void Write(int row, int left, int right, float* const from[4]) noexcept override {
         if (!IsInside(row, left, right)) {
             std::atomic_ref(strayAccesses)++;
             return;

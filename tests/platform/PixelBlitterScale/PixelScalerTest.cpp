@@ -3,6 +3,7 @@
 #include "Pictures.h"
 
 #include "PixelBlitter.h"
+#include "ReferencePixels.h"
 
 #include <hwy/targets.h>
 
@@ -187,6 +188,55 @@ std::vector<Case> Cases() {
     return cases;
 }
 INSTANTIATE_TEST_SUITE_P(Pixels, PixelScaling, testing::ValuesIn(Cases()));
+
+TEST(PairScaling, HalvesFilteredChromaWithOneRounding) {
+    const std::int64_t targets = hwy::SupportedTargets();
+    for (const auto& [pairs, full, to] :
+         {std::tuple{0x811, 0x805, 0x4}, {0x811, 0x805, 0x805}, {0x1A11, 0xA05, 0x100C}, {0xA11, 0xA05, 0x8}}) {
+        for (const int quality : {1, 2}) {
+            for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {37, 5}, {64, 3}}) {
+                const reference::Format from(pairs), between(full), format(to);
+                std::vector<std::uint8_t> source(static_cast<std::size_t>(8 * width * height));
+                std::minstd_rand random(static_cast<unsigned>(width));
+                std::generate(source.begin(), source.end(), [&] { return static_cast<std::uint8_t>(random() >> 9); });
+                const auto codes = reference::Convert(
+                    from, between, reference::ReadCodes(from, source.data(), 4 * width, 2 * width, 2 * height));
+                reference::Picture filtered;
+                const auto filter = quality == 1 ? Filter::Box : Filter::Bilinear;
+                for (int c = 0; c < 4; ++c) {
+                    filtered.plane[c] = reference::Plane(width, height);
+                    for (int y = 0; y < height; ++y)
+                        for (int x = 0; x < width; ++x)
+                            for (const auto& [row, rowWeight] :
+                                 scaletest::ReferenceTaps(WholeAxis(2 * height, height), filter, y))
+                                for (const auto& [column, weight] :
+                                     scaletest::ReferenceTaps(WholeAxis(2 * width, width), filter, x))
+                                    filtered.plane[c].At(x, y) += rowWeight * weight * codes.plane[c].At(column, row);
+                }
+                const auto wanted = reference::Convert(between, format, filtered);
+                EXPECT_EQ(PB_PlanScaleConvert(2 * width, 2 * height, pairs, 0, width, height, to, 0, quality).path,
+                          "scale 2:1");
+                for (const std::int64_t target : {HWY_EMU128, HWY_SSSE3, HWY_AVX2, HWY_AVX3}) {
+                    if ((targets & target) == 0)
+                        continue;
+                    hwy::GetChosenTarget().Update(target);
+                    std::vector<std::uint8_t> result(static_cast<std::size_t>(4 * width * height));
+                    ASSERT_EQ(PB_ScaleConvert(source.data(), 4 * width, 2 * width, 2 * height, pairs, 0, result.data(),
+                                              4 * width, width, height, to, 0, quality),
+                              0);
+                    const auto got = reference::ReadCodes(format, result.data(), 4 * width, width, height);
+                    for (int c = 0; c < 4; ++c)
+                        for (int y = 0; y < height; ++y)
+                            for (int x = 0; x < width; ++x)
+                                ASSERT_NEAR(got.plane[c].At(x, y), wanted.plane[c].At(x, y), 0.55)
+                                    << std::hex << pairs << " " << to << std::dec << " quality " << quality << " at "
+                                    << x << "," << y << " " << c << " of " << width << "x" << height << " " << target;
+                }
+                hwy::GetChosenTarget().Update(targets);
+            }
+        }
+    }
+}
 
 TEST(PixelScaling, DoesNotDependOnTheThreads) {
     // Opaque and transparent parts that begin anywhere: what is made in integers must not depend on who makes it.
