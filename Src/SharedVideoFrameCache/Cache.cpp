@@ -10,6 +10,10 @@ namespace {
 /// Entry value of a frame that comes back because a dependency is served with it.
 constexpr std::uint32_t kReinsertionValue = 5;
 
+/// Key of the next frame, written under the cache's lock. A key is never used again, not by the next cache either: a
+/// flush that was meant for the last one may still be on its way.
+constinit std::uint64_t sNextKey = 1;
+
 std::uint64_t SizeOf(const FrameRef& frame) {
     if (const auto memory = BRT::QueryInterface<IVideoFrameMemoryAccess>(frame)) {
         return memory->GetBufferSize();
@@ -89,7 +93,7 @@ std::uint64_t Cache::AddFrame(const FrameRef& frame, Identity identity, std::uin
         known = mFrames.try_emplace(identity, KnownFrame{.frame = {}, .sizeInBytes = size}).first;
     }
     const bool publishable = static_cast<bool>(BRT::QueryInterface<IPublishableVideoFrame>(frame));
-    const std::uint64_t key = mNextKey++;
+    const std::uint64_t key = sNextKey++;
     try {
         mKeys.emplace_hint(mKeys.end(), key, &*known);
         known->second.key = key;

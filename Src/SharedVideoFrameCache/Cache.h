@@ -94,7 +94,6 @@ private:
 
     BRT::InterfaceRef<RK::IMediaManager> mMediaManager;
     BRT::InterfaceRef<RK::IMediaMap> mMediaMap;
-    std::uint64_t mNextKey = 1; ///< a key is never used again
     NameTable mNames;
     FrameTable mFrames;
     KeyTable mKeys; ///< of the cached frames

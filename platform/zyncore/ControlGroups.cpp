@@ -13,6 +13,7 @@ std::vector<std::string> ControlGroupFolders(const std::string& controller, cons
         }
         folders.push_back(mount);
     };
+    const std::string listed = "," + controller + ",";
     std::ifstream groups(membership);
     std::string number;
     std::string controllers;
@@ -24,7 +25,7 @@ std::vector<std::string> ControlGroupFolders(const std::string& controller, cons
         if (controllers.empty()) {
             addPath(root, path);
             addPath(root + "/unified", path); // where both versions are mounted side by side
-        } else if (("," + controllers + ",").find("," + controller + ",") != std::string::npos) {
+        } else if (controllers.insert(0, 1, ',').append(1, ',').find(listed) != std::string::npos) {
             addPath(root + "/" + controller, path);
         }
     }
