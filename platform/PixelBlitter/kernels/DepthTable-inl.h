@@ -8,7 +8,6 @@
 
 #include "DepthKernels-inl.h"
 
-HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
 namespace HWY_NAMESPACE {
 
@@ -32,6 +31,5 @@ const DepthKernels kDepthKernels{
 
 } // namespace HWY_NAMESPACE
 } // namespace PixelBlitter
-HWY_AFTER_NAMESPACE();
 
 #endif

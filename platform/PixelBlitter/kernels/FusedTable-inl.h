@@ -9,7 +9,6 @@
 #include "FusedHalving-inl.h"
 #include "PlanePairs-inl.h"
 
-HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
 namespace HWY_NAMESPACE {
 
@@ -31,6 +30,5 @@ const FusedKernels kFusedKernels{
 
 } // namespace HWY_NAMESPACE
 } // namespace PixelBlitter
-HWY_AFTER_NAMESPACE();
 
 #endif

@@ -10,7 +10,6 @@
 #include "GroupPairs-inl.h"
 #include "GroupPixels-inl.h"
 
-HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
 namespace HWY_NAMESPACE {
 
@@ -26,6 +25,5 @@ const GroupKernels kGroupKernels{
 
 } // namespace HWY_NAMESPACE
 } // namespace PixelBlitter
-HWY_AFTER_NAMESPACE();
 
 #endif

@@ -8,7 +8,6 @@
 
 #include "MixKernels-inl.h"
 
-HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
 namespace HWY_NAMESPACE {
 
@@ -23,6 +22,5 @@ const MixKernels kMixKernels{
 
 } // namespace HWY_NAMESPACE
 } // namespace PixelBlitter
-HWY_AFTER_NAMESPACE();
 
 #endif
