@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <span>
 #include <sys/mman.h>
 #include <vector>
 
@@ -89,6 +90,22 @@ public:
             pixels.insert(pixels.end(), line, line + format.RowBytes(width));
         }
         return pixels;
+    }
+
+    /// The same where they lie; planar pictures as lines of Y, U and V.
+    std::vector<std::span<std::uint8_t>> Lines() const {
+        std::vector<std::span<std::uint8_t>> lines;
+        for (int row = 0; format.HasRows() && row < height; ++row) {
+            lines.emplace_back(base + row * stride, format.RowBytes(width));
+        }
+        std::uint8_t* line = base;
+        const int chromaWidth = (width + 1) / 2;
+        const int count = format.HasRows() ? 0 : height + 2 * ((height + 1) / 2);
+        for (int row = 0; row < count; ++row) {
+            lines.emplace_back(line, static_cast<std::size_t>(row < height ? width : chromaWidth));
+            line += lines.back().size();
+        }
+        return lines;
     }
 
     /// Whether all bytes between the rows still hold what the constructor put there.
