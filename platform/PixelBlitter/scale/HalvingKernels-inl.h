@@ -30,15 +30,16 @@ std::uint32_t BitsOfAll(Bytes pixels) noexcept {
 
 bool HasAllBits(const std::uint8_t* row, std::size_t pixels, std::uint32_t bits) noexcept {
     const std::size_t lanes = LaneCount();
+    const auto wanted = hn::Set(du, bits);
     constexpr std::size_t kVectors = 16; // between two looks at the result
     std::size_t i = 0;
     while (i + lanes <= pixels) {
-        Bytes all = SetPixels(~0U);
+        auto all = wanted;
         const std::size_t end = std::min(pixels, i + kVectors * lanes);
         for (; i + lanes <= end; i += lanes) {
-            all = hn::And(all, hn::LoadU(dbytes, row + 4 * i));
+            all = hn::And(all, LoadPixels(row + 4 * i));
         }
-        if ((BitsOfAll(all) & bits) != bits) {
+        if (!hn::AllTrue(du, hn::Eq(all, wanted))) {
             return false;
         }
     }
