@@ -10,8 +10,8 @@ constexpr std::array kPaths{
     &kCopyPath,          &kShufflePath,        &kDepthPath,          &kPremultiplyPath,    &kUnpremultiplyPath,
     &kComponentsPath,    &kPixelsToPairsPath,  &kPixelsToPlanesPath, &kPairsToPixelsPath,  &kPlanesToPixelsPath,
     &kPairsToPlanesPath, &kPlanesToPairsPath,  &kGroupsToPixelsPath, &kPixelsToGroupsPath, &kGroupsToPairsPath,
-    &kPairsToGroupsPath, &kGroupsToFloatsPath, &kFloatsToGroupsPath, &kTilePath,           &kPlanePath,
-    &kSubsampledPath,
+    &kPairsToGroupsPath, &kGroupsToFloatsPath, &kFloatsToGroupsPath, &kPlanesToGroupsPath, &kTilePath,
+    &kPlanePath,         &kSubsampledPath,
 };
 
 } // namespace

@@ -54,6 +54,7 @@ extern const Path kGroupsToPairsPath;  ///< to 8-bit 4:2:2 with the same matrix
 extern const Path kPairsToGroupsPath;  ///< and back
 extern const Path kGroupsToFloatsPath; ///< to 4:4:4:4 floats with the same matrix
 extern const Path kFloatsToGroupsPath; ///< and back
+extern const Path kPlanesToGroupsPath; ///< from 8-bit 4:2:0 with the same matrix
 
 // Through float tiles:
 extern const Path kTilePath;       ///< any two 4:4:4:4 formats

@@ -1,5 +1,6 @@
 // Conversions of 8-bit pixels in one pass over integers.
 
+#include "ChromaRows.h"
 #include "ChromaSiting.h"
 #include "Colour.h"
 #include "FusedWeights.h"
@@ -104,19 +105,12 @@ void RunPixelsToPairs(const Conversion& conversion) noexcept {
     FinishStreaming(conversion);
 }
 
-// Scratch of rows in which kernels write whole vectors.
-constexpr std::size_t kSlackBytes = 128;
-
-std::size_t PairsOf(int width) noexcept {
-    return static_cast<std::size_t>(width) / 2 + static_cast<std::size_t>(width) % 2;
-}
-
 std::size_t SumRowBytes(int width) noexcept {
-    return (PairsOf(width) * kSumWords * sizeof(std::int16_t) + kSlackBytes + 63) / 64 * 64;
+    return (PairsOf(width) * kSumWords * sizeof(std::int16_t) + kRowSlackBytes + 63) / 64 * 64;
 }
 
 std::size_t CodeRowBytes(int width) noexcept {
-    return (PairsOf(width) + kSlackBytes + 63) / 64 * 64;
+    return (PairsOf(width) + kRowSlackBytes + 63) / 64 * 64;
 }
 
 std::uint64_t PixelsToPlanesScratch(const DestinationPicture& destination) noexcept {
@@ -168,24 +162,6 @@ void RunPixelsToPlanes(const Conversion& conversion) noexcept {
         }
     }
     FinishStreaming(conversion);
-}
-
-// A row of chroma for chromaToPixels, which looks at the pair before the first one.
-constexpr std::size_t kChromaLeadBytes = 64;
-
-std::uint64_t ChromaRowScratch(const DestinationPicture& destination) noexcept {
-    return kChromaLeadBytes + PairsOf(destination.width) * 2 * sizeof(std::int16_t) + kSlackBytes;
-}
-
-std::int16_t* ChromaRowIn(void* scratch) noexcept {
-    return reinterpret_cast<std::int16_t*>(static_cast<std::uint8_t*>(scratch) + kChromaLeadBytes);
-}
-
-ChromaMix MixOfRow(const SourcePicture& source, const VerticalSiting& vertical, int row) noexcept {
-    const VerticalSiting::Mix mix = vertical.ChromaOfRow(row);
-    return {{source.ChromaRow(0, mix.a), source.ChromaRow(0, mix.b)},
-            {source.ChromaRow(1, mix.a), source.ChromaRow(1, mix.b)},
-            {static_cast<std::uint16_t>(mix.weightA * 8), static_cast<std::uint16_t>(mix.weightB * 8)}};
 }
 
 void RunPairsToPixels(const Conversion& conversion) noexcept {

@@ -1,5 +1,6 @@
 // Conversions of 10-bit 4:2:2 (V210) in one pass.
 
+#include "ChromaRows.h"
 #include "Colour.h"
 #include "FusedWeights.h"
 #include "Paths.h"
@@ -82,6 +83,26 @@ void RunFloatsToGroups(const Conversion& conversion) noexcept {
     RunRows(conversion, conversion.kernels.groups.floatsToGroups);
 }
 
+bool PlanesToGroupsAccept(const Format& from, const Format& to) noexcept {
+    return from.packing == Packing::Planar && IsGroups(to) && from.model == to.model && !from.fullRange;
+}
+
+void RunPlanesToGroups(const Conversion& conversion) noexcept {
+    const SourcePicture& source = conversion.source;
+    const VerticalSiting vertical(source.height, source.format.fieldChroma);
+    const Transfer transfer = TransferByRows(conversion, FetchDistance());
+    std::int16_t* const chroma = ChromaRowIn(conversion.scratch);
+    for (int row = 0; row < source.height; ++row) {
+        conversion.kernels.fused.chromaOfPlanes(MixOfRow(source, vertical, row), chroma, PairsOf(source.width));
+        conversion.kernels.groups.planesToGroups(source.LumaRow(row), chroma, source.format.centredChroma,
+                                                 conversion.destination.Row(row),
+                                                 static_cast<std::size_t>(source.width), transfer);
+    }
+    if (conversion.stream) {
+        conversion.kernels.finishStreaming();
+    }
+}
+
 } // namespace
 
 const Path kGroupsToPixelsPath{"fused", GroupsToPixelsAccept, RunGroupsToPixels, nullptr, false};
@@ -90,5 +111,6 @@ const Path kGroupsToPairsPath{"integers", GroupsToPairsAccept, RunGroupsToPairs,
 const Path kPairsToGroupsPath{"integers", PairsToGroupsAccept, RunPairsToGroups, nullptr, false};
 const Path kGroupsToFloatsPath{"fused", GroupsToFloatsAccept, RunGroupsToFloats, nullptr, false};
 const Path kFloatsToGroupsPath{"fused", FloatsToGroupsAccept, RunFloatsToGroups, nullptr, false};
+const Path kPlanesToGroupsPath{"integers", PlanesToGroupsAccept, RunPlanesToGroups, ChromaRowScratch, false};
 
 } // namespace PixelBlitter

@@ -81,8 +81,8 @@ private:
 // Pixels of a strip, which starts at a group in every packed layout. Long enough to hide what a strip costs, short
 // enough to leave most of the first-level cache to what is fetched.
 constexpr std::size_t kStripPixels = 480;
-// More pixels, so that strips end where the destination is aligned; the group that they begin in; a vector of slack.
-constexpr std::size_t kStripSlack = 2 * kMaxLanes + 6 + 2 * kMaxLanes;
+// More pixels, so that strips end where the destination is aligned; the groups that they begin and end in; a vector.
+constexpr std::size_t kStripSlack = 2 * kMaxLanes + 12 + 2 * kMaxLanes;
 
 // Calls take(vector of groups, index of its first one). What is streamed is fetched ahead.
 template <class Take>
@@ -197,21 +197,33 @@ struct JoinedStrip {
     }
 };
 
-// Makes groups of a row of pixels of so many bytes. codesOf(pixels) gives a vector of what JoinGroups wants, of kLanes
-// pixels, and may look at the pixel before them.
-template <std::size_t pixelBytes, class CodesOf>
-HWY_INLINE void JoinStrips(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                           const Transfer& transfer, const CodesOf& codesOf) {
+// Calls fill(first, pixel behind the last, codes) for strips of a row, and makes groups of the codes. An odd last pixel
+// comes with the V of its pair.
+template <class Fill>
+HWY_INLINE void JoinStrips(std::uint8_t* destination, std::size_t pixels, const Transfer& transfer, const Fill& fill) {
     const JoinGroups join;
     JoinedStrip strip;
     for (std::size_t left = 0; left < pixels; left += kStripPixels) {
         const std::size_t right = std::min(pixels, left + kStripPixels);
+        fill(left, right, strip.codes);
+        strip.RepeatLast(right - left);
+        std::uint8_t* const at = destination + left / 6 * 16;
+        RunSteps(JoinGroupsOp{strip.codes, at, join}, 0, (right - left + 5) / 6, at, 16, {transfer.stream, 0});
+    }
+}
+
+// Makes groups of a row of pixels of so many bytes. codesOf(pixels) gives a vector of what JoinGroups wants, of kLanes
+// pixels, and may look at the pixel before them.
+template <std::size_t pixelBytes, class CodesOf>
+HWY_INLINE void JoinPixels(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
+                           const Transfer& transfer, const CodesOf& codesOf) {
+    JoinStrips(destination, pixels, transfer, [&](std::size_t left, std::size_t right, std::uint32_t* codes) HWY_ATTR {
         // At the ends of the row, where pixels are missing. A pair whose second one is counts as whole.
         const auto rest = [&](std::size_t x, std::size_t count) HWY_ATTR {
             const PaddedPixels<kMaxLanes, pixelBytes> padded(source, pixels, x, count);
             alignas(64) std::uint32_t vector[kMaxLanes];
             hn::Store(codesOf(padded.get()), du, vector);
-            std::memcpy(strip.codes + x - left, vector, 4 * count);
+            std::memcpy(codes + x - left, vector, 4 * count);
         };
         std::size_t x = left;
         if (x == 0) {
@@ -222,15 +234,12 @@ HWY_INLINE void JoinStrips(const std::uint8_t* source, std::uint8_t* destination
             if (transfer.stream) {
                 FetchVectors<pixelBytes / 4>(source + pixelBytes * x, transfer.ahead);
             }
-            hn::StoreU(codesOf(source + pixelBytes * x), du, strip.codes + x - left);
+            hn::StoreU(codesOf(source + pixelBytes * x), du, codes + x - left);
         }
         if (x < right) {
             rest(x, right + right % 2 - x);
         }
-        strip.RepeatLast(right - left);
-        std::uint8_t* const at = destination + left / 6 * 16;
-        RunSteps(JoinGroupsOp{strip.codes, at, join}, 0, (right - left + 5) / 6, at, 16, {transfer.stream, 0});
-    }
+    });
 }
 
 } // namespace

@@ -163,7 +163,7 @@ private:
 void FloatsToGroups(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
                     const Transfer& transfer) noexcept {
     const CodesOfFloats codesOf;
-    JoinStrips<16>(source, destination, pixels, transfer, codesOf);
+    JoinPixels<16>(source, destination, pixels, transfer, codesOf);
 }
 
 } // namespace

@@ -26,6 +26,11 @@ struct GroupKernels {
     void (*pairsToGroups)(const std::uint8_t* source, bool lumaFirst, std::uint8_t* destination, std::size_t pixels,
                           const Transfer& transfer) noexcept;
 
+    // 8-bit 4:2:0 of the same matrix. chroma: a row of chromaOfPlanes in FusedKernels; what is behind it may be
+    // changed.
+    void (*planesToGroups)(const std::uint8_t* luma, std::int16_t* chroma, bool centred, std::uint8_t* destination,
+                           std::size_t pixels, const Transfer& transfer) noexcept;
+
     // V U Y A in floats, of the same matrix.
     void (*groupsToFloats)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
                            const Transfer& transfer) noexcept;

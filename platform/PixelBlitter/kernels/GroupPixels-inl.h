@@ -59,7 +59,7 @@ template <WeightScale scale>
 void PixelsToGroupsAt(const std::uint8_t* source, const PixelHalving& halving, std::uint8_t* destination,
                       std::size_t pixels, const Transfer& transfer) noexcept {
     const PixelCodes<scale> codesOf(halving);
-    JoinStrips<4>(source, destination, pixels, transfer, codesOf);
+    JoinPixels<4>(source, destination, pixels, transfer, codesOf);
 }
 
 void PixelsToGroups(const std::uint8_t* source, const PixelHalving& halving, std::uint8_t* destination,

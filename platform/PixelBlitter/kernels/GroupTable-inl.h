@@ -9,6 +9,7 @@
 #include "GroupFloats-inl.h"
 #include "GroupPairs-inl.h"
 #include "GroupPixels-inl.h"
+#include "GroupPlanes-inl.h"
 
 namespace PixelBlitter {
 namespace HWY_NAMESPACE {
@@ -19,6 +20,7 @@ const GroupKernels kGroupKernels{
     .pixelsToGroups = PixelsToGroups,
     .groupsToPairs = GroupsToPairs,
     .pairsToGroups = PairsToGroups,
+    .planesToGroups = PlanesToGroups,
     .groupsToFloats = GroupsToFloats,
     .floatsToGroups = FloatsToGroups,
 };
