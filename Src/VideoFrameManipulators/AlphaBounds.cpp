@@ -41,15 +41,15 @@ constexpr std::size_t kStep = 256;
 
 // Whether any of kStep bytes is alpha that is not 0.
 bool AnyVisible(const std::uint8_t* data, const Word (&mask)[2]) noexcept {
-    Word words[kStep / sizeof(Word)];
-    std::memcpy(words, data, kStep);
-    Word even = 0;
-    Word odd = 0;
-    for (std::size_t i = 0; i < std::size(words); i += 2) {
-        even |= words[i];
-        odd |= words[i + 1];
+    Word any[4] = {};
+    for (std::size_t i = 0; i < kStep; i += sizeof(any)) {
+        for (std::size_t lane = 0; lane < std::size(any); ++lane) {
+            Word word;
+            std::memcpy(&word, data + i + lane * sizeof(Word), sizeof(Word));
+            any[lane] |= word;
+        }
     }
-    return ((even & mask[0]) | (odd & mask[1])) != 0;
+    return (((any[0] | any[2]) & mask[0]) | ((any[1] | any[3]) & mask[1])) != 0;
 }
 
 bool IsVisible(const std::uint8_t* pixel, const AlphaLayout& layout) noexcept {
@@ -58,11 +58,12 @@ bool IsVisible(const std::uint8_t* pixel, const AlphaLayout& layout) noexcept {
     return ((words[0] & layout.mask[0]) | (words[1] & layout.mask[1])) != 0;
 }
 
-// One row of pixels.
+// One row of pixels, and how far from it the row lies that is looked at next.
 struct Row {
     const std::uint8_t* data;
     std::int32_t width;
     const AlphaLayout& layout;
+    std::int64_t toNextRow;
 
     const std::uint8_t* At(std::int32_t x) const noexcept { return data + std::int64_t{x} * layout.pixelSize; }
 };
@@ -72,6 +73,7 @@ std::int32_t FirstVisible(const Row& row) noexcept {
     const auto pixelsPerStep = static_cast<std::int32_t>(kStep / row.layout.pixelSize);
     std::int32_t x = 0;
     while (row.width - x >= pixelsPerStep && !AnyVisible(row.At(x), row.layout.mask)) {
+        Details::FetchAhead(row.At(x) + row.toNextRow, kStep);
         x += pixelsPerStep;
     }
     while (x < row.width && !IsVisible(row.At(x), row.layout)) {
@@ -120,7 +122,8 @@ void CalculateAlphaBounds(BRT::InterfaceRef<RK::IVideoFrame> inFrame, BRT::Param
     std::int32_t lastRow = 0;
     for (std::int32_t y = 0; y < rows.height; ++y) {
         const std::int64_t offset = std::int64_t{rows.height - 1 - y} * rows.rowBytes; // the bottom row comes first
-        const Row row{static_cast<const std::uint8_t*>(rows.data) + offset, bounds.right, scanned->layout};
+        const Row row{static_cast<const std::uint8_t*>(rows.data) + offset, bounds.right, scanned->layout,
+                      y + 1 < rows.height ? -std::int64_t{rows.rowBytes} : 0};
         const std::int32_t first = FirstVisible(row);
         if (first >= row.width) {
             continue;

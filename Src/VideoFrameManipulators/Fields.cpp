@@ -104,7 +104,7 @@ void SwapFields(FrameRef inSourceFrame, FrameRef inDestFrame) {
     };
     copy({source.left, source.top, source.right, source.top + 1},
          {destination.left, destination.top, destination.right, destination.top + 1});
-    copy({source.left, source.top, source.right, source.bottom - 1},
+    copy({source.left, source.top, source.right, std::max(source.bottom, 0) - 1},
          {destination.left, destination.top + 1, destination.right, destination.bottom});
 }
 

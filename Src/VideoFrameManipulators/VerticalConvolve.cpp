@@ -5,6 +5,7 @@
 #include "PixelFormatUtilities.h"
 #include "VideoFrameGeometry.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -13,7 +14,8 @@ namespace {
 
 // Every row as a quarter, a half and a quarter of three, from the last one in memory to the first. Both pictures have
 // the same rows; scratch holds one.
-void BlurRows(const void* source, void* destination, const Details::PixelImage& layout, void* scratch) {
+void BlurRows(const void* source, void* destination, const Details::PixelImage& layout, std::uint64_t usedRowBytes,
+              void* scratch) {
     const auto sourceRow = [&](std::int32_t number) {
         return Details::OffsetPointer(const_cast<void*>(source), std::int64_t{number} * layout.rowBytes);
     };
@@ -27,6 +29,8 @@ void BlurRows(const void* source, void* destination, const Details::PixelImage& 
     const std::int32_t last = layout.height - 1;
     mean(sourceRow(last), sourceRow(last - 1), destinationRow(last));
     for (std::int32_t row = last - 1; row >= 1; --row) {
+        Details::FetchAhead(sourceRow(std::max(row - 2, 0)), usedRowBytes);
+        Details::FetchAhead(destinationRow(row - 1), usedRowBytes);
         mean(sourceRow(row + 1), sourceRow(row - 1), scratch);
         mean(scratch, sourceRow(row), destinationRow(row));
     }
@@ -69,7 +73,7 @@ void VerticalConvolve(BRT::InterfaceRef<RK::IVideoFrame> inSourceFrame,
     }
     const std::unique_ptr<std::byte[]> scratch(new (std::nothrow) std::byte[mixedRowBytes]);
     if (scratch) {
-        BlurRows(sourceData, layout.data, layout, scratch.get());
+        BlurRows(sourceData, layout.data, layout, mixedRowBytes, scratch.get());
     }
 }
 
