@@ -17,7 +17,6 @@ namespace {
 // Studio range of 10 bits, ITU-R BT.601 and BT.709.
 constexpr float kLumaZero10 = 64, kLumaSpan10 = 876, kChromaZero10 = 512, kChromaSpan10 = 896, kLargest10 = 1023;
 
-using D32 = hn::Repartition<std::int32_t, DF>;
 using DHalfWords = hn::Rebind<std::int16_t, DF>;
 
 // Luma codes and chroma, V and U, (code - 512) * 16, to floats.
