@@ -183,11 +183,14 @@ struct PB_Plan {
                               ///< With DV preceded by "DV decode, ", followed by ", DV encode", or both
     std::string filter;       ///< "none", "box", "bilinear", "bicubic", "lanczos3"
     int bands = 1;            ///< parts that may run on different threads
-    std::uint64_t temporaryBytes = 0; ///< memory beside source and destination, when these do not overlap
-    std::uint64_t bytesMoved = 0;     ///< bytes of the source read and of the destination written
+    std::uint64_t temporaryBytes = 0; ///< memory beside source and destination, when these do not overlap; of DV's
+                                      ///< codec its frame and its planes
+    std::uint64_t bytesMoved = 0;     ///< bytes of the source read and of the destination written, each once; 0 for
+                                      ///< custom formats, whose size only a call states
 };
 
-/// Plans a PB_ScaleConvert without touching pixels. Strides count as those of packed rows. May throw std::bad_alloc.
+/// Plans a PB_ScaleConvert without touching pixels. Strides count as those of packed rows. A scaling is prepared as the
+/// call would, memory included, which is given back; its filter tables stay cached. May throw std::bad_alloc.
 PIXELBLITTER_API PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat sourceFormat,
                                              int sourceFieldType, int destinationWidth, int destinationHeight,
                                              PB_PixelFormat destinationFormat, int destinationFieldType, int quality);

@@ -100,6 +100,9 @@ void Outline(const SourcePicture& source, const DestinationPicture& destination,
     const Kind* const from = KindOf(source.format);
     const Kind* const to = KindOf(destination.format);
     plan.result = CheckSides(from, source, to, ReadOnly(destination));
+    if (plan.result == kPB_Success && LoadedCodecLibrary() == nullptr) {
+        plan.result = kPB_UnsupportedFormat;
+    }
     if (plan.result != kPB_Success) {
         return;
     }
