@@ -199,4 +199,22 @@ PixelWidening PixelWideningBetween(const Format& from, const Format& to) noexcep
     return widening;
 }
 
+MatrixOfPairs MatrixOfPairsBetween(const Format& from, const Format& to) noexcept {
+    const CodeMatrix codes = MatrixOfCodes(from, to);
+    constexpr double kCoarse = 1 << BitsOf(WeightScale::Coarse);
+    constexpr double kFine = 1 << BitsOf(WeightScale::Fine);
+    MatrixOfPairs matrix{};
+    matrix.lumaFirst = from.alphaFirst;
+    for (int i = 0; i < 2; ++i) { // U, V
+        matrix.luma[i] = Word(codes.row[2][1 - i] * kFine);
+        matrix.u[i] = Word(codes.row[1][1 - i] * kCoarse);
+        matrix.v[i] = Word(codes.row[0][1 - i] * kCoarse);
+    }
+    for (int i = 0; i < 16; ++i) {
+        const bool luma = (i % 2 == 0) == to.alphaFirst;
+        matrix.order[i] = static_cast<std::uint8_t>(i / 2 + (luma ? 8 : 0));
+    }
+    return matrix;
+}
+
 } // namespace PixelBlitter

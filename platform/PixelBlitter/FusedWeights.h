@@ -19,4 +19,7 @@ PixelHalving PixelHalvingBetween(const Format& from, const Format& to) noexcept;
 /// The way back, from 8 bits.
 PixelWidening PixelWideningBetween(const Format& from, const Format& to) noexcept;
 
+/// 8-bit 4:2:2 on both sides.
+MatrixOfPairs MatrixOfPairsBetween(const Format& from, const Format& to) noexcept;
+
 } // namespace PixelBlitter

@@ -7,11 +7,11 @@ namespace PixelBlitter {
 namespace {
 
 constexpr std::array kPaths{
-    &kCopyPath,          &kShufflePath,        &kDepthPath,          &kPremultiplyPath,    &kUnpremultiplyPath,
-    &kComponentsPath,    &kPixelsToPairsPath,  &kPixelsToPlanesPath, &kPairsToPixelsPath,  &kPlanesToPixelsPath,
-    &kPairsToPlanesPath, &kPlanesToPairsPath,  &kGroupsToPixelsPath, &kPixelsToGroupsPath, &kGroupsToPairsPath,
-    &kPairsToGroupsPath, &kGroupsToFloatsPath, &kFloatsToGroupsPath, &kPlanesToGroupsPath, &kTilePath,
-    &kPlanePath,         &kSubsampledPath,
+    &kCopyPath,          &kShufflePath,       &kDepthPath,          &kPremultiplyPath,    &kUnpremultiplyPath,
+    &kComponentsPath,    &kPixelsToPairsPath, &kPixelsToPlanesPath, &kPairsToPixelsPath,  &kPlanesToPixelsPath,
+    &kPairsToPlanesPath, &kPairMatrixPath,    &kPlanesToPairsPath,  &kGroupsToPixelsPath, &kPixelsToGroupsPath,
+    &kGroupsToPairsPath, &kPairsToGroupsPath, &kGroupsToFloatsPath, &kFloatsToGroupsPath, &kPlanesToGroupsPath,
+    &kTilePath,          &kPlanePath,         &kSubsampledPath,
 };
 
 } // namespace

@@ -39,12 +39,13 @@ extern const Path kDepthPath;   ///< another element type, component by componen
 // One pass over integers, 8-bit pixels:
 extern const Path kPremultiplyPath;    ///< straight to premultiplied 4:4:4:4
 extern const Path kUnpremultiplyPath;  ///< and back
-extern const Path kComponentsPath;     ///< RGB to YUV 4:4:4:4 and back
+extern const Path kComponentsPath;     ///< 4:4:4:4 of another colour model
 extern const Path kPixelsToPairsPath;  ///< 4:4:4:4 to 4:2:2
 extern const Path kPixelsToPlanesPath; ///< 4:4:4:4 to 4:2:0
 extern const Path kPairsToPixelsPath;  ///< 4:2:2 to 4:4:4:4
 extern const Path kPlanesToPixelsPath; ///< 4:2:0 to 4:4:4:4
 extern const Path kPairsToPlanesPath;  ///< 4:2:2 to 4:2:0 with the same codes
+extern const Path kPairMatrixPath;     ///< 4:2:2 to 4:2:2 of another matrix
 extern const Path kPlanesToPairsPath;  ///< 4:2:0 to 4:2:2 with the same codes
 
 // One pass, 10-bit 4:2:2:

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace PixelBlitter {
 namespace {
@@ -38,8 +39,7 @@ bool UnpremultiplyAccepts(const Format& from, const Format& to) noexcept {
 // A matrix works on premultiplied colours as on straight ones.
 bool ComponentsAccept(const Format& from, const Format& to) noexcept {
     const AlphaStep alpha = AlphaStepBetween(from.alpha, to.alpha);
-    return BothBytes(from, to) && from.IsYUV() != to.IsYUV() &&
-           (alpha == AlphaStep::Keep || alpha == AlphaStep::Opaque);
+    return BothBytes(from, to) && from.model != to.model && (alpha == AlphaStep::Keep || alpha == AlphaStep::Opaque);
 }
 
 template <class Kernel, class Parameters>
@@ -94,6 +94,10 @@ bool PlanesToPairsAccept(const Format& from, const Format& to) noexcept {
     return from.packing == Packing::Planar && to.packing == Packing::Pairs && from.model == to.model && !from.fullRange;
 }
 
+bool PairMatrixAccepts(const Format& from, const Format& to) noexcept {
+    return from.packing == Packing::Pairs && to.packing == Packing::Pairs && from.model != to.model;
+}
+
 void RunPixelsToPairs(const Conversion& conversion) noexcept {
     const SourcePicture& source = conversion.source;
     const PixelHalving halving = PixelHalvingBetween(source.format, conversion.destination.format);
@@ -121,7 +125,7 @@ void RunPixelsToPlanes(const Conversion& conversion) noexcept {
     const SourcePicture& source = conversion.source;
     const DestinationPicture& destination = conversion.destination;
     const PixelHalving halving = PixelHalvingBetween(source.format, destination.format);
-    const Transfer transfer = TransferByRows(conversion, -source.stride);
+    const Transfer transfer = TransferInMemoryOrder(conversion);
     const VerticalSiting vertical(source.height, destination.format.fieldChroma);
     const FusedKernels& kernels = conversion.kernels.fused;
     auto* const scratch = static_cast<std::uint8_t*>(conversion.scratch);
@@ -141,13 +145,13 @@ void RunPixelsToPlanes(const Conversion& conversion) noexcept {
             std::memcpy(plane, codes, pairs);
         }
     };
-    int chromaRow = 0;
-    for (int row = 0; row < source.height; ++row) {
+    int chromaRow = destination.ChromaHeight() - 1;
+    for (int row = source.height - 1; row >= 0; --row) { // the order of memory
         kernels.pixelsToLuma(source.Row(row), destination.LumaRow(row), sumsOf(row),
                              static_cast<std::size_t>(source.width), halving, transfer);
-        for (; chromaRow < destination.ChromaHeight(); ++chromaRow) {
+        for (; chromaRow >= 0; --chromaRow) {
             const VerticalSiting::Rows rows = vertical.RowsOfChroma(chromaRow);
-            if (rows.last > row) {
+            if (*std::min_element(std::begin(rows.row), std::end(rows.row)) < row) {
                 break;
             }
             const std::int16_t* sums[4];
@@ -177,6 +181,21 @@ void RunPairsToPixels(const Conversion& conversion) noexcept {
         kernels.chromaOfPairs(pairs, lumaFirst, chroma, PairsOf(source.width));
         kernels.chromaToPixels[layout](pairs, chroma, conversion.destination.MemoryRow(row),
                                        static_cast<std::size_t>(source.width), widening, transfer);
+    }
+    FinishStreaming(conversion);
+}
+
+void RunPairMatrix(const Conversion& conversion) noexcept {
+    const SourcePicture& source = conversion.source;
+    const MatrixOfPairs matrix = MatrixOfPairsBetween(source.format, conversion.destination.format);
+    const FusedKernels& kernels = conversion.kernels.fused;
+    const Transfer transfer = TransferByRows(conversion, source.stride); // chroma has read this one
+    std::int16_t* const chroma = ChromaRowIn(conversion.scratch);
+    for (int row = 0; row < source.height; ++row) {
+        const std::uint8_t* const pairs = source.MemoryRow(row);
+        kernels.chromaOfPairs(pairs, matrix.lumaFirst, chroma, PairsOf(source.width));
+        kernels.mixPairs(pairs, chroma, conversion.destination.MemoryRow(row), static_cast<std::size_t>(source.width),
+                         matrix, transfer);
     }
     FinishStreaming(conversion);
 }
@@ -225,6 +244,7 @@ const Path kComponentsPath{"fused", ComponentsAccept, RunComponents, nullptr, tr
 const Path kPixelsToPairsPath{"fused", PixelsToPairsAccept, RunPixelsToPairs, nullptr, false};
 const Path kPixelsToPlanesPath{"fused", PixelsToPlanesAccept, RunPixelsToPlanes, PixelsToPlanesScratch, false};
 const Path kPairsToPixelsPath{"fused", PairsToPixelsAccept, RunPairsToPixels, ChromaRowScratch, false};
+const Path kPairMatrixPath{"fused", PairMatrixAccepts, RunPairMatrix, ChromaRowScratch, true};
 const Path kPlanesToPixelsPath{"fused", PlanesToPixelsAccept, RunPlanesToPixels, ChromaRowScratch, false};
 const Path kPlanesToPairsPath{"integers", PlanesToPairsAccept, RunPlanesToPairs, ChromaRowScratch, false};
 

@@ -103,6 +103,15 @@ enum class LumaLayout {
 };
 inline constexpr int kLumaLayouts = 3; ///< those that chromaToPixels reads
 
+/// 8-bit 4:2:2 to another matrix. Luma keeps its weight of 1 and gets none in chroma.
+struct MatrixOfPairs {
+    bool lumaFirst;                     ///< in the source
+    std::int16_t luma[2];               ///< weights of U and V, 15 bits behind the point
+    std::int16_t u[2];                  ///< 14
+    std::int16_t v[2];                  ///< 14
+    alignas(16) std::uint8_t order[16]; ///< from four pairs of U and V, then of luma, to pairs of pixels
+};
+
 /// The rows that chroma is mixed from, and their weights in eighths.
 struct ChromaMix {
     const std::uint8_t* u[2];
@@ -142,6 +151,10 @@ struct FusedKernels {
     // The same from chroma between two columns. chroma: a row as for chromaToPixels, made on the way.
     void (*centredPlanesToPairs)(const std::uint8_t* luma, const ChromaMix& mix, std::int16_t* chroma, bool lumaFirst,
                                  std::uint8_t* destination, std::size_t pixels, const Transfer& transfer) noexcept;
+
+    // A row of 8-bit 4:2:2 and its chroma as chromaOfPairs leaves it.
+    void (*mixPairs)(const std::uint8_t* source, const std::int16_t* chroma, std::uint8_t* destination,
+                     std::size_t pixels, const MatrixOfPairs& matrix, const Transfer& transfer) noexcept;
 };
 
 } // namespace PixelBlitter

@@ -7,6 +7,7 @@
 #endif
 
 #include "FusedHalving-inl.h"
+#include "PairMatrix-inl.h"
 #include "PlanePairs-inl.h"
 
 namespace PixelBlitter {
@@ -26,6 +27,7 @@ const FusedKernels kFusedKernels{
                        ChromaToPixels<LumaLayout::PairsAbove>},
     .planesToPairs = PlanesToPairs,
     .centredPlanesToPairs = CentredPlanesToPairs,
+    .mixPairs = MixPairs,
 };
 
 } // namespace HWY_NAMESPACE

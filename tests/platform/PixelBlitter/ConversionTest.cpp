@@ -95,15 +95,17 @@ TEST_P(EveryFormat, MeetsThoseOfItsKindInOnePass) {
     for (const std::int32_t to : reference::AllFormats()) {
         const reference::Format format(to);
         const std::string path = PathOf(from.value, to, {2, 2});
-        // Another matrix, alpha and matrix together, planes on both sides or from V210 take the tiles.
+        // Planes or V210 of another matrix, alpha and matrix together, planes on both sides or from V210 take the
+        // tiles.
         const bool sameModel = from.yuv == format.yuv && from.bt709 == format.bt709;
         const bool alpha = from.alpha != reference::Alpha::None && format.alpha != reference::Alpha::None &&
                            from.alpha != format.alpha;
         const bool groups = from.layout == reference::Layout::V210 || format.layout == reference::Layout::V210;
         const bool planes = !format.HasRows() && (!from.HasRows() || from.layout == reference::Layout::V210);
         const bool range = !from.Is444() && !format.Is444() && from.fullRange != format.fullRange;
-        const bool bytes = hasBytes(from) && hasBytes(format) && (!from.yuv || !format.yuv || sameModel) && !planes &&
-                           !range && (!alpha || sameModel);
+        const bool bytes = hasBytes(from) && hasBytes(format) &&
+                           (!from.yuv || !format.yuv || sameModel || (from.layout == format.layout && !groups)) &&
+                           !planes && !range && (!alpha || sameModel);
         const bool elements = from.Is444() && format.Is444() && sameModel && !bytes;
         const bool floats = groups && sameModel &&
                             (from.layout == reference::Layout::Floats || format.layout == reference::Layout::Floats);
@@ -261,14 +263,14 @@ std::vector<RowsInMemory> RowsOf(TestPicture& picture) {
 // edges.
 TEST(Conversion, LargePicturesGetTheBytesOfSmallOnes) {
     constexpr std::int32_t kPairs[][2] = {
-        {0x4, 0x4},          {0x4, 0x1004},    {0x811, 0x1811},    {0x84, 0x1084},     {0x104, 0x1104},
-        {0x4, 0x104},        {0x104, 0x1004},  {0x4, 0x84},        {0x1084, 0x4},      {0x84, 0x104},
-        {0x104, 0x8C},       {0x4, 0x106},     {0x10A, 0x1004},    {0x8, 0x88},        {0x4, 0x8},
-        {0x8, 0x1004},       {0x805, 0x809},   {0x4, 0x805},       {0xA05, 0x1004},    {0x4, 0x811},
-        {0x805, 0x1811},     {0x811, 0x4},     {0x1A11, 0x1004},   {0x4, 0xA000831},   {0x4, 0xB000A31},
-        {0xA000831, 0x4},    {0xB000A31, 0x8}, {0x811, 0x9000831}, {0x811, 0xC000831}, {0x9000831, 0x811},
-        {0xA000831, 0x1811}, {0x4, 0x851},     {0x851, 0x1004},    {0x851, 0x1811},    {0x811, 0x851},
-        {0x851, 0x905},      {0x905, 0x851},   {0xB000831, 0x851}};
+        {0x4, 0x4},         {0x4, 0x1004},      {0x811, 0x1811},     {0x1811, 0xA11},  {0x805, 0xA05},
+        {0x84, 0x1084},     {0x104, 0x1104},    {0x4, 0x104},        {0x104, 0x1004},  {0x4, 0x84},
+        {0x1084, 0x4},      {0x84, 0x104},      {0x104, 0x8C},       {0x4, 0x106},     {0x10A, 0x1004},
+        {0x8, 0x88},        {0x4, 0x8},         {0x8, 0x1004},       {0x805, 0x809},   {0x4, 0x805},
+        {0xA05, 0x1004},    {0x4, 0x811},       {0x805, 0x1811},     {0x811, 0x4},     {0x1A11, 0x1004},
+        {0x4, 0xA000831},   {0x4, 0xB000A31},   {0xA000831, 0x4},    {0xB000A31, 0x8}, {0x811, 0x9000831},
+        {0x811, 0xC000831}, {0x9000831, 0x811}, {0xA000831, 0x1811}, {0x4, 0x851},     {0x851, 0x1004},
+        {0x851, 0x1811},    {0x811, 0x851},     {0x851, 0x905},      {0x905, 0x851},   {0xB000831, 0x851}};
     constexpr int kSmall = 32, kPeriod = 4, kEdge = 12;
     for (const auto& [from, to] : kPairs) {
         for (const int padding : {0, 4, 5}) { // rows that can be aligned in part, and rows that cannot
