@@ -10,6 +10,9 @@ namespace tool {
 /// `vf convert IN OUT`: a clip or still through a pixel format and a size into a file.
 void AddConvertCommand(CLI::App& app);
 
+/// `vf bounds FILE`: the visible part of each picture.
+void AddBoundsCommand(CLI::App& app);
+
 /// `vf explain SRC DST`: the plan of a conversion.
 void AddExplainCommand(CLI::App& app);
 

@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "ExitCodes.h"
 #include "FrameConverter.h"
+#include "FrameEdits.h"
 #include "Options.h"
 #include "PictureToFrame.h"
 #include "PictureWriter.h"
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +28,8 @@ struct ConvertArguments {
     std::string format = "bgra";
     int quality = zynmediatypes::kRenderQuality_High;
     std::string frames;
+    std::string crop;
+    FrameEdits edits;
 };
 
 class Conversion {
@@ -38,6 +42,9 @@ public:
         }
         if (!arguments.frames.empty()) {
             mRange = ParseRange(arguments.frames);
+        }
+        if (!arguments.crop.empty()) {
+            mArguments.edits.crop = ParseCrop(arguments.crop);
         }
         if (TakesOnePicture(arguments.output)) {
             mRange.end = std::min(mRange.end, mRange.first + 1);
@@ -76,9 +83,9 @@ public:
 
 private:
     Frame Convert(const AVFrame& picture, AVRational sampleAspectRatio) {
-        const Frame source = PictureToFrame(picture, sampleAspectRatio);
+        const Frame source = Edited(PictureToFrame(picture, sampleAspectRatio), mArguments.edits, mFormat, mQuality);
         if (!mSize) { // pictures may change their size within a clip, files may not
-            mSize = PictureSize{picture.width, picture.height};
+            mSize = PictureSize{WidthOf(source), HeightOf(source)};
         }
         return ConvertFrame(source, mFormat, mSize->width, mSize->height, mQuality);
     }
@@ -122,6 +129,16 @@ void AddConvertCommand(CLI::App& app) {
         ->capture_default_str()
         ->check(CLI::Range(0, 5));
     command->add_option("--frames", arguments->frames, "A:B, pictures A up to but not including B, from 0");
+    CLI::Option* const deinterlace =
+        command->add_option("--deinterlace", arguments->edits.keptField, "keep field 0 or 1 and rebuild the other");
+    deinterlace->check(CLI::Range(0, 1));
+    command->add_option("--field", arguments->edits.shownField, "field 0 or 1 alone, as a picture of half the height")
+        ->check(CLI::Range(0, 1))
+        ->excludes(deinterlace);
+    command->add_option("--crop", arguments->crop, "L,T,R,B, the part of each picture to take");
+    command->add_option("--alpha", arguments->edits.alpha, "invert the alpha of each picture, or make it opaque")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, AlphaEdit>{{"invert", AlphaEdit::Invert}, {"opaque", AlphaEdit::Opaque}}));
     command->callback([arguments] {
         av_log_set_level(AV_LOG_QUIET); // damage is told by our own reports
         Conversion(*arguments).Run();

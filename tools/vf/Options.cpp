@@ -4,6 +4,7 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -89,6 +90,26 @@ FrameRange ParseRange(const std::string& text) {
         }
     }
     throw Failure(ExitCode::Usage, "--frames " + text + ": a range is written A:B, for example 0:100");
+}
+
+Crop ParseCrop(const std::string& text) {
+    std::array<int, 4> edges{};
+    std::size_t start = 0;
+    for (int& edge : edges) {
+        const std::size_t comma = &edge == &edges.back() ? text.size() : text.find(',', start);
+        const auto number = comma == std::string::npos
+                                ? std::nullopt
+                                : ParseNumber(std::string_view(text).substr(start, comma - start));
+        if (!number || *number > std::numeric_limits<int>::max()) {
+            throw Failure(ExitCode::Usage, "--crop " + text + ": a part is written L,T,R,B, for example 0,0,640,360");
+        }
+        edge = static_cast<int>(*number);
+        start = comma + 1;
+    }
+    if (edges[0] >= edges[2] || edges[1] >= edges[3]) {
+        throw Failure(ExitCode::Usage, "--crop " + text + ": selects nothing, right and bottom are not included");
+    }
+    return {edges[0], edges[1], edges[2], edges[3]};
 }
 
 std::chrono::milliseconds ParseSeconds(const std::string& option, const std::string& text) {

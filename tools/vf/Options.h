@@ -2,6 +2,7 @@
 
 /// Options as the user writes them. Every mistake throws Failure(Usage).
 
+#include "FrameEdits.h"
 #include "zynmediatypes.h"
 
 #include <chrono>
@@ -32,6 +33,9 @@ inline constexpr int kMaxSide = 16384;
 
 /// "A:B", "A:" or ":B".
 FrameRange ParseRange(const std::string& text);
+
+/// "L,T,R,B", not empty.
+Crop ParseCrop(const std::string& text);
 
 /// A number of nothing but digits; nothing for other texts.
 std::optional<std::int64_t> ParseNumber(std::string_view text);

@@ -20,7 +20,7 @@ int Run(int argc, char** argv) {
                "7 not shared, or not in time, 8 shared memory cannot be used.");
     for (const auto add : {tool::AddConvertCommand, tool::AddPublishCommand, tool::AddReceiveCommand,
                            tool::AddListCommand, tool::AddWatchCommand, tool::AddDumpCommand, tool::AddCleanCommand,
-                           tool::AddExplainCommand, tool::AddFormatsCommand}) {
+                           tool::AddBoundsCommand, tool::AddExplainCommand, tool::AddFormatsCommand}) {
         add(app);
     }
     try {
