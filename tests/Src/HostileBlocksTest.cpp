@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 #include <thread>
@@ -42,6 +43,30 @@ SharedMemoryVideoFrameHeader SmallHeader() {
     SharedMemoryVideoFrameHeader header{};
     std::memcpy(&header, Pixels(frame) - 128, 128);
     return header;
+}
+
+// Runs what reads a frame beside the copies; none may leave the block, and those that need what it lacks may throw.
+void ReadInEveryWay(const FrameRef& frame) {
+    const FrameRef destination = MakeFrame(kPixelFormat_BGRA_4444_8u, 4, 4);
+    Rect bounds;
+    std::vector<std::uint8_t> buffer(64);
+    const std::function<void()> operations[] = {
+        [&] { Manipulators::CopyField(frame, destination, 0, kRenderQuality_Low); },
+        [&] { Manipulators::InterpFieldToFrame(frame, destination, 1); },
+        [&] { Manipulators::VerticalConvolve(frame, destination); },
+        [&] { Manipulators::SwapFields(frame, destination); },
+        [&] { Manipulators::MergePulldownFrames(destination, frame); },
+        [&] { Manipulators::MergePulldownFrames(MakeFrame(kPixelFormat_PALDV25, 720, 576), frame); },
+        [&] { Manipulators::CalculateAlphaBounds(frame, bounds); },
+        [&] { Manipulators::StoreExternal(frame, buffer.data(), 4, 4, 16); },
+    };
+    for (const auto& operation : operations) {
+        try {
+            operation();
+        } catch (const BRT::NullInterfaceException&) {
+            continue;
+        }
+    }
 }
 
 // Headers that lie: the accessors say what the header says, everything that touches pixels refuses what does not lie in
@@ -109,6 +134,10 @@ TEST_F(HostileBlocks, BlocksThatLie) {
             EXPECT_EQ(Manipulators::CopyRect(frame, all, destination, all, kRenderQuality_Low, 2), 0);
             EXPECT_EQ(PixelAt(destination, 3, 3),
                       c.copies && header.width > 0 && header.pixelFormat != kCustom ? 0U : 0xFF000000U);
+            ReadInEveryWay(frame);
+            FrameRef view;
+            VF::CreateVideoSubFrame(view, frame, all);
+            ReadInEveryWay(view);
         }
         const Guid alias = Guid::Generate();
         EXPECT_EQ(VF::PublishVideoFrame(shared, alias), 0);
