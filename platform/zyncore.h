@@ -72,7 +72,7 @@ public:
     constexpr const std::array<std::uint8_t, 16>& Bytes() const noexcept { return mBytes; }
 
     /// Order and equality of the 16 bytes as they lie in memory.
-    friend constexpr auto operator<=>(const Guid&, const Guid&) noexcept = default;
+    friend constexpr auto operator<=>(const Guid&, const Guid&) noexcept = default; // NOLINT(modernize-use-nullptr)
 
 private:
     std::array<std::uint8_t, 16> mBytes{};
@@ -89,7 +89,7 @@ public:
     /// Returns a block to its pool. sizeInBytes must be the size it was allocated with; a null block is ignored.
     ZYNCORE_API static void Dispose(void* block, std::size_t sizeInBytes) noexcept;
 };
-
+// NOLINTBEGIN(bugprone-sizeof-expression): a T may well be a pointer
 /// Standard allocator over SmallBlockAllocator, for containers.
 template <class T>
 class SmallBlockStdAllocator {
@@ -105,7 +105,7 @@ public:
         return true;
     }
 };
-
+// NOLINTEND(bugprone-sizeof-expression)
 } // namespace zyncore::utility
 
 namespace zyncore::config {

@@ -14,6 +14,7 @@ std::vector<std::string> ControlGroupFolders(const std::string& controller, cons
         folders.push_back(mount);
     };
     const std::string listed = "," + controller + ",";
+    const std::string ownMount = root + "/" + controller;
     std::ifstream groups(membership);
     std::string number;
     std::string controllers;
@@ -26,7 +27,7 @@ std::vector<std::string> ControlGroupFolders(const std::string& controller, cons
             addPath(root, path);
             addPath(root + "/unified", path); // where both versions are mounted side by side
         } else if (controllers.insert(0, 1, ',').append(1, ',').find(listed) != std::string::npos) {
-            addPath(root + "/" + controller, path);
+            addPath(ownMount, path);
         }
     }
     return folders;
