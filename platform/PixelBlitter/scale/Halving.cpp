@@ -6,13 +6,12 @@
 namespace PixelBlitter {
 namespace {
 
-// A pixel before the first, and slack behind the last.
+// Room for a pixel before the first.
 constexpr std::size_t kLeadBytes = 64;
-constexpr std::size_t kSlackBytes = 192;
 
 std::uint64_t SumBytes(Filter filter, int destinationWidth) noexcept {
     const auto pixels = 2 * static_cast<std::uint64_t>(destinationWidth);
-    return filter == Filter::Box ? 0 : (pixels * 4 * sizeof(std::int16_t) + kLeadBytes + kSlackBytes + 63) / 64 * 64;
+    return filter == Filter::Box ? 0 : (pixels * 4 * sizeof(std::int16_t) + kLeadBytes + kRowSlackBytes + 63) / 64 * 64;
 }
 
 } // namespace

@@ -52,7 +52,7 @@ struct PixelKernels {
     void (*halveStraightByBox)(const std::uint8_t* const rows[2], std::uint8_t* destination, std::size_t pixels,
                                const PixelOrder& order, const Transfer& transfer) noexcept;
     /// Weights (1 3 3 1) / 8 in both directions; the row's ends repeat. sums: room for twice as many pixels of four
-    /// words, one more before, and slack of 128 bytes.
+    /// words, one more before, and kRowSlackBytes.
     void (*halveByTriangle)(const std::uint8_t* const rows[4], std::int16_t* sums, std::uint8_t* destination,
                             std::size_t pixels, const PixelOrder& order, const Transfer& transfer) noexcept;
 
