@@ -1,5 +1,6 @@
 #include "Peers.h"
 
+#include <libyuv/convert_argb.h>
 #include <libyuv/scale_argb.h>
 #include <zimg.h>
 extern "C" {
@@ -214,6 +215,31 @@ Job LibyuvJob(const JobSizes& sizes) {
                                                                        BgraPicture& destination) {
         libyuv::ARGBScale(source.At(0, 0), source.RowBytes(), source.width, source.height, destination.At(0, 0),
                           destination.RowBytes(), destination.width, destination.height, mode);
+    };
+}
+
+Job SwscaleHalvingJob(const JobSizes& sizes) {
+    const std::shared_ptr<SwsContext> context(
+        sws_getContext(sizes.sourceWidth, sizes.sourceHeight, AV_PIX_FMT_UYVY422, sizes.width, sizes.height,
+                       AV_PIX_FMT_BGRA, SWS_AREA | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr),
+        sws_freeContext);
+    return [context](const BgraPicture& source, BgraPicture& destination) {
+        const std::uint8_t* const from[] = {source.At(0, 0), nullptr, nullptr, nullptr};
+        std::uint8_t* const to[] = {destination.At(0, 0), nullptr, nullptr, nullptr};
+        const int fromStride[] = {source.RowBytes(), 0, 0, 0};
+        const int toStride[] = {destination.RowBytes(), 0, 0, 0};
+        sws_scale(context.get(), from, fromStride, 0, source.height, to, toStride);
+    };
+}
+
+Job LibyuvHalvingJob() {
+    return [full = std::make_shared<BgraPicture>(0, 0)](const BgraPicture& source, BgraPicture& destination) {
+        if (full->width == 0)
+            *full = BgraPicture(2 * source.width, source.height);
+        libyuv::UYVYToARGB(source.At(0, 0), source.RowBytes(), full->At(0, 0), full->RowBytes(), full->width,
+                           full->height);
+        libyuv::ARGBScale(full->At(0, 0), full->RowBytes(), full->width, full->height, destination.At(0, 0),
+                          destination.RowBytes(), destination.width, destination.height, libyuv::kFilterBox);
     };
 }
 

@@ -30,4 +30,10 @@ Job SwscaleJob(const JobSizes& sizes);
 /// otherwise. Empty for other filters.
 Job LibyuvJob(const JobSizes& sizes);
 
+/// From 8-bit UYVY (BT.601), two pixels to each four bytes of the source, to BGRA of half its size.
+Job SwscaleHalvingJob(const JobSizes& sizes);
+
+/// By way of BGRA at full size.
+Job LibyuvHalvingJob();
+
 } // namespace scalebench

@@ -36,7 +36,6 @@ constexpr std::size_t kColdBytes = std::size_t{640} << 20; // beyond the last ca
 
 constexpr PB_PixelFormat kStraight = 0x4; // BGRA
 constexpr PB_PixelFormat kOpaque = 0xC;   // BGRX, where the peers filter the fourth channel as the other three
-constexpr PB_PixelFormat kPremultiplied = 0x8;
 
 const char* NameOf(Filter filter) {
     constexpr const char* kNames[] = {"box", "bilinear", "bicubic", "lanczos3"};
@@ -171,54 +170,109 @@ Job OwnJob(PB_PixelFormat format, Filter filter) {
     };
 }
 
+/// Times all competitors with a memcpy and prints them; errorsOf(result) measures one.
+template <class ErrorsOfResult>
+void Race(const BgraPicture& source, std::vector<Competitor>& competitors, int rounds, bool printCopy,
+          const ErrorsOfResult& errorsOf) {
+    Walk walk(source, competitors[0].picture);
+    const std::size_t copied = (source.bytes.size() + competitors[0].picture.bytes.size()) / 2;
+    BgraPicture copySource = source;
+    copySource.bytes.resize(copied);
+    BgraPicture copyDestination = copySource;
+    Walk copyWalk(copySource, copyDestination);
+    Best copy;
+    const auto runCopy = [&](const BgraPicture& from, BgraPicture& to) {
+        std::memcpy(to.bytes.data(), from.bytes.data(), copied);
+    };
+    for (int round = 0; round < rounds; ++round) {
+        Add(copy, copySource, copyDestination, copyWalk, runCopy);
+        for (Competitor& entry : competitors)
+            Add(entry.best, source, entry.picture, walk, entry.job);
+    }
+    if (printCopy)
+        std::printf("memcpy of %zu bytes: hot %.3f cold %.3f ms\n", copied, copy.hot, copy.cold);
+    for (const Competitor& entry : competitors) {
+        const Errors errors = errorsOf(entry.picture);
+        std::printf("  %-16s hot %7.3f cold %7.3f ms   memcpy / time hot %.3f cold %.3f   error max %.2f mean %.3f\n",
+                    entry.name, entry.best.hot, entry.best.cold, copy.hot / entry.best.hot, copy.cold / entry.best.cold,
+                    errors.largest, errors.mean);
+    }
+}
+
+void Enter(std::vector<Competitor>& competitors, const JobSizes& sizes, const char* name, const Job& job) {
+    if (job)
+        competitors.push_back({name, job, BgraPicture(sizes.width, sizes.height), {}});
+}
+
 void Compare(const JobSizes& sizes, bool peers, int rounds) {
     std::printf("%dx%d -> %dx%d %s; ", sizes.sourceWidth, sizes.sourceHeight, sizes.width, sizes.height,
                 NameOf(sizes.filter));
-    const auto race = [&](std::vector<Competitor>& competitors, Alpha alpha, bool first) {
+    const auto race = [&](std::vector<Competitor>& competitors, Alpha alpha) {
         const BgraPicture source = TestPicture(sizes.sourceWidth, sizes.sourceHeight, alpha);
-        BgraPicture destination(sizes.width, sizes.height);
-        Walk walk(source, destination);
-        const std::size_t copied = (source.bytes.size() + destination.bytes.size()) / 2;
-        BgraPicture copySource = source;
-        copySource.bytes.resize(copied);
-        BgraPicture copyDestination = copySource;
-        Walk copyWalk(copySource, copyDestination);
-        Best copy;
-        const auto runCopy = [&](const BgraPicture& from, BgraPicture& to) {
-            std::memcpy(to.bytes.data(), from.bytes.data(), copied);
-        };
-        for (int round = 0; round < rounds; ++round) {
-            Add(copy, copySource, copyDestination, copyWalk, runCopy);
-            for (Competitor& entry : competitors)
-                Add(entry.best, source, entry.picture, walk, entry.job);
-        }
-        if (first)
-            std::printf("memcpy of %zu bytes: hot %.3f cold %.3f ms\n", copied, copy.hot, copy.cold);
-        for (const Competitor& entry : competitors) {
-            const Errors errors = ErrorsOf(source, entry.picture, sizes.filter, alpha);
-            std::printf(
-                "  %-16s hot %7.3f cold %7.3f ms   memcpy / time hot %.3f cold %.3f   error max %.2f mean %.3f\n",
-                entry.name, entry.best.hot, entry.best.cold, copy.hot / entry.best.hot, copy.cold / entry.best.cold,
-                errors.largest, errors.mean);
-        }
-    };
-    const auto enter = [&](std::vector<Competitor>& competitors, const char* name, const Job& job) {
-        if (job)
-            competitors.push_back({name, job, BgraPicture(sizes.width, sizes.height), {}});
+        Race(source, competitors, rounds, alpha == Alpha::Opaque,
+             [&](const BgraPicture& result) { return ErrorsOf(source, result, sizes.filter, alpha); });
     };
     std::vector<Competitor> opaque;
-    enter(opaque, "own BGRA opaque", OwnJob(kStraight, sizes.filter));
-    enter(opaque, "own BGRX", OwnJob(kOpaque, sizes.filter));
+    Enter(opaque, sizes, "own BGRA opaque", OwnJob(kStraight, sizes.filter));
+    Enter(opaque, sizes, "own BGRX", OwnJob(kOpaque, sizes.filter));
     if (peers) {
-        enter(opaque, "libyuv", LibyuvJob(sizes));
-        enter(opaque, "zimg float", ZimgJob(sizes, true));
-        enter(opaque, "zimg 8 bit", ZimgJob(sizes, false));
-        enter(opaque, "swscale", SwscaleJob(sizes));
+        Enter(opaque, sizes, "libyuv", LibyuvJob(sizes));
+        Enter(opaque, sizes, "zimg float", ZimgJob(sizes, true));
+        Enter(opaque, sizes, "zimg 8 bit", ZimgJob(sizes, false));
+        Enter(opaque, sizes, "swscale", SwscaleJob(sizes));
     }
-    race(opaque, Alpha::Opaque, true);
+    race(opaque, Alpha::Opaque);
     std::vector<Competitor> mixed;
-    enter(mixed, "own BGRA mixed", OwnJob(kStraight, sizes.filter));
-    race(mixed, Alpha::Mixed, false);
+    Enter(mixed, sizes, "own BGRA mixed", OwnJob(kStraight, sizes.filter));
+    race(mixed, Alpha::Mixed);
+}
+
+/// Studio-range BT.601 as 8-bit UYVY, averaged over two by two pixels with chroma at full width, unrounded.
+Errors ErrorsOfHalving(const BgraPicture& source, const BgraPicture& result) {
+    Errors errors;
+    double samples = 0;
+    for (int y = 0; y < result.height; y += kCheckedRowStep) {
+        for (int x = 0; x < result.width; ++x) {
+            double luma = 0;
+            double chroma[2] = {};
+            for (const int row : {2 * y, 2 * y + 1}) {
+                const std::uint8_t* const pair = source.At(row, x);
+                const std::uint8_t* const next = source.At(row, std::min(x + 1, source.width - 1));
+                luma += (pair[1] + pair[3] - 32) / 4.0 / 219;
+                for (const int c : {0, 1})
+                    chroma[c] += (3 * (pair[2 * c] - 128) + next[2 * c] - 128) / 8.0 / 224;
+            }
+            const auto [u, v] = chroma;
+            const double colours[3] = {luma + 1.772 * u, luma - (0.114 * 1.772 * u + 0.299 * 1.402 * v) / 0.587,
+                                       luma + 1.402 * v};
+            for (int c = 0; c < 3; ++c) {
+                const double error = std::abs(result.At(y, x)[c] - std::clamp(255 * colours[c], 0.0, 255.0));
+                errors.largest = std::max(errors.largest, error);
+                errors.mean += error;
+                ++samples;
+            }
+        }
+    }
+    errors.mean /= samples;
+    return errors;
+}
+
+void CompareHalving(bool peers, int rounds) {
+    const JobSizes sizes{1920, 1080, 960, 540, Filter::Box};
+    std::printf("1920x1080 UYVY -> 960x540 BGRA box; ");
+    const BgraPicture source = TestPicture(sizes.sourceWidth / 2, sizes.sourceHeight, Alpha::Mixed);
+    std::vector<Competitor> competitors;
+    Enter(competitors, sizes, "own", [](const BgraPicture& from, BgraPicture& to) {
+        constexpr PB_PixelFormat kUYVY = 0x811;
+        if (PB_ScaleConvert(from.At(0, 0), from.RowBytes(), 2 * from.width, from.height, kUYVY, 0, to.At(0, 0),
+                            to.RowBytes(), to.width, to.height, kStraight, 0, 1) != 0)
+            std::abort();
+    });
+    if (peers) {
+        Enter(competitors, sizes, "libyuv", scalebench::LibyuvHalvingJob());
+        Enter(competitors, sizes, "swscale", scalebench::SwscaleHalvingJob(sizes));
+    }
+    Race(source, competitors, rounds, true, [&](const BgraPicture& result) { return ErrorsOfHalving(source, result); });
 }
 
 } // namespace
@@ -244,6 +298,8 @@ int main(int count, char** arguments) {
     }
     if (!threads)
         UseOneThread();
+    if (part.empty() || part == "UYVY")
+        CompareHalving(peers, rounds);
     for (const Filter filter : {Filter::Box, Filter::Bilinear, Filter::Bicubic, Filter::Lanczos3}) {
         for (const JobSizes& sizes : {JobSizes{1920, 1080, 960, 540, filter}, JobSizes{1920, 1080, 1280, 720, filter},
                                       JobSizes{960, 540, 1920, 1080, filter}, JobSizes{1920, 1080, 480, 270, filter}}) {
