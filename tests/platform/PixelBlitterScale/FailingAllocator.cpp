@@ -42,8 +42,11 @@ int posix_memalign(void** out, std::size_t alignment, std::size_t size) noexcept
 }
 }
 #pragma GCC visibility pop
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return scaletest::AllocationFails(size) ? nullptr : std::malloc(size ? size : 1);
+}
 void* operator new(std::size_t size) {
-    void* const block = scaletest::AllocationFails(size) ? nullptr : std::malloc(size ? size : 1);
+    void* const block = ::operator new(size, std::nothrow);
     if (!block)
         throw std::bad_alloc();
     return block;
