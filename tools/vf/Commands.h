@@ -10,6 +10,12 @@ namespace tool {
 /// `vf convert IN OUT`: a clip or still through a pixel format and a size into a file.
 void AddConvertCommand(CLI::App& app);
 
+/// `vf monitor FILES -o OUT`: up to four clips side by side.
+void AddMonitorCommand(CLI::App& app);
+
+/// `vf camera`: the process of a monitor's camera.
+void AddCameraCommand(CLI::App& app);
+
 /// `vf bounds FILE`: the visible part of each picture.
 void AddBoundsCommand(CLI::App& app);
 

@@ -18,9 +18,10 @@ int Run(int argc, char** argv) {
     app.footer("Exit status: 0 done, 1 unexpected fault, 2 usage, 3 input missing, 4 input broken,\n"
                "5 output cannot be written, 6 frame or conversion refused by the library,\n"
                "7 not shared, or not in time, 8 shared memory cannot be used.");
-    for (const auto add : {tool::AddConvertCommand, tool::AddPublishCommand, tool::AddReceiveCommand,
-                           tool::AddListCommand, tool::AddWatchCommand, tool::AddDumpCommand, tool::AddCleanCommand,
-                           tool::AddBoundsCommand, tool::AddExplainCommand, tool::AddFormatsCommand}) {
+    for (const auto add :
+         {tool::AddConvertCommand, tool::AddPublishCommand, tool::AddReceiveCommand, tool::AddListCommand,
+          tool::AddWatchCommand, tool::AddDumpCommand, tool::AddCleanCommand, tool::AddMonitorCommand,
+          tool::AddCameraCommand, tool::AddBoundsCommand, tool::AddExplainCommand, tool::AddFormatsCommand}) {
         add(app);
     }
     try {

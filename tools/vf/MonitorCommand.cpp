@@ -1,0 +1,302 @@
+#include "Commands.h"
+#include "ExitCodes.h"
+#include "MonitorCamera.h"
+#include "Options.h"
+#include "PictureWriter.h"
+#include "RenderKit_MediaManager.h"
+#include "SharedFrame.h"
+#include "Text.h"
+#include "Y4mWriter.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+namespace tool {
+namespace {
+
+constexpr const char* kStandardOutput = "/dev/stdout";
+constexpr int kLargestRateDenominator = 100000; // of a rate that is written as a decimal number
+
+struct MonitorArguments {
+    std::vector<std::string> files;
+    int selected = 1;
+    bool large = false;
+    bool yellow = false;
+    std::string size = "1920x1080";
+    std::string rate;
+    std::string frames;
+    std::string output;
+};
+
+bool IsFolder(const std::string& path) {
+    const std::filesystem::path output(path);
+    return std::filesystem::is_directory(output) || !output.has_extension();
+}
+
+// "-" is Y4M on the standard output, a folder takes numbered stills.
+std::unique_ptr<PictureWriter> MakeMonitorWriter(const std::string& path, const OutputSettings& settings) {
+    if (path == "-") {
+        return std::make_unique<Y4mWriter>(kStandardOutput, settings);
+    }
+    return MakeWriter(IsFolder(path) ? (std::filesystem::path(path) / "%05d.png").string() : path, settings);
+}
+
+double ProcessorSeconds(int who) {
+    rusage usage{};
+    getrusage(who, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+class Monitor {
+public:
+    explicit Monitor(const MonitorArguments& arguments)
+        : mArguments(arguments), mSelected(static_cast<std::uint64_t>(arguments.selected) - 1) {
+        const PictureSize size = ParseSize("--size", arguments.size);
+        const int columns = arguments.large ? 4 : 2;
+        if (size.width % columns != 0 || size.height % 2 != 0) {
+            throw Failure(ExitCode::Usage, "--size " + arguments.size + ": the width is a multiple of " +
+                                               std::to_string(columns) + " and the height of 2, for whole cells");
+        }
+        mParams.width = static_cast<std::uint32_t>(size.width);
+        mParams.height = static_cast<std::uint32_t>(size.height);
+        mParams.pixelAspectRatio = zynmediatypes::kPixelAspectRatio_Square;
+        mParams.pixelFormat = zynmediatypes::kPixelFormat_BGRA_4444_8u;
+        if (!arguments.frames.empty()) {
+            mRange = ParseRange(arguments.frames);
+        }
+        if (TakesOnePicture(arguments.output)) {
+            mRange.end = std::min(mRange.end, mRange.first + 1);
+        }
+        if (!arguments.rate.empty()) {
+            mRate = av_d2q(ParseRate(arguments.rate), kLargestRateDenominator);
+            if (mRate->num <= 0) {
+                throw Failure(ExitCode::Usage, "--rate " + arguments.rate + ": composites a second, for example 25");
+            }
+        }
+        MakeMonitorWriter(arguments.output, {}); // a wrong extension is noticed before anything starts
+    }
+
+    void Run() {
+        OpenCameras();
+        const auto writer = MakeMonitorWriter(mArguments.output, {*mRate, zynmediatypes::kRenderQuality_High});
+        if (mArguments.output != "-" && IsFolder(mArguments.output)) {
+            MakeFolder();
+        }
+        mRun.reports.Begin(ExpectedCount());
+        {
+            const StageTimer timer(mTotal);
+            for (std::int64_t number = mRange.first; number < mRange.end; ++number) {
+                if (!Compose(number, *writer)) {
+                    break;
+                }
+                mRun.reports.Update(++mComposites);
+            }
+            const StageTimer encode(mEncode);
+            if (mComposites > 0) {
+                writer->Finish();
+            }
+        }
+        mRun.reports.End();
+        for (const auto& camera : mCameras) {
+            camera->End();
+        }
+        if (mComposites == 0) {
+            throw Failure(ExitCode::Usage, mRun.interruption.Requested() ? "interrupted before the first composite"
+                                                                         : "--frames: the cameras have fewer frames");
+        }
+        PrintSummary(*writer);
+    }
+
+private:
+    void OpenCameras() {
+        for (std::size_t i = 0; i < mArguments.files.size(); ++i) {
+            const auto params = i == mSelected ? VF::SelectedRenderParams(mParams, mArguments.large)
+                                               : VF::UnSelectedRenderParams(mParams, mArguments.large);
+            mCameras.push_back(
+                std::make_unique<MonitorCamera>(mRun, static_cast<int>(i) + 1, mArguments.files[i], params));
+        }
+        for (const auto& camera : mCameras) {
+            const auto& clip = camera->Open();
+            if (clip && !mRate) {
+                mRate = clip->rate;
+            }
+            mOpen += clip ? 1 : 0;
+            mMoving = mMoving || camera->Moves();
+        }
+        if (mOpen == 0) {
+            const int status = mCameras.front()->End().value_or(0);
+            throw Failure(status != 0 ? static_cast<ExitCode>(status) : ExitCode::InputBroken,
+                          "no camera has a picture");
+        }
+        if (!mMoving && mArguments.frames.empty()) {
+            mRange.end = mRange.first + 1; // stills alone
+        }
+    }
+
+    void MakeFolder() const {
+        std::error_code error;
+        std::filesystem::create_directories(mArguments.output, error);
+        if (error) {
+            throw Failure(ExitCode::WriteFailed, mArguments.output + ": " + error.message());
+        }
+    }
+
+    std::int64_t ExpectedCount() const {
+        std::int64_t count = 0;
+        for (const auto& camera : mCameras) {
+            if (camera->Moves()) {
+                count = std::max(count, camera->ExpectedCount(*mRate));
+            }
+        }
+        return std::max<std::int64_t>(std::min(mMoving ? count : mRange.end, mRange.end) - mRange.first, 0);
+    }
+
+    // False when there is nothing more to show.
+    bool Compose(std::int64_t number, PictureWriter& writer) {
+        const std::int64_t end = std::min(number + 1 + MonitorCamera::kAhead, mRange.end);
+        for (const auto& camera : mCameras) {
+            camera->Prepare(number, end, *mRate);
+        }
+        std::vector<Frame> frames;
+        std::vector<MonitorCamera*> ended;
+        bool moving = false;
+        for (const auto& camera : mCameras) {
+            const bool moved = camera->Moves();
+            frames.push_back(camera->Take(number, *mRate));
+            moving = moving || camera->Moves();
+            if (moved && camera->HasEnded()) {
+                ended.push_back(camera.get());
+            }
+        }
+        if (mRun.interruption.Requested() || (mMoving && !moving)) {
+            return false;
+        }
+        for (MonitorCamera* camera : ended) {
+            camera->Note("its clip has ended; its cell stays black");
+        }
+        frames.resize(4); // cells without a camera are black
+        WriteComposite(frames, number, writer);
+        frames.clear();
+        for (const auto& camera : mCameras) {
+            camera->Release(number + 1, *mRate);
+        }
+        CountBytes();
+        return true;
+    }
+
+    void WriteComposite(const std::vector<Frame>& frames, std::int64_t number, PictureWriter& writer) {
+        Frame composite;
+        {
+            const StageTimer timer(mCompose);
+            composite = VF::RenderMulticam(frames, mSelected, mArguments.large, !mArguments.yellow, mParams, true);
+        }
+        if (!composite) {
+            throw std::bad_alloc();
+        }
+        const StageTimer timer(mEncode);
+        writer.Write(composite, number, number, MatrixOf(composite));
+    }
+
+    void CountBytes() {
+        zyncore::threads::RunMainThreadCalls(); // the cache's reports of held bytes
+        const RK::MediaFigures figures = RK::GetMediaManager()->GetTotals();
+        mMostBytes = std::max(mMostBytes, figures.entryBytes + figures.heldBytes);
+    }
+
+    void PrintSummary(const PictureWriter& writer) const {
+        std::FILE* const out = mArguments.output == "-" ? stderr : stdout;
+        const std::string target = mArguments.output == "-" ? "standard output (y4m)" : writer.Description();
+        std::fprintf(out, "%s: %s, %.1f composites/s, %llu of %llu frames were in the cache, %s at most%s\n",
+                     target.c_str(), Plural(static_cast<std::uint64_t>(mComposites), "composite").c_str(),
+                     static_cast<double>(mComposites) / mTotal.elapsed, static_cast<unsigned long long>(mRun.hits),
+                     static_cast<unsigned long long>(mRun.hits + mRun.misses), BytesText(mMostBytes).c_str(),
+                     mRun.reports.DamageText().c_str());
+        CameraTotals cameras;
+        for (const auto& camera : mCameras) {
+            if (const auto& totals = camera->Totals()) {
+                cameras.decodeSeconds += totals->decodeSeconds;
+                cameras.scaleSeconds += totals->scaleSeconds;
+                cameras.handOverSeconds += totals->handOverSeconds;
+                cameras.published += totals->published;
+                cameras.blocksMade += totals->blocksMade;
+                cameras.blocksRecycled += totals->blocksRecycled;
+            }
+        }
+        const auto statistics = framebroker::GetClientStatistics();
+        std::fprintf(
+            out, "broker: %s published, %llu of %llu blocks recycled; %llu opened, %llu without mapping anew\n",
+            Plural(cameras.published, "frame").c_str(), static_cast<unsigned long long>(cameras.blocksRecycled),
+            static_cast<unsigned long long>(cameras.blocksMade),
+            static_cast<unsigned long long>(statistics.blocksOpened),
+            static_cast<unsigned long long>(statistics.mappingsReused));
+        const auto share = [](double part, double whole) { return whole > 0 ? 100 * part / whole : 0; };
+        const double elapsed = mTotal.elapsed;
+        std::fprintf(
+            out, "time %.1f s: %.0f %% waiting for cameras, %.0f %% hand-over, %.0f %% compositing, %.0f %% encoding\n",
+            elapsed, share(mRun.wait.elapsed, elapsed), share(mRun.handOver.elapsed, elapsed),
+            share(mCompose.elapsed, elapsed), share(mEncode.elapsed, elapsed));
+        // While a stage runs, an encoder's threads may, too: what is said of the stages is no less than what they took.
+        const double processors = ProcessorSeconds(RUSAGE_SELF) + ProcessorSeconds(RUSAGE_CHILDREN);
+        const double handOver = cameras.handOverSeconds + mRun.handOver.processor;
+        std::fprintf(
+            out,
+            "processors %.1f s: %.0f %% decoding, %.0f %% scaling, at most %.1f %% hand-over and %.1f %% compositing\n",
+            processors, share(cameras.decodeSeconds, processors), share(cameras.scaleSeconds, processors),
+            share(handOver, processors), share(mCompose.processor, processors));
+    }
+
+    SharingGuard mSharing;
+    LibraryGuard mLibrary;
+    MonitorRun mRun;
+    MonitorArguments mArguments;
+    std::uint64_t mSelected;
+    VF::MultiCamRenderParams mParams;
+    FrameRange mRange;
+    std::optional<AVRational> mRate;
+    std::vector<std::unique_ptr<MonitorCamera>> mCameras;
+    int mOpen = 0;
+    bool mMoving = false;
+    std::int64_t mComposites = 0;
+    std::uint64_t mMostBytes = 0;
+    StageTime mTotal;
+    StageTime mCompose;
+    StageTime mEncode;
+};
+
+} // namespace
+
+void AddMonitorCommand(CLI::App& app) {
+    const auto arguments = std::make_shared<MonitorArguments>();
+    CLI::App* command =
+        app.add_subcommand("monitor", "Show up to four clips side by side, each decoded by a process of its own");
+    command->add_option("FILES", arguments->files, "clips or stills, one for each cell")->required()->expected(1, 4);
+    command
+        ->add_option("-o,--output", arguments->output,
+                     "file to write (.mp4, .y4m, .png ...), a folder for stills, or - for Y4M on the output")
+        ->required();
+    command->add_option("--selected", arguments->selected, "camera with the border, from 1; 0 for none")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 4));
+    command->add_flag("--large", arguments->large, "show the selected camera large beside the others");
+    command->add_flag("--yellow", arguments->yellow, "a yellow border, not a red one");
+    command->add_option("--size", arguments->size, "WxH of the composites")->capture_default_str();
+    command->add_option("--rate", arguments->rate, "composites a second; the first camera's without it");
+    command->add_option("--frames", arguments->frames, "A:B, composites A up to but not including B, from 0");
+    command->callback([arguments] {
+        std::signal(SIGPIPE, SIG_IGN); // a camera or a reader that has gone is noticed where it matters
+        av_log_set_level(AV_LOG_QUIET);
+        Monitor(*arguments).Run();
+    });
+}
+
+} // namespace tool
