@@ -14,7 +14,7 @@ namespace converterbench {
 class AllProcessors;
 
 struct Speed {
-    double hot = 1e9, cold = 1e9; ///< milliseconds, the best of all turns
+    double hot = 1e9, cold = 1e9; ///< milliseconds; the best of all turns, and what a quarter of them took at most
 };
 
 struct Result {
