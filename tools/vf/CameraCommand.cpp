@@ -54,9 +54,9 @@ public:
         for (std::int64_t index = 0; std::cin >> index;) {
             Provide(index);
         }
-        mTotals.decodeSeconds = mDecode.processor;
         mTotals.scaleSeconds = mScale.processor;
         mTotals.handOverSeconds = mHandOver.processor;
+        mTotals.decodeSeconds = ProcessorSeconds() - mTotals.scaleSeconds - mTotals.handOverSeconds;
         const auto statistics = framebroker::GetClientStatistics();
         mTotals.blocksMade = statistics.blocksMade;
         mTotals.blocksRecycled = statistics.blocksRecycled;
@@ -68,7 +68,7 @@ private:
     void Provide(std::int64_t index) {
         const Guid id = FrameGuid(mName, index);
         try {
-            const AVFrame* picture = PictureAt(index);
+            const AVFrame* picture = mTimeline.At(index);
             if (!picture) {
                 framebroker::PutBinaryDataGenerationError(id, kCameraEnded);
                 return;
@@ -83,11 +83,6 @@ private:
             framebroker::PutBinaryDataGenerationError(id, kFrameFailed);
             mReports.Damage("frame " + std::to_string(index) + " is not shown: " + failure.what());
         }
-    }
-
-    const AVFrame* PictureAt(std::int64_t index) {
-        const StageTimer timer(mDecode);
-        return mTimeline.At(index);
     }
 
     Frame Scaled(const AVFrame& picture) {
@@ -126,7 +121,6 @@ private:
     ClipTimeline mTimeline;
     Frame mFrame;
     std::int64_t mFrameNumber = 0;
-    StageTime mDecode;
     StageTime mScale;
     StageTime mHandOver;
     CameraTotals mTotals;

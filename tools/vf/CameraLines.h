@@ -25,8 +25,8 @@ struct CameraClip {
 };
 
 struct CameraTotals {
-    double decodeSeconds = 0; ///< of all processors, as those below
-    double scaleSeconds = 0;
+    double decodeSeconds = 0; ///< of all processors: what the two below leave of the process
+    double scaleSeconds = 0;  ///< at most, a decoder's threads run meanwhile; so the next one
     double handOverSeconds = 0;
     std::uint64_t published = 0;
     std::uint64_t blocksMade = 0;

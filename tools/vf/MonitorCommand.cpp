@@ -8,8 +8,6 @@
 #include "Text.h"
 #include "Y4mWriter.h"
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <cmath>
 #include <csignal>
@@ -46,15 +44,6 @@ std::unique_ptr<PictureWriter> MakeMonitorWriter(const std::string& path, const 
         return std::make_unique<Y4mWriter>(kStandardOutput, settings);
     }
     return MakeWriter(IsFolder(path) ? (std::filesystem::path(path) / "%05d.png").string() : path, settings);
-}
-
-double ProcessorSeconds(int who) {
-    rusage usage{};
-    getrusage(who, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
 class Monitor {
@@ -245,14 +234,15 @@ private:
             out, "time %.1f s: %.0f %% waiting for cameras, %.0f %% hand-over, %.0f %% compositing, %.0f %% encoding\n",
             elapsed, share(mRun.wait.elapsed, elapsed), share(mRun.handOver.elapsed, elapsed),
             share(mCompose.elapsed, elapsed), share(mEncode.elapsed, elapsed));
-        // While a stage runs, an encoder's threads may, too: what is said of the stages is no less than what they took.
-        const double processors = ProcessorSeconds(RUSAGE_SELF) + ProcessorSeconds(RUSAGE_CHILDREN);
+        // While a stage runs, a codec's threads may, too, and are counted with it.
         const double handOver = cameras.handOverSeconds + mRun.handOver.processor;
-        std::fprintf(
-            out,
-            "processors %.1f s: %.0f %% decoding, %.0f %% scaling, at most %.1f %% hand-over and %.1f %% compositing\n",
-            processors, share(cameras.decodeSeconds, processors), share(cameras.scaleSeconds, processors),
-            share(handOver, processors), share(mCompose.processor, processors));
+        const double encode = ProcessorSeconds() - mRun.handOver.processor - mCompose.processor;
+        const double sum = cameras.decodeSeconds + cameras.scaleSeconds + handOver + mCompose.processor + encode;
+        std::fprintf(out,
+                     "processors %.1f s: %.0f %% decoding, %.0f %% scaling, at most %.1f %% hand-over and %.1f %% "
+                     "compositing, %.0f %% encoding\n",
+                     sum, share(cameras.decodeSeconds, sum), share(cameras.scaleSeconds, sum), share(handOver, sum),
+                     share(mCompose.processor, sum), share(encode, sum));
     }
 
     SharingGuard mSharing;

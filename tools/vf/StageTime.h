@@ -11,6 +11,13 @@ struct StageTime {
     double processor = 0; ///< seconds of this process on all processors; of its other threads, too, while they run
 };
 
+/// Seconds of this process on all processors since it started.
+inline double ProcessorSeconds() {
+    timespec processor{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &processor);
+    return static_cast<double>(processor.tv_sec) + static_cast<double>(processor.tv_nsec) * 1e-9;
+}
+
 /// Adds its lifetime to a stage.
 class StageTimer {
 public:
@@ -26,9 +33,7 @@ public:
 private:
     static StageTime Now() {
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now().time_since_epoch();
-        timespec processor{};
-        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &processor);
-        return {elapsed.count(), static_cast<double>(processor.tv_sec) + static_cast<double>(processor.tv_nsec) * 1e-9};
+        return {elapsed.count(), ProcessorSeconds()};
     }
 
     StageTime& mStage;
