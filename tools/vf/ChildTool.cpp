@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -20,7 +21,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr const char* kThisProgram = "/proc/self/exe";
+constexpr const char* kThisProgram = "/proc/self/exe"; // a link, whose own name would become the process's
 constexpr milliseconds kLookInterval{5};
 
 // Closes both ends unless they are taken over.
@@ -46,6 +47,7 @@ struct Pipe {
 } // namespace
 
 ChildTool::ChildTool(const std::vector<std::string>& arguments) {
+    const std::string program = std::filesystem::read_symlink(kThisProgram).string();
     Pipe input;
     Pipe output;
     std::vector<std::string> words{"vf"};
@@ -64,7 +66,7 @@ ChildTool::ChildTool(const std::vector<std::string>& arguments) {
     posix_spawnattr_t attributes{};
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-    const int error = posix_spawn(&mProcess, kThisProgram, &files, &attributes, pointers.data(), environ);
+    const int error = posix_spawn(&mProcess, program.c_str(), &files, &attributes, pointers.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);
     if (error != 0) {

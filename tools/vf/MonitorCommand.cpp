@@ -34,8 +34,8 @@ struct MonitorArguments {
 };
 
 bool IsFolder(const std::string& path) {
-    const std::filesystem::path output(path);
-    return std::filesystem::is_directory(output) || !output.has_extension();
+    std::error_code ignored;
+    return std::filesystem::is_directory(path, ignored) || !std::filesystem::path(path).has_extension();
 }
 
 // "-" is Y4M on the standard output, a folder takes numbered stills.
@@ -100,8 +100,8 @@ public:
             camera->End();
         }
         if (mComposites == 0) {
-            throw Failure(ExitCode::Usage, mRun.interruption.Requested() ? "interrupted before the first composite"
-                                                                         : "--frames: the cameras have fewer frames");
+            ThrowIfInterrupted();
+            throw Failure(ExitCode::Usage, "--frames: the cameras have fewer frames");
         }
         PrintSummary(*writer);
     }
@@ -123,12 +123,19 @@ private:
             mMoving = mMoving || camera->Moves();
         }
         if (mOpen == 0) {
+            ThrowIfInterrupted();
             const int status = mCameras.front()->End().value_or(0);
             throw Failure(status != 0 ? static_cast<ExitCode>(status) : ExitCode::InputBroken,
                           "no camera has a picture");
         }
         if (!mMoving && mArguments.frames.empty()) {
             mRange.end = mRange.first + 1; // stills alone
+        }
+    }
+
+    void ThrowIfInterrupted() const {
+        if (mRun.interruption.Requested()) {
+            throw Failure(ExitCode::NotShared, "interrupted before the first composite");
         }
     }
 
@@ -175,11 +182,11 @@ private:
         }
         frames.resize(4); // cells without a camera are black
         WriteComposite(frames, number, writer);
+        CountBytes();
         frames.clear();
         for (const auto& camera : mCameras) {
             camera->Release(number + 1, *mRate);
         }
-        CountBytes();
         return true;
     }
 
