@@ -212,10 +212,10 @@ private:
     void PrintSummary(const PictureWriter& writer) const {
         std::FILE* const out = mArguments.output == "-" ? stderr : stdout;
         const std::string target = mArguments.output == "-" ? "standard output (y4m)" : writer.Description();
-        std::fprintf(out, "%s: %s, %.1f composites/s, %llu of %llu frames were in the cache, %s at most%s\n",
+        std::fprintf(out, "%s: %s, %.1f composites/s, %s of %s frames were in the cache, %s at most%s\n",
                      target.c_str(), Plural(static_cast<std::uint64_t>(mComposites), "composite").c_str(),
-                     static_cast<double>(mComposites) / mTotal.elapsed, static_cast<unsigned long long>(mRun.hits),
-                     static_cast<unsigned long long>(mRun.hits + mRun.misses), BytesText(mMostBytes).c_str(),
+                     static_cast<double>(mComposites) / mTotal.elapsed, std::to_string(mRun.hits).c_str(),
+                     std::to_string(mRun.hits + mRun.misses).c_str(), BytesText(mMostBytes).c_str(),
                      mRun.reports.DamageText().c_str());
         CameraTotals cameras;
         for (const auto& camera : mCameras) {
@@ -229,12 +229,10 @@ private:
             }
         }
         const auto statistics = framebroker::GetClientStatistics();
-        std::fprintf(
-            out, "broker: %s published, %llu of %llu blocks recycled; %llu opened, %llu without mapping anew\n",
-            Plural(cameras.published, "frame").c_str(), static_cast<unsigned long long>(cameras.blocksRecycled),
-            static_cast<unsigned long long>(cameras.blocksMade),
-            static_cast<unsigned long long>(statistics.blocksOpened),
-            static_cast<unsigned long long>(statistics.mappingsReused));
+        std::fprintf(out, "broker: %s published, %s of %s blocks recycled; %s opened, %s without mapping anew\n",
+                     Plural(cameras.published, "frame").c_str(), std::to_string(cameras.blocksRecycled).c_str(),
+                     std::to_string(cameras.blocksMade).c_str(), std::to_string(statistics.blocksOpened).c_str(),
+                     std::to_string(statistics.mappingsReused).c_str());
         const auto share = [](double part, double whole) { return whole > 0 ? 100 * part / whole : 0; };
         const double elapsed = mTotal.elapsed;
         std::fprintf(
