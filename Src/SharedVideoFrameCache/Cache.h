@@ -32,7 +32,7 @@ public:
     /// Flushes go to flushHandler, which must outlive the cache.
     explicit Cache(RK::Details::MediaMapTemplateCache& flushHandler);
     /// Takes entries and held bytes back from the media manager. The one function without the lock.
-    ~Cache();
+    virtual ~Cache();
     Cache(const Cache&) = delete;
     Cache& operator=(const Cache&) = delete;
 
