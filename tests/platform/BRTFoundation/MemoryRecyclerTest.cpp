@@ -105,7 +105,8 @@ TEST_F(MemoryRecyclerTest, ReturnedBuffersServeTheSameSizeAgainWithoutPageFaults
             static_cast<volatile char*>(buffer.data)[size - 1] = 2;
             mRecycler.RecycleBuffer(buffer);
         }
-        EXPECT_EQ(pageFaults(), faultsBefore);
+        // Fresh memory would fault every time; the system may take a page away on its own account now and then.
+        EXPECT_LT(pageFaults() - faultsBefore, 10);
         EXPECT_EQ(mRecycler.GetStatistics().hits, before.hits + 10);
         EXPECT_EQ(mRecycler.GetStatistics().misses, before.misses);
         EXPECT_EQ(mRecycler.GetStatistics().bytesRecycled, before.bytesRecycled + 10 * size);
