@@ -58,8 +58,9 @@ std::unique_ptr<Origin> RecordOrigin() noexcept {
     std::array<void*, Origin::kMostCalls + 8> calls{};
     const int found = backtrace(calls.data(), static_cast<int>(calls.size()));
     const auto end = calls.begin() + std::max(found, 0);
-    const void* const own = ModuleOf(&sRecording);
-    const auto first = std::find_if(calls.begin(), end, [own](const void* call) { return ModuleOf(call) != own; });
+    // A sanitizer's backtrace adds calls of its own in front of this library's.
+    const auto isOwn = [own = ModuleOf(&sRecording)](const void* call) { return ModuleOf(call) == own; };
+    const auto first = std::find_if_not(std::find_if(calls.begin(), end, isOwn), end, isOwn);
     origin->count = std::min(static_cast<std::size_t>(end - first), Origin::kMostCalls);
     std::copy_n(first, origin->count, origin->returnAddresses.begin());
     return origin;
