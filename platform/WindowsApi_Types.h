@@ -7,7 +7,16 @@
 #include <windows.h>
 #else
 
+#include "SymbolVisibility.h"
+
+#include <stddef.h>
 #include <stdint.h>
+
+#if defined(WindowsApi_EXPORTS)
+#define WINDOWSAPI_API VF_SYMBOL_EXPORT
+#else
+#define WINDOWSAPI_API VF_SYMBOL_IMPORT
+#endif
 
 typedef uint8_t BYTE;
 typedef uint16_t WORD;
@@ -15,6 +24,9 @@ typedef uint32_t DWORD;
 typedef int32_t LONG;
 typedef uint32_t UINT;
 typedef int32_t BOOL;
+typedef size_t SIZE_T;
+typedef void* LPVOID;
+typedef const void* LPCVOID;
 typedef uint32_t COLORREF; /* 0x00BBGGRR */
 
 #define FALSE 0
