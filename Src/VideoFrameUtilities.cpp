@@ -19,7 +19,6 @@ namespace Details {
 
 // The pixmap library has no process-wide state today; what it gains starts and stops here.
 void MakeBaseSuiteCurrent() {}
-void ReportAndReleaseLentPixmaps() {}
 
 } // namespace Details
 
