@@ -1,0 +1,53 @@
+#include "CudaContext.h"
+
+#include "FillKernelText.h"
+
+namespace DK::Details {
+
+boost::shared_ptr<CudaContext> CudaContext::Make(const DriverLibrary& driver, CUdevice device, CUresult& outResult) {
+    boost::shared_ptr<CudaContext> context(new CudaContext(driver, device));
+    outResult = context->Open();
+    if (outResult != 0) {
+        context.reset();
+    }
+    return context;
+}
+
+CUresult CudaContext::Open() noexcept {
+    if (const CUresult result = mDriver.cuDevicePrimaryCtxRetain(&mContext, mDevice); result != 0) {
+        mContext = nullptr;
+        return result;
+    }
+    const Current current(*this);
+    return current.Result() == 0 ? mDriver.cuStreamCreate(&mStream, CU_STREAM_DEFAULT) : current.Result();
+}
+
+// Errors are of no use to anybody any more.
+CudaContext::~CudaContext() {
+    if (mContext == nullptr) {
+        return;
+    }
+    {
+        const Current current(*this);
+        if (mModule != nullptr) {
+            mDriver.cuModuleUnload(mModule);
+        }
+        if (mStream != nullptr) {
+            mDriver.cuStreamDestroy(mStream);
+        }
+    }
+    mDriver.cuDevicePrimaryCtxRelease(mDevice);
+}
+
+CUresult CudaContext::FindFillKernel(std::size_t unitBytes, CUfunction& outFunction) noexcept {
+    const std::lock_guard lock(mModuleMutex);
+    if (mModule == nullptr) {
+        if (const CUresult result = mDriver.cuModuleLoadData(&mModule, kFillKernelText); result != 0) {
+            mModule = nullptr;
+            return result;
+        }
+    }
+    return mDriver.cuModuleGetFunction(&outFunction, mModule, unitBytes == 16 ? "FillUnits16" : "FillUnits8");
+}
+
+} // namespace DK::Details
