@@ -58,6 +58,33 @@ bool LiesInBlock(const PixelRows& rows, const BlockExtent& block) noexcept {
     return rows.height <= 0 || rows.usedRowBytes == 0 || LiesInBlock(rows.data, ReachOf(rows), block);
 }
 
+PixelRows RowsInBlock(const PixelRows& rows, const BlockExtent& block) noexcept {
+    PixelRows none = rows;
+    none.height = 0;
+    if (rows.height <= 0 || rows.usedRowBytes == 0 || rows.usedRowBytes > block.sizeInBytes) {
+        return none;
+    }
+    // A plug-in may have stored any address, so all distances wrap and are compared as what they are modulo 2^64.
+    const std::int64_t stride = rows.rowBytes;
+    const auto step = static_cast<std::uint64_t>(std::abs(stride));
+    const auto height = static_cast<std::uint64_t>(rows.height);
+    const std::uintptr_t lowest = reinterpret_cast<std::uintptr_t>(rows.data) - (stride < 0 ? step * (height - 1) : 0);
+    const auto start = reinterpret_cast<std::uintptr_t>(block.start);
+    const std::uint64_t room = block.sizeInBytes - rows.usedRowBytes;
+    const std::uint64_t before = lowest < start ? start - lowest : 0;
+    const std::uint64_t skipped = step == 0 ? 0 : (before + step - 1) / step;
+    const std::uint64_t offset = lowest + skipped * step - start;
+    if (skipped >= height || (step == 0 && before != 0) || offset > room) {
+        return none;
+    }
+    // A single row needs no stride, which may be one that only fits with its sign.
+    const bool strideFits = step <= static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max());
+    const std::uint64_t fitting = step == 0 ? height : strideFits ? (room - offset) / step + 1 : 1;
+    return {reinterpret_cast<const void*>(lowest + skipped * step), // NOLINT(performance-no-int-to-ptr)
+            static_cast<std::int32_t>(step), static_cast<std::int32_t>(std::min(height - skipped, fitting)),
+            rows.usedRowBytes};
+}
+
 bool LiesInFrame(const PixelImage& image, const BRT::InterfaceRef<RK::IVideoFrame>& frame) {
     const auto block = BRT::QueryInterface<IFrameBlock>(frame);
     return !block || LiesInBlock(image, block->GetBlockExtent());

@@ -73,4 +73,7 @@ BlockExtent RowsExtent(const BRT::InterfaceRef<RK::IVideoFrame>& frame);
 /// Whether every byte of the rows lies in the extent.
 bool LiesInBlock(const PixelRows& rows, const BlockExtent& extent) noexcept;
 
+/// Those of the rows that lie in the extent with every byte, lowest address first; height 0 for none.
+PixelRows RowsInBlock(const PixelRows& rows, const BlockExtent& extent) noexcept;
+
 } // namespace VF::Details

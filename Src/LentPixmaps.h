@@ -26,6 +26,9 @@ public:
     bool Contain(const PixelRows& rows) const noexcept { return !mBlock || LiesInBlock(rows, *mBlock); }
     bool Contain(const PixelImage& image) const noexcept { return !mBlock || LiesInBlock(image, *mBlock); }
 
+    /// Those of the rows that lie in the block, lowest address first: a field's record may reach a row beyond it.
+    PixelRows Contained(const PixelRows& rows) const noexcept { return mBlock ? RowsInBlock(rows, *mBlock) : rows; }
+
     /// The frame; empty for a raw block and for handles with nothing behind them.
     const BRT::InterfaceRef<RK::IVideoFrame>& Frame() const noexcept { return mFrame; }
 
