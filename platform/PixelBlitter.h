@@ -98,14 +98,16 @@ PIXELBLITTER_API int PB_Convert(const void* source, int sourceRowBytes, PB_Pixel
                                 int destinationRowBytes, PB_PixelFormat destinationFormat, int width, int height,
                                 int quality) noexcept;
 
-/// Converts and scales a whole source picture onto a whole destination picture. Filters by quality: 0 to 2 box or
-/// bilinear, 3 bicubic, 4 and more Lanczos with 3 lobes. Field types as zynmediatypes::FieldType: 0 progressive; 1:
-/// field 0 holds the picture's top line; 2: the line below it; 3 and unknown values take the other side's type,
-/// progressive when both are unset. Between sides of different sizes fields are scaled apart, each line from the place
-/// where it lies in the picture: of two interlaced sides field 0 onto field 0 and field 1 onto field 1; a progressive
-/// source fills both fields; a progressive destination shows field 0 of its source, the first in time. A picture of one
-/// line counts as progressive. Sides of equal size convert line by line without resampling, whatever their field types.
-/// Pictures are filtered in the model and encoding of the source, premultiplied where both sides have alpha.
+/// Converts and scales a whole source picture onto a whole destination picture. Filters by quality: 0 and 1 box, 2
+/// bilinear, 3 bicubic, 4 and more Lanczos with 3 lobes; all of which widen with the ratio when a picture shrinks.
+/// Bilinear means the box where a picture is halved: where each direction is halved exactly or does not shrink. Field
+/// types as zynmediatypes::FieldType: 0 progressive; 1: field 0 holds the picture's top line; 2: the line below it; 3
+/// and unknown values take the other side's type, progressive when both are unset. Between sides of different sizes
+/// fields are scaled apart, each line from the place where it lies in the picture: of two interlaced sides field 0 onto
+/// field 0 and field 1 onto field 1; a progressive source fills both fields; a progressive destination shows field 0 of
+/// its source, the first in time. A picture of one line counts as progressive. Sides of equal size convert line by line
+/// without resampling, whatever their field types. Pictures are filtered in the model and encoding of the source,
+/// premultiplied where both sides have alpha.
 PIXELBLITTER_API int PB_ScaleConvert(const void* source, int sourceRowBytes, int sourceWidth, int sourceHeight,
                                      PB_PixelFormat sourceFormat, int sourceFieldType, void* destination,
                                      int destinationRowBytes, int destinationWidth, int destinationHeight,
@@ -178,10 +180,10 @@ struct PB_Plan {
                               ///< light or association of alpha in one pass), "integers" (exact on codes), "fused"
                               ///< (8-bit and 10-bit codes in one pass),
                               ///< "float tiles"; "scale" (through floats), "scale integers" (8-bit pixels
-                              ///< of four components) and "scale 2:1" (those by the box or the triangle), followed by
+                              ///< of four components) and "scale 2:1" (those by the box), followed by
                               ///< " fields", " the first field" or " into fields" where there are any.
                               ///< With DV preceded by "DV decode, ", followed by ", DV encode", or both
-    std::string filter;       ///< "none", "box", "bilinear", "bicubic", "lanczos3"
+    std::string filter;       ///< "none", "box", "bilinear", "bicubic", "lanczos3": the one that is used
     int bands = 1;            ///< parts that may run on different threads
     std::uint64_t temporaryBytes = 0; ///< memory beside source and destination, when these do not overlap; of DV's
                                       ///< codec its frame and its planes

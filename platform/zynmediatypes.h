@@ -37,7 +37,7 @@ enum FieldType : std::int32_t {
 };
 inline constexpr FieldType kFieldType_OfSource = static_cast<FieldType>(-1);
 
-/// How much care a conversion takes, from fastest to best. Filters for scaling: 0 to 2 box or bilinear, 3 bicubic, 4
+/// How much care a conversion takes, from fastest to best. Filters for scaling: 0 and 1 box, 2 bilinear, 3 bicubic, 4
 /// and 5 Lanczos with 3 lobes.
 enum RenderQuality : std::int32_t {
     kRenderQuality_Lowest = 0,

@@ -203,7 +203,7 @@ ResampleRequest RequestFor(const Pass& pass, const SourcePicture& source, const 
     ResampleRequest request;
     request.horizontal = WholeAxis(source.width, destination.width);
     request.vertical = LinesAxis(source.height, pass.source.lines, destination.height, pass.destination.lines);
-    request.filter = FilterForQuality(quality);
+    request.filter = FilterForQuality(quality, request.horizontal.step, request.vertical.step);
     return request;
 }
 
@@ -224,6 +224,7 @@ public:
                  int quality) noexcept {
         ResampleRequest request = RequestFor(pass, source, destination, quality);
         mPass = pass;
+        mFilter = request.filter;
         mWidth = source.width;
         mRows = request.vertical.destinationSize;
         const bool samePixels = SamePixels(source.format, destination.format);
@@ -253,6 +254,7 @@ public:
     }
 
     const char* Name() const noexcept { return mName; }
+    Filter FilterInUse() const noexcept { return mFilter; }
     int Workers() const noexcept { return mWorkers; }
     std::uint64_t TemporaryBytes() const noexcept {
         return (mPixels ? mPixels->TemporaryBytes() : 0) +
@@ -329,6 +331,7 @@ private:
 
     const char* mName = "scale";
     Pass mPass;
+    Filter mFilter = Filter::Box;
     int mWidth = 0; ///< of the source
     int mRows = 0;
     int mWorkers = 1;
@@ -396,7 +399,6 @@ void OutlineScale(const SourcePicture& source, const DestinationPicture& destina
         plan.result = kPB_UnsupportedFormat;
         return;
     }
-    plan.filter = FilterName(FilterForQuality(quality));
     plan.temporaryBytes = RowWriter::StoreBytes(destination, destination.height);
     const Passes passes = PassesOf(fields, source.height, destination.height);
     for (int i = 0; i < passes.count; ++i) {
@@ -406,6 +408,7 @@ void OutlineScale(const SourcePicture& source, const DestinationPicture& destina
             return;
         }
         plan.path = prepared.Name();
+        plan.filter = FilterName(prepared.FilterInUse());
         plan.bands = std::max(plan.bands, prepared.Workers());
         plan.temporaryBytes += prepared.TemporaryBytes();
     }

@@ -23,11 +23,13 @@ double Keys(double x) noexcept {
 
 } // namespace
 
-Filter FilterForQuality(int quality) noexcept {
+Filter FilterForQuality(int quality, double horizontalStep, double verticalStep) noexcept {
     if (quality <= 1)
         return Filter::Box;
-    if (quality == 2)
-        return Filter::Bilinear;
+    if (quality == 2) {
+        const auto [least, most] = std::minmax(horizontalStep, verticalStep);
+        return most == 2 && (least == 2 || least <= 1) ? Filter::Box : Filter::Bilinear;
+    }
     if (quality == 3)
         return Filter::Bicubic;
     return Filter::Lanczos3;

@@ -13,9 +13,17 @@ enum class Filter {
     Lanczos3, ///< sinc windowed by the central lobe of a sinc three times as wide, radius 3
 };
 
-/// The filter for a quality of the converter: 0, 1 and below Box, 2 Bilinear, 3 Bicubic, 4 and above Lanczos3.
+/// The filter for a quality of the converter: 0, 1 and below Box, 2 Bilinear, 3 Bicubic, 4 and above Lanczos3. The
+/// steps are source samples per destination sample in the two directions.
+///
+/// Instead of Bilinear it is Box where a picture is halved: where one step is exactly 2 and the other is, too, or is at
+/// most 1. Halfway between two samples bilinear interpolation is their average, which is the box; and where a direction
+/// does not shrink the two filters are the same. Both directions have one filter, so a picture that is halved in one
+/// and shrinks by any other ratio in the other is Bilinear in both. By 3, 4 and more the triangle stays: it keeps out
+/// what the box of so many samples lets alias.
+///
 /// This is the only place that decides it.
-Filter FilterForQuality(int quality) noexcept;
+Filter FilterForQuality(int quality, double horizontalStep, double verticalStep) noexcept;
 
 /// "box", "bilinear", "bicubic" or "lanczos3".
 const char* FilterName(Filter filter) noexcept;

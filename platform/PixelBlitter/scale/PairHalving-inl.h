@@ -21,11 +21,8 @@ HWY_INLINE Words WordPairs(std::int16_t even, std::int16_t odd) {
     return hn::BitCast(ds, hn::Set(du, bits));
 }
 
-// A pixel of the destination is made of one pair of pixels, four bytes in every row, and of the pairs beside it.
-template <bool triangle>
+// A pixel of the destination is made of one pair of pixels, four bytes in both rows, and of the pair behind it.
 struct PairHalvingOp {
-    static constexpr int kRows = triangle ? 4 : 2;
-
     const std::uint8_t* const* rows;
     std::uint8_t* destination;
     std::size_t pixels;
@@ -46,36 +43,22 @@ struct PairHalvingOp {
 
     static HWY_INLINE std::size_t Step() { return LaneCount(); }
     HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const {
-        FetchVectors<1>(rows[kRows - 2] + 4 * i, ahead);
-        FetchVectors<1>(rows[kRows - 1] + 4 * i, ahead);
+        FetchVectors<1>(rows[0] + 4 * i, ahead);
+        FetchVectors<1>(rows[1] + 4 * i, ahead);
     }
     template <class Stores>
     HWY_INLINE void Run(std::size_t i) const {
         Stores::Store(Pixels(rows, 4 * i), destination + 4 * i);
     }
     HWY_INLINE void Rest(std::size_t i, std::size_t count) const {
-        alignas(64) std::uint8_t rest[kRows][4 * kMaxLanes + 8] = {};
-        const std::uint8_t* from[kRows];
-        for (int row = 0; row < kRows; ++row) {
-            // Beyond the ends the row continues as its mirror image.
+        alignas(64) std::uint8_t rest[2][4 * kMaxLanes + 4] = {};
+        const std::uint8_t* from[2];
+        for (int row = 0; row < 2; ++row) {
+            // Beyond its end the row repeats its last chroma.
             const std::uint8_t* const bytes = rows[row] + 4 * i;
-            std::memcpy(rest[row] + 4, bytes, 4 * count);
-            const auto mirror = [&](const std::uint8_t* pair, std::uint8_t* to) {
-                const std::size_t first = lumaFirst ? 0 : 1;
-                std::memcpy(to, pair, 4);
-                std::swap(to[first], to[first + 2]);
-            };
-            if (i == 0) {
-                mirror(bytes, rest[row]);
-            } else {
-                std::memcpy(rest[row], bytes - 4, 4);
-            }
-            if (i + count == pixels) {
-                mirror(bytes + 4 * count - 4, rest[row] + 4 * count + 4);
-            } else {
-                std::memcpy(rest[row] + 4 * count + 4, bytes + 4 * count, 4);
-            }
-            from[row] = rest[row] + 4;
+            std::memcpy(rest[row], bytes, 4 * count);
+            std::memcpy(rest[row] + 4 * count, i + count == pixels ? bytes + 4 * count - 4 : bytes + 4 * count, 4);
+            from[row] = rest[row];
         }
         alignas(64) std::uint8_t out[4 * kMaxLanes];
         hn::Store(Pixels(from, 0), dbytes, out);
@@ -92,38 +75,19 @@ private:
         const auto load = [&](int row) HWY_ATTR { return hn::BitCast(dw, hn::LoadU(dbytes, from[row] + at)); };
         const auto even = [&](hn::Vec<DW> v) HWY_ATTR { return hn::And(v, mask); };
         const auto odd = [](hn::Vec<DW> v) HWY_ATTR { return hn::ShiftRight<8>(v); };
-        const auto inner0 = load(triangle ? 1 : 0), inner1 = load(triangle ? 2 : 1);
-        auto evens = hn::Add(even(inner0), even(inner1));
-        auto odds = hn::Add(odd(inner0), odd(inner1));
-        if constexpr (triangle) {
-            const auto outer0 = load(0), outer1 = load(3);
-            evens = hn::Add(hn::Add(hn::Add(evens, evens), evens), hn::Add(even(outer0), even(outer1)));
-            odds = hn::Add(hn::Add(hn::Add(odds, odds), odds), hn::Add(odd(outer0), odd(outer1)));
-        }
-        const Words first = hn::BitCast(ds, evens), second = hn::BitCast(ds, odds);
+        const auto upper = load(0), lower = load(1);
+        const Words first = hn::BitCast(ds, hn::Add(even(upper), even(lower)));
+        const Words second = hn::BitCast(ds, hn::Add(odd(upper), odd(lower)));
         return lumaFirst ? Columns{first, second} : Columns{second, first};
     }
 
     HWY_INLINE Bytes Pixels(const std::uint8_t* const* from, std::size_t at) const {
         const Columns here = SumColumns(from, at);
         const Columns behind = SumColumns(from, at + 4);
-        Words y, uv;
-        if constexpr (triangle) {
-            // Luma (1 3 3 1) / 8, and for chroma (1 10 5) / 16, the same after interpolation.
-            const std::uint8_t* before[kRows];
-            for (int row = 0; row < kRows; ++row) {
-                before[row] = from[row] - 4;
-            }
-            const Columns ahead = SumColumns(before, at);
-            const Words outer = hn::OddEven(ahead.luma, behind.luma);
-            y = hn::ShiftLeft<1>(hn::Add(hn::Add(hn::Add(here.luma, here.luma), here.luma), outer));
-            const Words five = hn::Add(behind.chroma, hn::Add(here.chroma, here.chroma));
-            uv = hn::Add(ahead.chroma, hn::Add(hn::ShiftLeft<2>(five), five));
-        } else {
-            // Chroma (3 1) / 4.
-            y = hn::ShiftLeft<5>(here.luma);
-            uv = hn::ShiftLeft<4>(hn::Add(hn::Add(hn::Add(here.chroma, here.chroma), here.chroma), behind.chroma));
-        }
+        // Chroma (3 1) / 4.
+        const Words y = hn::ShiftLeft<5>(here.luma);
+        const Words uv =
+            hn::ShiftLeft<4>(hn::Add(hn::Add(hn::Add(here.chroma, here.chroma), here.chroma), behind.chroma));
         constexpr int kShift = kMatrixBits + kMatrixFraction;
         const auto component = [&](int i) HWY_ATTR {
             return hn::ShiftRight<kShift>(
@@ -135,15 +99,11 @@ private:
     }
 };
 
-template <bool triangle>
-void HalvePairs(const std::uint8_t* const* rows, std::uint8_t* destination, std::size_t pixels,
-                const PairMatrix& matrix, const Transfer& transfer) noexcept {
-    const PairHalvingOp<triangle> op(rows, destination, pixels, matrix);
-    op.Rest(0, 1);
-    if (pixels > 1) {
-        RunSteps(op, 1, pixels - 1, destination, 4, transfer);
-        op.Rest(pixels - 1, 1);
-    }
+void HalvePairsByBox(const std::uint8_t* const rows[2], std::uint8_t* destination, std::size_t pixels,
+                     const PairMatrix& matrix, const Transfer& transfer) noexcept {
+    const PairHalvingOp op(rows, destination, pixels, matrix);
+    RunSteps(op, 0, pixels - 1, destination, 4, transfer);
+    op.Rest(pixels - 1, 1);
 }
 
 } // namespace

@@ -51,17 +51,11 @@ struct PixelKernels {
     /// The same weighted by alpha, between straight formats.
     void (*halveStraightByBox)(const std::uint8_t* const rows[2], std::uint8_t* destination, std::size_t pixels,
                                const PixelOrder& order, const Transfer& transfer) noexcept;
-    /// Weights (1 3 3 1) / 8 in both directions; the row's ends repeat. sums: room for twice as many pixels of four
-    /// words, one more before, and kRowSlackBytes.
-    void (*halveByTriangle)(const std::uint8_t* const rows[4], std::int16_t* sums, std::uint8_t* destination,
-                            std::size_t pixels, const PixelOrder& order, const Transfer& transfer) noexcept;
 
-    /// A row of pixels out of two or four rows of pairs, each of which makes one pixel. Chroma is filtered as if it had
-    /// been interpolated to full width first.
+    /// A row of pixels out of two rows of pairs, each of which makes one pixel. Chroma is filtered as if it had been
+    /// interpolated to full width first.
     void (*halvePairsByBox)(const std::uint8_t* const rows[2], std::uint8_t* destination, std::size_t pixels,
                             const PairMatrix& matrix, const Transfer& transfer) noexcept;
-    void (*halvePairsByTriangle)(const std::uint8_t* const rows[4], std::uint8_t* destination, std::size_t pixels,
-                                 const PairMatrix& matrix, const Transfer& transfer) noexcept;
 
     // Any sizes. Rows of words have four for each pixel, kRowSlackBytes behind the last one, and are aligned to 64.
     /// Fetches what lies so many bytes ahead.

@@ -18,9 +18,7 @@ const PixelKernels* PixelTableOfTarget() {
     static constexpr PixelKernels table{
         .halveByBox = HalveByBox,
         .halveStraightByBox = HalveStraightByBox,
-        .halveByTriangle = HalveByTriangle,
-        .halvePairsByBox = HalvePairs<false>,
-        .halvePairsByTriangle = HalvePairs<true>,
+        .halvePairsByBox = HalvePairsByBox,
         .widen = Widen,
         .sumBytesToWords = SumBytesToWords,
         .sumBytesToBytes = SumToBytes<std::uint8_t>,

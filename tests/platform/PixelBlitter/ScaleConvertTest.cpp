@@ -35,6 +35,7 @@ TEST(Plan, NamesThePath) {
     EXPECT_EQ(path(0x4, 0x805, 32), "scale"); // another model
     EXPECT_EQ(PB_PlanScaleConvert(64, 64, 0xC, 0, 32, 32, 0x1004, 0, 2).path, "scale 2:1");
     EXPECT_EQ(PB_PlanScaleConvert(64, 64, 0xC, 1, 32, 32, 0x1004, 1, 2).path, "scale integers fields");
+    EXPECT_EQ(PB_PlanScaleConvert(64, 64, 0xC, 1, 32, 32, 0x1004, 0, 2).filter, "box"); // one field: half its width
     EXPECT_EQ(path(0x4, 0x4, 0), "nothing");
     const PB_Plan plan = PB_PlanScaleConvert(64, 64, 0x4, 1, 32, 32, 0x811, 1, 4);
     EXPECT_EQ(plan.filter, "lanczos3");

@@ -36,6 +36,7 @@ struct Case {
     int width, height, newWidth, newHeight;
     int quality;
     const char* path;
+    Filter filter;
 
     friend void PrintTo(const Case& c, std::ostream* out) {
         *out << std::hex << c.from.value << " to " << c.to.value << std::dec << " " << c.width << "x" << c.height
@@ -119,19 +120,19 @@ class PixelScaling : public testing::TestWithParam<Case> {};
 
 TEST_P(PixelScaling, IsWithinThreeQuartersOfACodeAndTheSameOnEveryProcessor) {
     const Case& c = GetParam();
-    EXPECT_EQ(
-        PB_PlanScaleConvert(c.width, c.height, c.from.value, 0, c.newWidth, c.newHeight, c.to.value, 0, c.quality).path,
-        c.path);
+    const PB_Plan plan =
+        PB_PlanScaleConvert(c.width, c.height, c.from.value, 0, c.newWidth, c.newHeight, c.to.value, 0, c.quality);
+    EXPECT_EQ(plan.path, c.path);
+    EXPECT_EQ(plan.filter, FilterName(c.filter));
     const Pixels source = Source(c);
     const Pixels result = Scaled(c, source);
 
-    const auto filter = static_cast<Filter>(std::max(c.quality - 1, 0));
     std::vector<std::vector<std::pair<int, double>>> across;
     across.reserve(static_cast<std::size_t>(c.newWidth));
     for (int x = 0; x < c.newWidth; ++x)
-        across.push_back(scaletest::ReferenceTaps(WholeAxis(c.width, c.newWidth), filter, x));
+        across.push_back(scaletest::ReferenceTaps(WholeAxis(c.width, c.newWidth), c.filter, x));
     for (int y = 0; y < c.newHeight; ++y) {
-        const auto down = scaletest::ReferenceTaps(WholeAxis(c.height, c.newHeight), filter, y);
+        const auto down = scaletest::ReferenceTaps(WholeAxis(c.height, c.newHeight), c.filter, y);
         for (int x = 0; x < c.newWidth; ++x) {
             double wanted[4];
             Expect(c, source, across[static_cast<std::size_t>(x)], down, wanted);
@@ -151,7 +152,7 @@ TEST_P(PixelScaling, IsWithinThreeQuartersOfACodeAndTheSameOnEveryProcessor) {
     const bool straight = c.from.alpha == Alpha::Straight && c.to.alpha == Alpha::Straight;
     const bool alphaMatters =
         c.from.alpha != Alpha::None && c.to.alpha != Alpha::None && (straight || c.from.alpha != c.to.alpha);
-    const bool floats = path == "scale" || (alphaMatters && !(straight && path == "scale 2:1" && c.quality == 1));
+    const bool floats = path == "scale" || (alphaMatters && !(straight && path == "scale 2:1"));
     for (const std::int64_t target : {HWY_EMU128, HWY_SSSE3, HWY_AVX2, HWY_AVX3}) {
         if ((targets & target) == 0 || floats)
             continue;
@@ -170,9 +171,15 @@ std::vector<Case> Cases() {
                                    {kBGRX, kARGB},
                                    {kARGB, kBGRX},
                                    {kBGRA, kBGRP}})
-        for (const int quality : {1, 2})
-            for (const auto& [width, height] : {std::pair{1, 1}, {37, 20}, {16, 3}, {65, 6}})
-                cases.push_back({from, to, 2 * width, 2 * height, width, height, quality, "scale 2:1"});
+        for (const auto& [width, height] : {std::pair{1, 1}, {37, 20}, {16, 3}, {65, 6}})
+            cases.push_back({from, to, 2 * width, 2 * height, width, height, 1 + width % 2, "scale 2:1", Filter::Box});
+    // Bilinear halves by the box, beside a direction that does not shrink, too; other ratios make it a triangle.
+    for (const auto& [width, height, filter] : {std::tuple{30, 60, Filter::Box},
+                                                {90, 30, Filter::Box},
+                                                {30, 59, Filter::Bilinear},
+                                                {15, 30, Filter::Bilinear},
+                                                {20, 20, Filter::Bilinear}})
+        cases.push_back({kBGRX, kBGRX, 60, 60, width, height, 2, "scale integers", filter});
     // Up to 16 taps are done in integers.
     const auto taps = [](int quality, int size) {
         const double widening = std::max(1.0, 60.0 / size);
@@ -184,7 +191,8 @@ std::vector<Case> Cases() {
                  {std::pair{40, 30}, {61, 45}, {120, 90}, {133, 21}, {60, 90}, {95, 60}, {1, 1}, {17, 60}})
                 cases.push_back(
                     {from, to, 60, 60, width, height, quality,
-                     std::max(taps(quality, width), taps(quality, height)) <= 16 ? "scale integers" : "scale"});
+                     std::max(taps(quality, width), taps(quality, height)) <= 16 ? "scale integers" : "scale",
+                     static_cast<Filter>(std::max(quality - 1, 0))});
     return cases;
 }
 INSTANTIATE_TEST_SUITE_P(Pixels, PixelScaling, testing::ValuesIn(Cases()));
@@ -193,47 +201,44 @@ TEST(PairScaling, HalvesFilteredChromaWithOneRounding) {
     const std::int64_t targets = hwy::SupportedTargets();
     for (const auto& [pairs, full, to] :
          {std::tuple{0x811, 0x805, 0x4}, {0x811, 0x805, 0x805}, {0x1A11, 0xA05, 0x100C}, {0xA11, 0xA05, 0x8}}) {
-        for (const int quality : {1, 2}) {
-            for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {37, 5}, {64, 3}}) {
-                const reference::Format from(pairs), between(full), format(to);
-                std::vector<std::uint8_t> source(static_cast<std::size_t>(8 * width * height));
-                std::minstd_rand random(static_cast<unsigned>(width));
-                std::generate(source.begin(), source.end(), [&] { return static_cast<std::uint8_t>(random() >> 9); });
-                const auto codes = reference::Convert(
-                    from, between, reference::ReadCodes(from, source.data(), 4 * width, 2 * width, 2 * height));
-                reference::Picture filtered;
-                const auto filter = quality == 1 ? Filter::Box : Filter::Bilinear;
-                for (int c = 0; c < 4; ++c) {
-                    filtered.plane[c] = reference::Plane(width, height);
+        for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {37, 5}, {64, 3}}) {
+            const reference::Format from(pairs), between(full), format(to);
+            std::vector<std::uint8_t> source(static_cast<std::size_t>(8 * width * height));
+            std::minstd_rand random(static_cast<unsigned>(width));
+            std::generate(source.begin(), source.end(), [&] { return static_cast<std::uint8_t>(random() >> 9); });
+            const auto codes = reference::Convert(
+                from, between, reference::ReadCodes(from, source.data(), 4 * width, 2 * width, 2 * height));
+            reference::Picture filtered;
+            for (int c = 0; c < 4; ++c) {
+                filtered.plane[c] = reference::Plane(width, height);
+                for (int y = 0; y < height; ++y)
+                    for (int x = 0; x < width; ++x)
+                        for (const auto& [row, rowWeight] :
+                             scaletest::ReferenceTaps(WholeAxis(2 * height, height), Filter::Box, y))
+                            for (const auto& [column, weight] :
+                                 scaletest::ReferenceTaps(WholeAxis(2 * width, width), Filter::Box, x))
+                                filtered.plane[c].At(x, y) += rowWeight * weight * codes.plane[c].At(column, row);
+            }
+            const auto wanted = reference::Convert(between, format, filtered);
+            EXPECT_EQ(PB_PlanScaleConvert(2 * width, 2 * height, pairs, 0, width, height, to, 0, 1 + width % 2).path,
+                      "scale 2:1");
+            for (const std::int64_t target : {HWY_EMU128, HWY_SSSE3, HWY_AVX2, HWY_AVX3}) {
+                if ((targets & target) == 0)
+                    continue;
+                hwy::GetChosenTarget().Update(target);
+                std::vector<std::uint8_t> result(static_cast<std::size_t>(4 * width * height));
+                ASSERT_EQ(PB_ScaleConvert(source.data(), 4 * width, 2 * width, 2 * height, pairs, 0, result.data(),
+                                          4 * width, width, height, to, 0, 1 + width % 2),
+                          0);
+                const auto got = reference::ReadCodes(format, result.data(), 4 * width, width, height);
+                for (int c = 0; c < 4; ++c)
                     for (int y = 0; y < height; ++y)
                         for (int x = 0; x < width; ++x)
-                            for (const auto& [row, rowWeight] :
-                                 scaletest::ReferenceTaps(WholeAxis(2 * height, height), filter, y))
-                                for (const auto& [column, weight] :
-                                     scaletest::ReferenceTaps(WholeAxis(2 * width, width), filter, x))
-                                    filtered.plane[c].At(x, y) += rowWeight * weight * codes.plane[c].At(column, row);
-                }
-                const auto wanted = reference::Convert(between, format, filtered);
-                EXPECT_EQ(PB_PlanScaleConvert(2 * width, 2 * height, pairs, 0, width, height, to, 0, quality).path,
-                          "scale 2:1");
-                for (const std::int64_t target : {HWY_EMU128, HWY_SSSE3, HWY_AVX2, HWY_AVX3}) {
-                    if ((targets & target) == 0)
-                        continue;
-                    hwy::GetChosenTarget().Update(target);
-                    std::vector<std::uint8_t> result(static_cast<std::size_t>(4 * width * height));
-                    ASSERT_EQ(PB_ScaleConvert(source.data(), 4 * width, 2 * width, 2 * height, pairs, 0, result.data(),
-                                              4 * width, width, height, to, 0, quality),
-                              0);
-                    const auto got = reference::ReadCodes(format, result.data(), 4 * width, width, height);
-                    for (int c = 0; c < 4; ++c)
-                        for (int y = 0; y < height; ++y)
-                            for (int x = 0; x < width; ++x)
-                                ASSERT_NEAR(got.plane[c].At(x, y), wanted.plane[c].At(x, y), 0.55)
-                                    << std::hex << pairs << " " << to << std::dec << " quality " << quality << " at "
-                                    << x << "," << y << " " << c << " of " << width << "x" << height << " " << target;
-                }
-                hwy::GetChosenTarget().Update(targets);
+                            ASSERT_NEAR(got.plane[c].At(x, y), wanted.plane[c].At(x, y), 0.55)
+                                << std::hex << pairs << " " << to << std::dec << " at " << x << "," << y << " " << c
+                                << " of " << width << "x" << height << " " << target;
             }
+            hwy::GetChosenTarget().Update(targets);
         }
     }
 }
@@ -241,7 +246,7 @@ TEST(PairScaling, HalvesFilteredChromaWithOneRounding) {
 TEST(PixelScaling, DoesNotDependOnTheThreads) {
     // Opaque and transparent parts that begin anywhere: what is made in integers must not depend on who makes it.
     for (const int quality : {1, 2, 3}) {
-        const Case whole{kBGRA, kBGRA, 1200, 900, 1001, 1300, quality, ""};
+        const Case whole{kBGRA, kBGRA, 1200, 900, 1001, 1300, quality, "", {}};
         const Pixels source = Source(whole);
         const Pixels result = Scaled(whole, source);
         for (int i = 0; i < 5; ++i)
