@@ -49,8 +49,8 @@ VF_API TPixHand NewTPixFromVideoFrame(BRT::InterfaceRef<RK::IVideoFrame> inVideo
 /// was not set yet, has its field 1; and h - h / 2 lines from that of field 0 for others. In pictures of odd height
 /// that is stored row 1, so the last of these lines lies behind the picture: it must not be touched.
 ///
-/// pixelAspectRatio holds numerator and denominator as they are. A null rectangle is reported and gives null, an
-/// inverted one null. A size for which no frame can exist throws BRT::NullInterfaceException after a report.
+/// pixelAspectRatio holds numerator and denominator as they are. A null rectangle is reported and gives null; an
+/// inverted one, or one that is too large for memory, gives null.
 VF_API TPixHand NewTPixWithVideoFrame(RECT* inBounds, zynmediatypes::PixelFormat inPixelFormat, bool inAsField,
                                       int inWhichField, const zynmediatypes::PixelAspectRatio& inPixelAspectRatio,
                                       int inA, int inB, int inC);

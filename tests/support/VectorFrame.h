@@ -54,6 +54,8 @@ public:
             *out = static_cast<VF::IVideoFrameMemoryAccess*>(this);
         } else if (rows && id == VF::IVideoFrame2DPixelMemoryAccess::kInterfaceID) {
             *out = static_cast<VF::IVideoFrame2DPixelMemoryAccess*>(this);
+        } else if (id == RK::IVideoFrame::kInterfaceID || id == BRT::BRTUnknown::kInterfaceID) {
+            *out = static_cast<RK::IVideoFrame*>(this);
         } else {
             return VF::kResult_NoSuchInterface;
         }
