@@ -316,7 +316,7 @@ TEST_F(SharedVideoFrameCacheTest, LabelsItsLockAndReleasesFramesAfterIt) {
         EXPECT_EQ(foreign.References(), 0U);
     }
     EXPECT_EQ(labels, (std::set<std::string>{"", "VideoFrame Cache::AddDependency", "VideoFrame Cache::Insert",
-                                             "VideoFrame Cache::Retrieve"}));
+                                             "VideoFrame Cache::RemoveDependency", "VideoFrame Cache::Retrieve"}));
 }
 
 TEST_F(SharedVideoFrameCacheTest, RefusesWhatItCannotKeep) {
