@@ -173,6 +173,65 @@ PIXELBLITTER_API int PB_CopyAndSetAlpha(const void* source, int sourceRowBytes, 
                                         int destinationRowBytes, PB_PixelFormat format, int width, int height,
                                         float alpha) noexcept;
 
+/// Takes pixels from a where a bit of the mask is set and from b where it is not. Bits run from the most significant of
+/// a byte to the least; that of the first pixel of the first row is bit startBit of the first byte, and each further
+/// row begins maskRowBytes, which may be negative, after the one before. Rows of the mask belong to rows of the
+/// pictures in the order in which these are addressed. a and b are converted where their formats are not the
+/// destination's; every format with rows will do, others answer kPB_UnsupportedFormat. Two pixels that share chroma and
+/// come from both pictures get the mean of both. quality chooses nothing.
+///
+/// destination may be a or b, or have its rows between theirs; where it overlaps a source in any other way that source
+/// is copied first, and kPB_OutOfMemory is possible, as it is for conversions. The mask must not overlap it.
+/// kPB_BadArgument without a mask, for a negative startBit and for mask rows that are shorter than the picture's.
+PIXELBLITTER_API int PB_OneBitMaskComposite(const void* a, int aRowBytes, PB_PixelFormat aFormat, const void* b,
+                                            int bRowBytes, PB_PixelFormat bFormat, const void* mask, int maskRowBytes,
+                                            int startBit, void* destination, int destinationRowBytes,
+                                            PB_PixelFormat destinationFormat, int width, int height,
+                                            int quality) noexcept;
+
+/// Composites a picture over opaque black: colours are multiplied by alpha, where the format has straight alpha, and by
+/// weight, which is the picture's opacity from 0 to 1 (values outside are taken as the nearer end, NaN as 0), in the
+/// format's own encoding and towards its own black; alpha becomes opaque. Pictures without alpha are opaque before.
+/// Both formats must be the same one of four components, else kPB_UnsupportedFormat. quality chooses nothing. The
+/// destination may be the source; otherwise overlapping rows are copied first.
+PIXELBLITTER_API int PB_CompositeToBlack(const void* source, int sourceRowBytes, PB_PixelFormat sourceFormat,
+                                         void* destination, int destinationRowBytes, PB_PixelFormat destinationFormat,
+                                         int width, int height, float weight, int quality) noexcept;
+
+/// A place in a picture, in pixels: the pixel in column c of row r covers c to c + 1 and r to r + 1. Rows count in the
+/// order of memory, so those of row formats run upwards.
+struct PB_Corner {
+    double x;
+    double y;
+};
+
+/// A whole number of pixels.
+struct PB_Point {
+    int x;
+    int y;
+};
+
+/// Projects a quadrilateral of a picture onto one of another: corner i comes from corner i, straight lines stay
+/// straight. Corners run around each quadrilateral in either direction, so pictures can be mirrored. Pixels of the
+/// destination whose centres lie in its quadrilateral are sampled bilinearly; the rest of it stays as it is, and so do
+/// pixels that would come from outside the source. Along the source's edges its outermost pixels continue. Of two
+/// quadrilaterals that share an edge each pixel along it belongs to one. Weights have 14 bits, which keeps codes within
+/// 0.52 of the exact sample. Straight alpha weighs the colours towards destinations that have alpha.
+///
+/// The source has 8-bit pixels of four components; the destination any format with rows. Otherwise the answer is
+/// kPB_UnsupportedFormat. An origin is where the first pixel's outer corner lies in the coordinates of the corners.
+/// Quadrilaterals that are not convex, have no area or corners in a line answer kPB_UnsupportedGeometry, as do pictures
+/// of more than 2^24 columns or rows; corners farther away than that, or no numbers, kPB_BadArgument. Of the settings
+/// there is one each: opacity 255, bilinear 1, clipped 1, and 0, 0, 1, 0 at the end; others are kPB_BadArgument, too.
+/// Where destination and source overlap the source is copied first. Large pictures are divided among threads.
+PIXELBLITTER_API int PB_WarpAffineQuad(int sourceWidth, int sourceHeight, const void* source, int sourceRowBytes,
+                                       PB_Point sourceOrigin, const PB_Corner sourceCorners[4], void* destination,
+                                       int destinationRowBytes, PB_Point destinationOrigin,
+                                       const PB_Corner destinationCorners[4], PB_Point destinationSize,
+                                       PB_PixelFormat sourceFormat, int opacity, int bilinear, int clipped,
+                                       PB_PixelFormat destinationFormat, int setting0, int setting1, int setting2,
+                                       int setting3) noexcept;
+
 /// How a PB_ScaleConvert with these arguments would be done.
 struct PB_Plan {
     int result = kPB_Success; ///< what the call would answer; the rest is meaningful only for success

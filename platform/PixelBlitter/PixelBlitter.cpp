@@ -1,10 +1,13 @@
 #include "PixelBlitter.h"
 
 #include "Alpha.h"
+#include "CompositeToBlack.h"
 #include "Convert.h"
+#include "MaskComposite.h"
 #include "MemoryRegime.h"
 #include "Mix.h"
 #include "Scale.h"
+#include "Warp.h"
 #include "dv/CoderPool.h"
 #include "dv/DvConversion.h"
 #include "dv/DvFill.h"
@@ -247,6 +250,56 @@ int PB_CopyAndSetAlpha(const void* source, int sourceRowBytes, void* destination
     const PictureArguments from{source, sourceRowBytes, width, height, format};
     return IsEmpty(from) ? kPB_Success
                          : SetAlpha(from, {destination, destinationRowBytes, width, height, format}, alpha);
+}
+
+int PB_OneBitMaskComposite(const void* a, int aRowBytes, PB_PixelFormat aFormat, const void* b, int bRowBytes,
+                           PB_PixelFormat bFormat, const void* mask, int maskRowBytes, int startBit, void* destination,
+                           int destinationRowBytes, PB_PixelFormat destinationFormat, int width, int height,
+                           int /*quality*/) noexcept {
+    const PictureArguments to{destination, destinationRowBytes, width, height, destinationFormat};
+    return IsEmpty(to)
+               ? kPB_Success
+               : CompositeThroughMask({a, aRowBytes, width, height, aFormat}, {b, bRowBytes, width, height, bFormat},
+                                      {mask, maskRowBytes, startBit}, to);
+}
+
+int PB_CompositeToBlack(const void* source, int sourceRowBytes, PB_PixelFormat sourceFormat, void* destination,
+                        int destinationRowBytes, PB_PixelFormat destinationFormat, int width, int height, float weight,
+                        int /*quality*/) noexcept {
+    const PictureArguments from{source, sourceRowBytes, width, height, sourceFormat};
+    const PictureArguments to{destination, destinationRowBytes, width, height, destinationFormat};
+    if (IsEmpty(to)) {
+        return kPB_Success;
+    }
+    return sourceFormat == destinationFormat ? CompositeToBlack(from, to, weight) : kPB_UnsupportedFormat;
+}
+
+int PB_WarpAffineQuad(int sourceWidth, int sourceHeight, const void* source, int sourceRowBytes, PB_Point sourceOrigin,
+                      const PB_Corner sourceCorners[4], void* destination, int destinationRowBytes,
+                      PB_Point destinationOrigin, const PB_Corner destinationCorners[4], PB_Point destinationSize,
+                      PB_PixelFormat sourceFormat, int opacity, int bilinear, int clipped,
+                      PB_PixelFormat destinationFormat, int setting0, int setting1, int setting2,
+                      int setting3) noexcept {
+    const PictureArguments from{source, sourceRowBytes, sourceWidth, sourceHeight, sourceFormat};
+    const PictureArguments to{destination, destinationRowBytes, destinationSize.x, destinationSize.y,
+                              destinationFormat};
+    if (IsEmpty(from) || IsEmpty(to)) {
+        return kPB_Success;
+    }
+    const bool known = opacity == 255 && bilinear == 1 && clipped == 1 && setting0 == 0 && setting1 == 0 &&
+                       setting2 == 1 && setting3 == 0;
+    if (!known || sourceCorners == nullptr || destinationCorners == nullptr) {
+        return kPB_BadArgument;
+    }
+    const auto inPicture = [](const PB_Corner corners[4], PB_Point origin) {
+        Quad quad;
+        for (std::size_t i = 0; i < quad.size(); ++i) {
+            quad[i] = {corners[i].x - origin.x, corners[i].y - origin.y};
+        }
+        return quad;
+    };
+    return WarpPicture(from, inPicture(sourceCorners, sourceOrigin), to,
+                       inPicture(destinationCorners, destinationOrigin));
 }
 
 PB_Plan PB_PlanScaleConvert(int sourceWidth, int sourceHeight, PB_PixelFormat sourceFormat, int sourceFieldType,

@@ -22,6 +22,8 @@ extern const FusedKernels kFusedKernels;
 extern const DepthKernels kDepthKernels;
 extern const GroupKernels kGroupKernels;
 extern const MixKernels kMixKernels;
+extern const MaskKernels kMaskKernels;
+extern const WarpKernels kWarpKernels;
 
 const Kernels* TableOfTarget() {
     static constexpr Kernels table{
@@ -58,6 +60,8 @@ const Kernels* TableOfTarget() {
         .depth = kDepthKernels,
         .groups = kGroupKernels,
         .mix = kMixKernels,
+        .masks = kMaskKernels,
+        .warp = kWarpKernels,
     };
     return &table;
 }

@@ -12,7 +12,9 @@
 #include "DepthKernels.h"
 #include "FusedKernels.h"
 #include "GroupKernels.h"
+#include "MaskKernels.h"
 #include "MixKernels.h"
+#include "WarpKernels.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -112,6 +114,8 @@ struct Kernels {
     const DepthKernels& depth;  ///< whole conversions between element types
     const GroupKernels& groups; ///< whole conversions of 10-bit 4:2:2
     const MixKernels& mix;      ///< mixes of two pictures, alpha alone
+    const MaskKernels& masks;   ///< one picture out of two
+    const WarpKernels& warp;    ///< one picture projected onto another
 };
 
 /// The table for this machine, chosen anew at every call from the targets that the CPU has.

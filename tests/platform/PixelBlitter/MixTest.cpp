@@ -1,10 +1,10 @@
 // Mixes of two pictures and replaced alpha, against the definitions in double precision: every format, on every
 // processor, wherever the destination lies.
 
+#include "EveryTarget.h"
 #include "TestPicture.h"
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <cmath>
 #include <functional>
@@ -99,18 +99,6 @@ std::vector<Layouts> LayoutsOf(int h) {
             {"bytes moved", {0, 1}, {h, 1}, {0, 1, 16}},
             {"bytes moved back", {h, 1}, {0, 1, 16}, {0, 1}},
             {"other stride", {0, 1}, {0, 2}, {h / 2, 2}}};
-}
-
-template <class Work>
-void OnEveryTarget(const Work& work) {
-    const std::int64_t targets = hwy::SupportedTargets();
-    for (const std::int64_t target : {HWY_EMU128, HWY_SSSE3, HWY_AVX2, HWY_AVX3}) {
-        if (target == HWY_EMU128 || (targets & target) != 0) {
-            hwy::GetChosenTarget().Update(target);
-            work();
-        }
-    }
-    hwy::GetChosenTarget().Update(targets);
 }
 
 // Whether a code is the exact value, rounded.

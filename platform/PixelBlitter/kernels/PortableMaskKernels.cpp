@@ -1,0 +1,3 @@
+#include "PortableTarget.h"
+
+#include "MaskTable-inl.h"

@@ -1,0 +1,3 @@
+#include "PortableTarget.h"
+
+#include "WarpTable-inl.h"

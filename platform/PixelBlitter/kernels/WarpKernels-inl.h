@@ -1,0 +1,263 @@
+// Bilinear samples along lines through a picture.
+#if defined(PIXELBLITTER_WARP_KERNELS_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef PIXELBLITTER_WARP_KERNELS_INL_H
+#undef PIXELBLITTER_WARP_KERNELS_INL_H
+#else
+#define PIXELBLITTER_WARP_KERNELS_INL_H
+#endif
+
+#include "PairSums-inl.h"
+#include "WarpKernels.h"
+
+#include <cmath>
+
+HWY_BEFORE_NAMESPACE();
+namespace PixelBlitter {
+namespace HWY_NAMESPACE {
+namespace {
+
+constexpr std::size_t kWarpRun = 256; // pixels at once, so that what belongs to them stays in the first-level cache
+constexpr int kWarpBits = 14;         // of weights
+static_assert(kWarpRun % kWarpBlock == 0 && kWarpBlock >= kMaxLanes);
+
+// Samples of a run. Weights are those of the nearer column or row in the lower word, of the farther one in the upper.
+struct WarpRun {
+    alignas(64) std::int32_t column[kWarpRun + kMaxLanes];
+    alignas(64) std::int32_t row[kWarpRun + kMaxLanes];
+    alignas(64) std::uint32_t across[kWarpRun + kMaxLanes];
+    alignas(64) std::uint32_t down[kWarpRun + kMaxLanes];
+    alignas(64) std::uint32_t nearPixels[2 * (kWarpRun + kMaxLanes)]; ///< two neighbours of the nearer row
+    alignas(64) std::uint32_t farPixels[2 * (kWarpRun + kMaxLanes)];
+};
+
+// One coordinate of a block: base + fraction + step * n / (1 + shrink * n) for its n-th pixel.
+struct WarpAxis {
+    std::int32_t base;
+    float fraction;
+    float step;
+    float lowest; ///< of the picture, from the base
+    float highest;
+
+    WarpAxis(double at, double slope, int last) {
+        // Pixels that count lie in the picture. For the others any number will do that is one.
+        const double whole = std::floor(std::min(std::max(at, -2.0), 2.0 * kLargestWarpSide));
+        base = static_cast<std::int32_t>(whole);
+        fraction = static_cast<float>(at - whole);
+        step = static_cast<float>(slope);
+        lowest = static_cast<float>(-base);
+        highest = static_cast<float>(last - base);
+    }
+
+    HWY_INLINE void Sample(VF steps, std::int32_t* index, std::uint32_t* weights) const {
+        const VF place = hn::Add(hn::Mul(steps, hn::Set(df, step)), hn::Set(df, fraction));
+        const VF inside = hn::Min(hn::Max(place, hn::Set(df, lowest)), hn::Set(df, highest));
+        // On the last column the nearer one is that before it, where there is one.
+        const VF nearer = hn::Max(hn::Min(hn::Floor(inside), hn::Set(df, highest - 1)), hn::Set(df, lowest));
+        const VF scaled =
+            hn::Add(hn::Mul(hn::Sub(inside, nearer), hn::Set(df, float{1 << kWarpBits})), hn::Set(df, 0.5F));
+        const auto far = hn::BitCast(du, hn::ConvertTo(di, scaled));
+        hn::StoreU(hn::Add(hn::ConvertTo(di, nearer), hn::Set(di, base)), di, index);
+        hn::StoreU(hn::Or(hn::Sub(hn::Set(du, 1U << kWarpBits), far), hn::ShiftLeft<16>(far)), du, weights);
+    }
+};
+
+template <bool projective>
+HWY_INLINE void FindPlaces(const WarpSource& source, const WarpLine& line, int first, std::size_t pixels,
+                           WarpRun& run) {
+    for (std::size_t i = 0; i < pixels; i += kWarpBlock) {
+        const double at = static_cast<double>(first) + static_cast<double>(i);
+        const double depth = projective ? 1 / (line.w[0] + line.w[1] * at) : 1 / line.w[0];
+        const double x = (line.x[0] + line.x[1] * at) * depth;
+        const double y = (line.y[0] + line.y[1] * at) * depth;
+        const WarpAxis columns(x, (projective ? line.x[1] - x * line.w[1] : line.x[1]) * depth, source.lastColumn);
+        const WarpAxis rows(y, (projective ? line.y[1] - y * line.w[1] : line.y[1]) * depth, source.lastRow);
+        const VF shrink = hn::Set(df, static_cast<float>(line.w[1] * depth));
+        for (std::size_t lane = 0; lane < kWarpBlock; lane += LaneCount()) {
+            VF steps = hn::Iota(df, static_cast<float>(lane));
+            if constexpr (projective) {
+                steps = hn::Div(steps, hn::Add(hn::Mul(steps, shrink), hn::Set(df, 1.0F)));
+            }
+            columns.Sample(steps, run.column + i + lane, run.across + i + lane);
+            rows.Sample(steps, run.row + i + lane, run.down + i + lane);
+        }
+    }
+}
+
+// Fetches the four pixels around each place. Returns the bits that are set in all of them.
+template <bool oneColumn>
+HWY_INLINE std::uint64_t FetchSamples(const WarpSource& source, std::size_t pixels, WarpRun& run) {
+    const std::ptrdiff_t toFarRow = source.lastRow > 0 ? source.stride : 0;
+    std::uint64_t common = ~std::uint64_t{0};
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const std::uint8_t* const at = source.base + run.row[i] * source.stride + std::ptrdiff_t{4} * run.column[i];
+        std::uint64_t nearPixels = 0, farPixels = 0;
+        constexpr std::size_t kBytes = oneColumn ? 4 : 8;
+        std::memcpy(&nearPixels, at, kBytes);
+        std::memcpy(&farPixels, at + toFarRow, kBytes);
+        if constexpr (oneColumn) {
+            nearPixels |= nearPixels << 32;
+            farPixels |= farPixels << 32;
+        }
+        std::memcpy(run.nearPixels + 2 * i, &nearPixels, sizeof nearPixels);
+        std::memcpy(run.farPixels + 2 * i, &farPixels, sizeof farPixels);
+        common &= nearPixels & farPixels;
+    }
+    return common;
+}
+
+// Sums of neighbours, two pixels out of every block of 16 bytes, in words with 7 bits behind the point.
+class AcrossSums {
+public:
+    AcrossSums() : mOrder(hn::LoadDup128(dbytes, kOrder)) {}
+
+    // pairs: as many pixel pairs as fit a vector. The first pixels of blocks, then the second ones.
+    HWY_INLINE void operator()(const std::uint32_t* pairs, Words firstWeights, Words secondWeights, Dwords& first,
+                               Dwords& second) const {
+        const auto bytes = hn::LoadU(dbytes, reinterpret_cast<const std::uint8_t*>(pairs));
+        const auto ordered = hn::TableLookupBytes(bytes, mOrder);
+        const auto zero = hn::Zero(dbytes);
+        first = Sum(hn::BitCast(ds, hn::InterleaveLower(dbytes, ordered, zero)), firstWeights);
+        second = Sum(hn::BitCast(ds, hn::InterleaveUpper(dbytes, ordered, zero)), secondWeights);
+    }
+
+private:
+    static HWY_INLINE Dwords Sum(Words pixels, Words weights) {
+        constexpr int kDropped = kWarpBits - 7;
+        const auto half = hn::Set(di, 1 << (kDropped - 1));
+        return hn::ShiftRight<kDropped>(hn::Add(MulAddPairs(pixels, weights), half));
+    }
+    // The same component of both neighbours together.
+    alignas(16) static constexpr std::uint8_t kOrder[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
+    Bytes mOrder;
+};
+
+class BilinearPixels {
+public:
+    BilinearPixels() {
+        alignas(64) std::int32_t lanes[2][kMaxLanes];
+        for (std::size_t i = 0; i < kMaxLanes; ++i) {
+            lanes[0][i] = static_cast<std::int32_t>(i / 4 * 2);
+            lanes[1][i] = static_cast<std::int32_t>(i / 4 * 2 + 1);
+        }
+        std::memcpy(mLanes, lanes, sizeof lanes);
+    }
+
+    // One vector of pixels.
+    HWY_INLINE Bytes operator()(const WarpRun& run, std::size_t i) const {
+        const std::size_t half = LaneCount() / 2;
+        const Words low = Codes(run, i), high = Codes(run, i + half);
+        return Pieces::Gather(PackToBytes(low, high));
+    }
+
+private:
+    HWY_INLINE Words Codes(const WarpRun& run, std::size_t i) const {
+        const auto firsts = hn::SetTableIndices(du, mLanes[0]), seconds = hn::SetTableIndices(du, mLanes[1]);
+        const auto across = hn::LoadU(du, run.across + i), down = hn::LoadU(du, run.down + i);
+        const Words acrossOfFirst = hn::BitCast(ds, hn::TableLookupLanes(across, firsts));
+        const Words acrossOfSecond = hn::BitCast(ds, hn::TableLookupLanes(across, seconds));
+        Dwords nearFirst, nearSecond, farFirst, farSecond;
+        mAcross(run.nearPixels + 2 * i, acrossOfFirst, acrossOfSecond, nearFirst, nearSecond);
+        mAcross(run.farPixels + 2 * i, acrossOfFirst, acrossOfSecond, farFirst, farSecond);
+        return PackToWords(Sum(nearFirst, farFirst, hn::TableLookupLanes(down, firsts)),
+                           Sum(nearSecond, farSecond, hn::TableLookupLanes(down, seconds)));
+    }
+    static HWY_INLINE Dwords Sum(Dwords nearRow, Dwords farRow, hn::Vec<DU> weights) {
+        const auto both = hn::Or(nearRow, hn::ShiftLeft<16>(farRow));
+        const auto sum = MulAddPairs(hn::BitCast(ds, both), hn::BitCast(ds, weights));
+        constexpr int kDropped = kWarpBits + 7;
+        return hn::ShiftRight<kDropped>(hn::Add(sum, hn::Set(di, 1 << (kDropped - 1))));
+    }
+    AcrossSums mAcross;
+    alignas(64) std::int32_t mLanes[2][kMaxLanes]; // the weight of the first, and of the second pixel of each block
+};
+
+// Colours weighed by alpha, in floats; where nothing is visible, as if everything were.
+class WeighedPixels {
+public:
+    explicit WeighedPixels(int alpha) : mAlpha(alpha) {}
+
+    HWY_INLINE Bytes operator()(const WarpRun& run, std::size_t i) const {
+        hn::Vec<DU> pixels[4];
+        hn::LoadInterleaved2(du, run.nearPixels + 2 * i, pixels[0], pixels[1]);
+        hn::LoadInterleaved2(du, run.farPixels + 2 * i, pixels[2], pixels[3]);
+        const auto across = hn::LoadU(du, run.across + i), down = hn::LoadU(du, run.down + i);
+        VF weights[4], visible[4];
+        VF allVisible = hn::Zero(df);
+        for (int tap = 0; tap < 4; ++tap) {
+            weights[tap] = hn::Mul(WeightOf(across, tap % 2), WeightOf(down, tap / 2));
+            visible[tap] = hn::Mul(weights[tap], Component(pixels[tap], mAlpha));
+            allVisible = hn::Add(allVisible, visible[tap]);
+        }
+        const auto nothing = hn::Eq(allVisible, hn::Zero(df));
+        const VF divisor = hn::IfThenElse(nothing, hn::Set(df, 1.0F), allVisible);
+        auto result = hn::Zero(du);
+        for (int c = 0; c < 4; ++c) {
+            const VF plain = hn::Mul(Sum(weights, pixels, c), hn::Set(df, 0x1p-28F));
+            const VF weighed = hn::Div(Sum(visible, pixels, c), divisor);
+            const VF value = c == mAlpha ? plain : hn::IfThenElse(nothing, plain, weighed);
+            const auto code = hn::ConvertTo(di, hn::Add(value, hn::Set(df, 0.5F + 0x1p-16F)));
+            result = hn::Or(result, hn::ShiftLeftSame(hn::BitCast(du, code), 8 * c));
+        }
+        return hn::BitCast(dbytes, result);
+    }
+
+private:
+    static_assert(kWarpBits == 14);
+    static HWY_INLINE VF WeightOf(hn::Vec<DU> words, int upper) {
+        const auto word = upper != 0 ? hn::ShiftRight<16>(words) : hn::And(words, hn::Set(du, 0xFFFFU));
+        return hn::ConvertTo(df, hn::BitCast(di, word));
+    }
+    static HWY_INLINE VF Component(hn::Vec<DU> pixels, int byte) {
+        const auto code = hn::And(hn::ShiftRightSame(pixels, 8 * byte), hn::Set(du, 0xFFU));
+        return hn::ConvertTo(df, hn::BitCast(di, code));
+    }
+    static HWY_INLINE VF Sum(const VF* weights, const hn::Vec<DU>* pixels, int byte) {
+        VF sum = hn::Mul(weights[0], Component(pixels[0], byte));
+        for (int tap = 1; tap < 4; ++tap) {
+            sum = hn::Add(sum, hn::Mul(weights[tap], Component(pixels[tap], byte)));
+        }
+        return sum;
+    }
+    int mAlpha;
+};
+
+template <class Pixels>
+HWY_INLINE void StoreSamples(const Pixels& samples, const WarpRun& run, std::uint8_t* destination, std::size_t pixels) {
+    const std::size_t lanes = LaneCount();
+    std::size_t i = 0;
+    for (; i + lanes <= pixels; i += lanes) {
+        hn::StoreU(samples(run, i), dbytes, destination + 4 * i);
+    }
+    if (i < pixels) {
+        alignas(64) std::uint8_t rest[4 * kMaxLanes];
+        hn::Store(samples(run, i), dbytes, rest);
+        std::memcpy(destination + 4 * i, rest, 4 * std::min(pixels - i, lanes));
+    }
+}
+
+void SampleRow(const WarpSource& source, const WarpLine& line, int first, std::uint8_t* destination,
+               std::size_t pixels) noexcept {
+    WarpRun run;
+    std::memset(run.nearPixels, 0, sizeof run.nearPixels); // the last vector may take more than was fetched
+    std::memset(run.farPixels, 0, sizeof run.farPixels);
+    const std::uint64_t alpha = source.weighedAlpha < 0 ? 0 : std::uint64_t{0xFF000000FF} << (8 * source.weighedAlpha);
+    for (std::size_t done = 0; done < pixels; done += kWarpRun) {
+        const std::size_t count = std::min(kWarpRun, pixels - done);
+        const int column = first + static_cast<int>(done);
+        (line.w[1] != 0 ? FindPlaces<true> : FindPlaces<false>)(source, line, column, count, run);
+        const std::uint64_t common =
+            (source.lastColumn > 0 ? FetchSamples<false> : FetchSamples<true>)(source, count, run);
+        if ((common & alpha) == alpha) {
+            StoreSamples(BilinearPixels(), run, destination + 4 * done, count);
+        } else {
+            StoreSamples(WeighedPixels(source.weighedAlpha), run, destination + 4 * done, count);
+        }
+    }
+}
+
+} // namespace
+} // namespace HWY_NAMESPACE
+} // namespace PixelBlitter
+HWY_AFTER_NAMESPACE();
+
+#endif
