@@ -15,7 +15,7 @@
 namespace WindowsApi {
 
 /// The low four bits of a handle: its table. Addresses of memory blocks have none of them.
-enum class HandleKind : std::uintptr_t { Memory = 2, Graphics = 6 };
+enum class HandleKind : std::uintptr_t { Memory = 2, Graphics = 6, Module = 10, Resource = 14 };
 
 /// Owns the objects; the caller guards the table. Value is default constructible and moves without throwing.
 template <class Value, HandleKind kKind>
