@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DeviceVideoFrames.h"
 #include "SharedMemoryVideoFrame/CreateFrames.h"
 #include "TestFrames.h"
 
@@ -29,6 +30,7 @@ struct FrameKind {
     bool writable; ///< pixels and properties may be written, whatever the read-only flag says
     FrameRef (*make)(const Picture&, const Prepare&);
     bool view = false; ///< shows a part of another frame, from which it has most of its properties
+    bool device = false; ///< its block is the image, and its alpha type that of its format
 };
 
 inline FrameRef MakeRecycled(const Picture& picture, const Prepare& prepare) {
@@ -130,6 +132,29 @@ inline const FrameKind kViewKinds[] = {
     {"ViewOfAView", false, true, MakeView<MakeView<MakeWritableBlock>>, true},
     {"ViewOfAReceivedBlock", false, false, MakeView<MakeReceived>, true},
 };
+
+/// A frame in memory of the host device.
+template <decltype(&VF::CreateGPUVideoFrame) Create>
+FrameRef MakeOnDevice(const Picture& picture, const Prepare& prepare) {
+    FrameRef frame;
+    EXPECT_EQ(Create(frame, DK::GetHostDevice(), picture.format, picture.width, picture.height, {1, 1},
+                     zynmediatypes::kFieldType_NotSet),
+              0);
+    prepare(frame);
+    return frame;
+}
+
+inline const FrameKind kDeviceKinds[] = {
+    {"PinnedMemory", false, true, MakeOnDevice<VF::CreatePinnedMemoryVideoFrame>, false, true},
+    {"GPU", false, true, MakeOnDevice<VF::CreateGPUVideoFrame>, false, true},
+};
+
+/// The frame's access to memory or rows, whichever side it is for.
+template <class Access, class GPUAccess>
+BRT::InterfaceRef<Access> AccessOf(const FrameRef& frame) {
+    const auto own = BRT::QueryInterface<Access>(frame);
+    return own ? own : BRT::InterfaceRef<Access>(BRT::QueryInterface<GPUAccess>(frame).GetPtr());
+}
 
 inline std::vector<FrameKind> AllKinds() {
     std::vector<FrameKind> kinds(std::begin(kBlockKinds), std::end(kBlockKinds));

@@ -37,6 +37,8 @@ const ExitCase kExits[] = {
     {"convert @clip @/o.png --crop 0,0,721,9", 2, "reaches out"},
     {"convert @clip @/o.png --field 2", 2, "field"},
     {"convert @clip @/o.png --field 0 --deinterlace 1", 2, "excludes"},
+    {"convert @clip @/o.png --via-device 99", 2, "--via-device 99: no such device"},
+    {"convert @clip @/o.png --via-device gpu", 2, "no such device"},
     {"bounds @clip --frames 5000:", 2, "fewer pictures"},
     {"convert @/same.png @/same.png", 2, "is the input"},
     {"convert @/missing.mp4 @/o.png", 3, "No such file"},

@@ -25,6 +25,9 @@ void AddExplainCommand(CLI::App& app);
 /// `vf formats`: the table of pixel formats.
 void AddFormatsCommand(CLI::App& app);
 
+/// `vf devices`: devices that frames can live on.
+void AddDevicesCommand(CLI::App& app);
+
 /// `vf publish FILE`: shares the frames of a clip.
 void AddPublishCommand(CLI::App& app);
 

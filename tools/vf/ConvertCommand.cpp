@@ -1,5 +1,6 @@
 #include "ClipReader.h"
 #include "Commands.h"
+#include "DeviceRoundTrip.h"
 #include "ExitCodes.h"
 #include "FrameConverter.h"
 #include "FrameEdits.h"
@@ -29,6 +30,7 @@ struct ConvertArguments {
     int quality = zynmediatypes::kRenderQuality_High;
     std::string frames;
     std::string crop;
+    std::string device;
     FrameEdits edits;
 };
 
@@ -45,6 +47,9 @@ public:
         }
         if (!arguments.crop.empty()) {
             mArguments.edits.crop = ParseCrop(arguments.crop);
+        }
+        if (!arguments.device.empty()) {
+            mDevice = ParseDevice("--via-device", arguments.device);
         }
         if (TakesOnePicture(arguments.output)) {
             mRange.end = std::min(mRange.end, mRange.first + 1);
@@ -87,7 +92,11 @@ private:
         if (!mSize) { // pictures may change their size within a clip, files may not
             mSize = PictureSize{WidthOf(source), HeightOf(source)};
         }
-        return ConvertFrame(source, mFormat, mSize->width, mSize->height, mQuality);
+        const Frame converted = ConvertFrame(source, mFormat, mSize->width, mSize->height, mQuality);
+        if (mDevice) {
+            TakeThroughDevice(mDevice, converted);
+        }
+        return converted;
     }
 
     void RefuseToOverwriteInput() const {
@@ -107,6 +116,7 @@ private:
 
     ConvertArguments mArguments;
     LibraryGuard mLibrary;
+    boost::shared_ptr<DK::Device> mDevice;
     zynmediatypes::PixelFormat mFormat;
     zynmediatypes::RenderQuality mQuality;
     std::optional<PictureSize> mSize;
@@ -129,6 +139,8 @@ void AddConvertCommand(CLI::App& app) {
         ->capture_default_str()
         ->check(CLI::Range(0, 5));
     command->add_option("--frames", arguments->frames, "A:B, pictures A up to but not including B, from 0");
+    command->add_option("--via-device", arguments->device,
+                        "index of a device (see vf devices), or host: take each converted frame through its memory");
     CLI::Option* const deinterlace =
         command->add_option("--deinterlace", arguments->edits.keptField, "keep field 0 or 1 and rebuild the other");
     deinterlace->check(CLI::Range(0, 1));
