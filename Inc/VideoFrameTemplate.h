@@ -10,6 +10,11 @@
 
 #include <cstdint>
 
+#ifdef __clang__ // what Base need not declare virtual cannot be marked "override"
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Winconsistent-missing-override"
+#endif
+
 namespace VF {
 
 /// Derives from Base, which supplies the list of interfaces (RK::IVideoFrame first, then, where it has pixels, a memory
@@ -117,3 +122,7 @@ private:
 };
 
 } // namespace VF
+
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif

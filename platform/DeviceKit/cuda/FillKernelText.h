@@ -3,7 +3,7 @@
 namespace DK::Details {
 
 /// Fills rows with units of 8 or of 16 bytes, for which the driver has no memory-set operation. PTX, which the driver
-/// compiles for its device; sm_50 is the oldest that the driver's current major versions compile for.
+/// compiles for its device: that of sm_50 for every newer one, too.
 ///
 /// Parameters: address of the first row and bytes from row to row, both multiples of the unit; units in a row; rows;
 /// the unit in 32-bit words. A thread writes one unit of every row that falls to its row of blocks.
