@@ -99,7 +99,7 @@ void Measure(const Job& job, bool parallel, int turns) {
         }
         const std::uint64_t read = (job.large ? 5 : 4) * SizeOf(sets[0][0]);
         const std::uint64_t copied = (read + std::uint64_t{4} * kWidth * kHeight) / 2;
-        // The copy reads the cameras one after another and writes as often over the target.
+        // The copy reads the cameras one after another and writes the target from end to end, as often as it takes.
         const FrameRef copyTarget = Make(kWidth, kHeight, 1), peerTarget = Make(kWidth, kHeight, 1);
         FrameRef held = VF::RenderMulticam(sets[0], 0, job.large, true, params, parallel); // keeps a block in use
         held.Reset();
@@ -108,7 +108,7 @@ void Measure(const Job& job, bool parallel, int turns) {
             Time(copy[cold], [&] {
                 for (std::uint64_t done = 0, camera = 0; done < copied; ++camera) {
                     const std::uint64_t bytes = std::min(SizeOf(cameras[camera % 4]), copied - done);
-                    std::memcpy(DataOf(copyTarget), DataOf(cameras[camera % 4]), bytes);
+                    std::memcpy(DataOf(copyTarget) + done % SizeOf(copyTarget), DataOf(cameras[camera % 4]), bytes);
                     done += bytes;
                 }
             });
