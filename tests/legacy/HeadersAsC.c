@@ -1,0 +1,10 @@
+/* The pixmap library's headers are for C programs, too. */
+#include "HandleMemory.h"
+#include "Polygon.h"
+#include "RunLength.h"
+#include "TPix.h"
+#include "WindowsApi.h"
+
+/* C++ asserts the offsets; C must lay the record out in the same way. */
+_Static_assert(sizeof(TPix) == 288 && offsetof(TPix, fieldsStack) == 64 && offsetof(TPix, reserved112) == 112,
+               "the record's layout is fixed");
