@@ -15,13 +15,6 @@ std::uint32_t sInitializationCount = 0;
 
 } // namespace
 
-namespace Details {
-
-// The pixmap library has no process-wide state today; what it gains starts and stops here.
-void MakeBaseSuiteCurrent() {}
-
-} // namespace Details
-
 void Initialize() {
     BRT::Foundation::Initialize();
     PB_Initialize();
