@@ -1,9 +1,11 @@
-// Fills: one unit of the format is made, repeated through a cached block, and copied row by row.
+// Fills: one unit of the format is made and stored over and over, by the processor's own repetition where the unit
+// divides its word, else through a cached block that is copied.
 
 #include "Convert.h"
 #include "MemoryRegime.h"
 #include "PixelBlitter.h"
 #include "dv/DvFill.h"
+#include "zyncore/Sanitizers.h"
 
 #include <algorithm>
 #include <array>
@@ -33,9 +35,32 @@ std::size_t UnitSize(const Format& format) noexcept {
     return format.packing == Packing::Planar ? 3 : static_cast<std::size_t>(UsedRowBytes(format, 1));
 }
 
+// What the processor repeats by itself, as fast as a memset: with nothing read, it does not fetch lines that it is
+// going to overwrite, so the same stores serve pictures in the cache (3.5 times as fast as stores past the caches) and
+// pictures in memory (as fast as those).
+using RepeatedWord = std::uint64_t;
+
+#if defined(__x86_64__)
+constexpr bool kRepeatsWords = true;
+void RepeatWord(RepeatedWord word, std::uint8_t* destination, std::uint64_t words) noexcept {
+    asm volatile("rep stosq" : "+D"(destination), "+c"(words) : "a"(word) : "memory");
+}
+#else
+constexpr bool kRepeatsWords = false;
+void RepeatWord(RepeatedWord, std::uint8_t*, std::uint64_t) noexcept {}
+#endif
+
+// The sanitizers see what C++ writes.
+constexpr bool kIsWatched = zyncore::detail::kAddressSanitizer || zyncore::detail::kThreadSanitizer;
+
+// Starting a repetition takes as long as storing some hundred bytes.
+constexpr std::uint64_t kShortRun = 512;
+
 class Filler {
 public:
-    Filler(const FillUnit& unit, bool stream, const Kernels& kernels) noexcept : mStream(stream), mKernels(kernels) {
+    Filler(const FillUnit& unit, bool stream, const Kernels& kernels) noexcept
+        : mRepeats(kRepeatsWords && !kIsWatched && sizeof(RepeatedWord) % unit.size == 0), mStream(stream && !mRepeats),
+          mKernels(kernels) {
         for (std::size_t i = 0; i < mBlock.size(); i += unit.size) {
             std::copy_n(unit.bytes.begin(), unit.size, mBlock.begin() + static_cast<std::ptrdiff_t>(i));
         }
@@ -49,6 +74,13 @@ public:
     Filler& operator=(const Filler&) = delete;
 
     void Fill(std::uint8_t* destination, std::uint64_t bytes) const noexcept {
+        if (mRepeats && bytes > kShortRun) {
+            RepeatedWord word = 0;
+            std::memcpy(&word, mBlock.data(), sizeof word);
+            RepeatWord(word, destination, bytes / sizeof word);
+            std::memcpy(destination + bytes / sizeof word * sizeof word, mBlock.data(), bytes % sizeof word);
+            return;
+        }
         for (std::uint64_t done = 0; done < bytes; done += mBlock.size()) {
             const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(mBlock.size(), bytes - done));
             if (mStream) {
@@ -61,6 +93,7 @@ public:
 
 private:
     alignas(64) std::array<std::uint8_t, 8192> mBlock; // a multiple of every unit
+    bool mRepeats;
     bool mStream;
     const Kernels& mKernels;
 };
