@@ -11,8 +11,9 @@ namespace VF::Details {
 bool LendingRegistry::Insert(std::uintptr_t address, Object object) {
     CheckContract(static_cast<bool>(object), "videoFrame != 0", "Inc/VideoFrameUtilities");
     try {
-        const BRT::CriticalSectionLock lock(mLock);
-        mEntries[address].Swap(object);
+        Share& share = ShareOf(address);
+        const BRT::CriticalSectionLock lock(share.lock);
+        share.entries[address].Swap(object);
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -20,37 +21,43 @@ bool LendingRegistry::Insert(std::uintptr_t address, Object object) {
 }
 
 LendingRegistry::Object LendingRegistry::FindOrInsert(const void* address) noexcept {
-    const BRT::CriticalSectionLock lock(mLock);
+    Share& share = ShareOf(AddressOf(address));
+    const BRT::CriticalSectionLock lock(share.lock);
     try {
-        return mEntries[AddressOf(address)];
+        return share.entries[AddressOf(address)];
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
 LendingRegistry::Object LendingRegistry::Find(const void* address) noexcept {
-    const BRT::CriticalSectionLock lock(mLock);
-    const auto entry = mEntries.find(AddressOf(address));
-    return entry == mEntries.end() ? Object() : entry->second;
+    Share& share = ShareOf(AddressOf(address));
+    const BRT::CriticalSectionLock lock(share.lock);
+    const auto entry = share.entries.find(AddressOf(address));
+    return entry == share.entries.end() ? Object() : entry->second;
 }
 
 LendingRegistry::Object LendingRegistry::Take(const void* address) noexcept {
     Object object;
-    const BRT::CriticalSectionLock lock(mLock);
-    if (const auto entry = mEntries.find(AddressOf(address)); entry != mEntries.end()) {
+    Share& share = ShareOf(AddressOf(address));
+    const BRT::CriticalSectionLock lock(share.lock);
+    if (const auto entry = share.entries.find(AddressOf(address)); entry != share.entries.end()) {
         object.Swap(entry->second);
-        mEntries.erase(entry);
+        share.entries.erase(entry);
     }
     return object;
 }
 
 std::vector<LendingRegistry::Entry> LendingRegistry::TakeAll() {
-    decltype(mEntries) taken;
-    {
-        const BRT::CriticalSectionLock lock(mLock);
-        taken.swap(mEntries);
+    std::vector<Entry> entries;
+    for (Share& share : mShares) {
+        decltype(share.entries) taken;
+        {
+            const BRT::CriticalSectionLock lock(share.lock);
+            taken.swap(share.entries);
+        }
+        entries.insert(entries.end(), taken.begin(), taken.end());
     }
-    std::vector<Entry> entries(taken.begin(), taken.end());
     std::ranges::sort(entries, {}, &Entry::first);
     return entries;
 }

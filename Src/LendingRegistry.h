@@ -3,6 +3,7 @@
 #include "BRTFoundation.h"
 #include "zyncore.h"
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <unordered_map>
@@ -12,8 +13,9 @@
 namespace VF::Details {
 
 /// Objects that are lent out under an address: pixmap handles and the worlds of effect plug-ins. It holds a reference
-/// on each object for as long as its address is registered. Any thread may call everything; each call holds the one
-/// lock of its registry, and references that leave the registry die after the lock.
+/// on each object for as long as its address is registered. Any thread may call everything; each call holds the
+/// lock of one share of the addresses, so that two threads rarely wait for each other, and references that leave the
+/// registry die after the lock.
 class LendingRegistry {
 public:
     using Object = BRT::InterfaceRef<BRT::BRTUnknown>;
@@ -53,11 +55,19 @@ private:
         std::size_t operator()(std::uintptr_t address) const noexcept { return (address * 0x9E3779B97F4A7C15U) >> 20U; }
     };
 
-    // The order counts when everything is taken, and look-ups are what happens often.
-    std::unordered_map<std::uintptr_t, Object, Hash, std::equal_to<>,
-                       zyncore::utility::SmallBlockStdAllocator<std::pair<const std::uintptr_t, Object>>>
-        mEntries;
-    BRT::CriticalSection mLock;
+    /// On cache lines of its own.
+    struct alignas(64) Share {
+        // The order counts when everything is taken, and look-ups are what happens often.
+        std::unordered_map<std::uintptr_t, Object, Hash, std::equal_to<>,
+                           zyncore::utility::SmallBlockStdAllocator<std::pair<const std::uintptr_t, Object>>>
+            entries;
+        BRT::CriticalSection lock;
+    };
+
+    /// By the hash's highest bits, which choose no bucket.
+    Share& ShareOf(std::uintptr_t address) noexcept { return mShares[(Hash()(address) >> 38U) % mShares.size()]; }
+
+    std::array<Share, 64> mShares;
 };
 
 /// The handles of pixmaps with their frames or raw blocks. Never destroyed.
