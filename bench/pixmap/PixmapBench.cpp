@@ -101,10 +101,12 @@ int main() {
     Cost("record made and disposed of",
          [&](unsigned thread) { tpixDispose(VF::NewTPixFromVideoFrame(frames[thread])); });
     std::vector<TPixHand> many(10000);
-    std::generate(many.begin(), many.end(), [&] { return VF::NewTPixFromVideoFrame(frames[0]); });
+    std::generate(many.begin(), many.end(),
+                  [&, n = 0U]() mutable { return VF::NewTPixFromVideoFrame(frames[n++ % 2]); });
+    // An even step keeps each thread to the handles of a frame of its own.
     Cost("look-up among 10,000", [&](unsigned thread) {
         thread_local std::size_t at = thread;
-        VF::GetTPixHandFrameMapping(many[at = (at + 7919) % many.size()]);
+        VF::GetTPixHandFrameMapping(many[at = (at + 7918) % many.size()]);
     });
     for (const auto& lent : {many, hands}) {
         std::for_each(lent.begin(), lent.end(), tpixDispose);
