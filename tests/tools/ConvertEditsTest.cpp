@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 
 namespace tooltest {
@@ -48,6 +49,37 @@ TEST(ConvertEdits, TakeTheLinesThatTheySay) {
         }
         EXPECT_LE(worst, 2) << edit.options; // codes were rounded once more on the way
     }
+}
+
+// Fields read through a pixmap's record: lines of the whole picture, byte for byte, also of a picture of odd height, in
+// which the upper field as field 0 begins below the top line.
+TEST(TPixCommand, ShowsTheLinesOfAField) {
+    const ScratchFolder folder;
+    const auto show = [&](const std::string& file, const std::string& options) {
+        EXPECT_EQ(RunTool("tpix '" + file + "' -o '" + (folder / "o.png") + "' " + options).exitCode, 0);
+        return Decode(folder / "o.png");
+    };
+    struct FieldCase {
+        std::string file, options;
+        int firstLine, lines;
+    };
+    for (const auto& [file, options, firstLine, lines] :
+         {FieldCase{kTape, "--field 0", 1, 240}, FieldCase{kTape, "--field 0 --order 1", 0, 240},
+          FieldCase{kCity, "--field 0 --order 1", 1, 202}, FieldCase{kCity, "--field 1 --order 1", 0, 203}}) {
+        const Decoded whole = show(file, "");
+        const Decoded field = show(file, options);
+        const AVFrame& from = *whole.pictures.at(0);
+        const AVFrame& is = *field.pictures.at(0);
+        ASSERT_EQ(is.height, lines) << options;
+        for (int y = 0; y < lines; ++y) {
+            EXPECT_EQ(std::memcmp(is.data[0] + std::ptrdiff_t{y} * is.linesize[0],
+                                  from.data[0] + std::ptrdiff_t{firstLine + 2 * y} * from.linesize[0],
+                                  std::size_t{720} * 3),
+                      0)
+                << options << ", line " << y;
+        }
+    }
+    EXPECT_EQ(RunTool("tpix '" + kTape + "' -o '" + (folder / "o.png") + "' --picture 99").exitCode, 2);
 }
 
 // A part that begins on an odd line begins with the other field, and clips say so.

@@ -21,8 +21,8 @@ int Run(int argc, char** argv) {
     for (const auto add :
          {tool::AddConvertCommand, tool::AddPublishCommand, tool::AddReceiveCommand, tool::AddListCommand,
           tool::AddWatchCommand, tool::AddDumpCommand, tool::AddCleanCommand, tool::AddMonitorCommand,
-          tool::AddCameraCommand, tool::AddBoundsCommand, tool::AddExplainCommand, tool::AddFormatsCommand,
-          tool::AddDevicesCommand}) {
+          tool::AddCameraCommand, tool::AddBoundsCommand, tool::AddTPixCommand, tool::AddExplainCommand,
+          tool::AddFormatsCommand, tool::AddDevicesCommand}) {
         add(app);
     }
     try {
