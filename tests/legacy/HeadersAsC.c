@@ -1,4 +1,5 @@
 /* The pixmap library's headers are for C programs, too. */
+#include "FxSupport.h"
 #include "HandleMemory.h"
 #include "Polygon.h"
 #include "RunLength.h"
