@@ -1,34 +1,44 @@
 #include "PtxMachine.h"
 
+#include <algorithm>
 #include <cstring>
-#include <regex>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
 namespace fakecuda {
 namespace {
 
-std::vector<std::string> Words(const std::string& text) {
-    static const std::regex kWord(R"([^\s,;{}\[\]]+)");
-    std::vector<std::string> words;
-    for (std::sregex_iterator word(text.begin(), text.end(), kWord), end; word != end; ++word) {
-        words.push_back(word->str());
+// Everything but spaces and the signs between operands.
+std::vector<std::string> Words(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char sign) { return std::strchr(",;{}[]", sign) != nullptr; }, ' ');
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+// What lies between two marks from a place on, which is moved behind them.
+std::string Between(const std::string& text, std::size_t& place, const std::string& begin, const std::string& end) {
+    const std::size_t first = text.find(begin, place) + begin.size();
+    place = text.find(end, first);
+    if (first < begin.size() || place == std::string::npos) {
+        throw std::runtime_error("no " + begin);
     }
-    return words;
+    return text.substr(first, place - first);
 }
 
 } // namespace
 
 std::map<std::string, PtxKernel> PtxKernel::Parse(const std::string& text) {
-    static const std::regex kEntry(R"(\.visible \.entry (\w+)\(([^)]*)\)\s*\{([^]*?)\n\})");
+    const std::string entry = ".visible .entry ";
     std::map<std::string, PtxKernel> kernels;
-    for (std::sregex_iterator entry(text.begin(), text.end(), kEntry), end; entry != end; ++entry) {
-        PtxKernel& kernel = kernels[(*entry)[1]];
-        const std::vector<std::string> parameters = Words((*entry)[2]);
+    for (std::size_t place = text.find(entry); place != std::string::npos; place = text.find(entry, place)) {
+        PtxKernel& kernel = kernels[Between(text, place, entry, "(")];
+        const std::vector<std::string> parameters = Words(Between(text, place, "(", ")"));
         for (std::size_t word = 0; word + 2 < parameters.size(); word += 3) {
             kernel.mParameters.emplace_back(parameters[word + 2], parameters[word + 1] == ".u64");
         }
-        std::istringstream lines((*entry)[3]);
+        std::istringstream lines(Between(text, place, "{\n", "\n}"));
         for (std::string line; std::getline(lines, line);) {
             std::vector<std::string> words = Words(line);
             if (words.empty() || words[0] == ".reg") {

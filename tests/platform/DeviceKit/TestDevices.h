@@ -39,12 +39,16 @@ protected:
 };
 
 #ifdef VF_FAKE_DRIVER
-#define VF_INSTANTIATE_FOR_DEVICES(suite) INSTANTIATE_TEST_SUITE_P(FakeGPU, suite, ::testing::Values("GPU"))
+#define VF_TEST_DEVICES ::testing::Values("GPU")
+#define VF_TEST_PREFIX FakeDriver
 #else
-#define VF_INSTANTIATE_FOR_DEVICES(suite)                                                                              \
-    INSTANTIATE_TEST_SUITE_P(Devices, suite, ::testing::Values("Host", "GPU"),                                         \
-                             [](const auto& kind) { return std::string(kind.param); })
+#define VF_TEST_DEVICES ::testing::Values("Host", "GPU")
+#define VF_TEST_PREFIX Devices
 #endif
+#define VF_INSTANTIATE_AS(prefix, suite)                                                                               \
+    INSTANTIATE_TEST_SUITE_P(prefix, suite, VF_TEST_DEVICES, [](const auto& kind) { return std::string(kind.param); })
+#define VF_INSTANTIATE_EXPANDED(prefix, suite) VF_INSTANTIATE_AS(prefix, suite)
+#define VF_INSTANTIATE_FOR_DEVICES(suite) VF_INSTANTIATE_EXPANDED(VF_TEST_PREFIX, suite)
 
 /// Device memory that is freed at the end of its scope.
 class DeviceMemory {
