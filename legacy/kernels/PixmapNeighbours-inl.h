@@ -168,7 +168,9 @@ public:
                 sum = hn::Add(sum, hn::Mul(value, hn::Set(df, static_cast<float>(mConvolution.weights[k]))));
             }
             const auto scaled = hn::ConvertTo(di, hn::Mul(hn::Add(sum, mBias), mScale));
-            hn::StoreU(hn::DemoteTo(d8, scaled), d8, result + part * LaneCount());
+            // Clipped first: Highway narrows what is above 32767 to its remainder.
+            const auto clipped = hn::Min(hn::Max(scaled, hn::Zero(di)), hn::Set(di, 255));
+            hn::StoreU(hn::DemoteTo(d8, clipped), d8, result + part * LaneCount());
         }
         return hn::Load(dbytes, result);
     }
