@@ -42,14 +42,21 @@ WINDOWSAPI_API int ReleaseDC(HWND inWindow, HDC inContext);
 /// that DISPLAY names, and are looked up once in the life of a context. A memory context has its bitmap's depth.
 WINDOWSAPI_API int GetDeviceCaps(HDC inContext, int inIndex);
 
-/// A memory context, at first over a monochrome bitmap of one pixel. The argument is null, for the screen, or any
-/// context. Null when it is neither or memory is exhausted. DeleteDC takes it back.
+/// A context that draws into the bitmap that is selected into it, at first a monochrome one of one pixel, which nothing
+/// changes. The argument is null, for the screen, or any context. Null when it is neither or memory is exhausted.
+/// DeleteDC takes it back.
 WINDOWSAPI_API HDC CreateCompatibleDC(HDC inContext);
 
-/// Deletes a context of CreateCompatibleDC. FALSE for every other handle.
+/// Deletes a context of CreateCompatibleDC, whose bitmap is free then. FALSE for every other handle.
 WINDOWSAPI_API BOOL DeleteDC(HDC inContext);
 
-/// Deletes a palette; its handle is good for nothing from now on. FALSE for contexts and other handles.
+/// Makes an object the context's current one of its kind; a region becomes the one that fills are clipped to. The
+/// object that it replaces, or for a region what that is. Null when there is no such object or context, for palettes,
+/// for a bitmap and a context of the screen, and for a bitmap that another context has.
+WINDOWSAPI_API HGDIOBJ SelectObject(HDC inContext, HGDIOBJ inObject);
+
+/// Deletes a palette, bitmap, brush or region; its handle is good for nothing from now on, while a context that has it
+/// selected goes on drawing. TRUE without an effect for stock objects, FALSE for contexts and other handles.
 WINDOWSAPI_API BOOL DeleteObject(HGDIOBJ inObject);
 
 #if defined(__cplusplus)

@@ -43,10 +43,10 @@ extern "C" {
 WINDOWSAPI_API HGLOBAL GlobalAlloc(UINT inFlags, SIZE_T inSize);
 
 /// Resizes an object, keeping the bytes that fit; with GMEM_ZEROINIT new bytes are 0. A fixed object, or a locked one,
-/// moves only with GMEM_MOVEABLE. Size 0 discards a movable object that is not locked. With GMEM_MODIFY the size is
-/// ignored: GMEM_MOVEABLE makes a fixed object movable, GMEM_DISCARDABLE sets or clears the mark of that name. Returns
-/// the handle, which is a new one where a fixed object moved or became movable; null, and what there was unchanged,
-/// when memory is exhausted or the object would have had to move.
+/// moves only with GMEM_MOVEABLE. Size 0 discards a movable object, which wants GMEM_MOVEABLE and no lock. With
+/// GMEM_MODIFY the size is ignored: GMEM_MOVEABLE makes a fixed object movable, GMEM_DISCARDABLE marks a movable one.
+/// Returns the handle, which is a new one where a fixed object moved or became movable; null, and what there was
+/// unchanged, when memory is exhausted or a flag is missing.
 WINDOWSAPI_API HGLOBAL GlobalReAlloc(HGLOBAL inMemory, SIZE_T inSize, UINT inFlags);
 
 /// Frees an object, locked or not. Null; the handle itself when it is none.

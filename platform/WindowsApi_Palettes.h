@@ -42,8 +42,8 @@ WINDOWSAPI_API UINT GetPaletteEntries(HPALETTE inPalette, UINT inStart, UINT inC
 /// Replaces at most inCount entries from index inStart on; never makes the palette longer. How many were set.
 WINDOWSAPI_API UINT SetPaletteEntries(HPALETTE inPalette, UINT inStart, UINT inCount, const PALETTEENTRY* inEntries);
 
-/// The entry with the smallest sum of the squared differences of red, green and blue, the first of equals; CLR_INVALID
-/// for what is no palette. The highest byte of the colour is ignored.
+/// The entry with the smallest sum of the squared differences of red, green and blue, the first of equals; 0 for a
+/// palette without entries, CLR_INVALID for what is no palette. The highest byte of the colour is ignored.
 WINDOWSAPI_API UINT GetNearestPaletteIndex(HPALETTE inPalette, COLORREF inColour);
 
 /// The system palette's entries from index inStart on: Windows' 20 static colours, ten at either end of 256 entries,

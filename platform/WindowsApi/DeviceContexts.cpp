@@ -1,6 +1,9 @@
 #include "DeviceContexts.h"
 
+#include "Regions.h"
+#include "StockObjects.h"
 #include "WindowsApi_DeviceContexts.h"
+#include "WindowsApi_Painting.h"
 
 namespace WindowsApi {
 namespace {
@@ -49,13 +52,79 @@ int CapabilityOf(const Screen& inScreen, int inIndex) {
 
 } // namespace
 
+DeviceContext::DeviceContext() : mBrush(GetStockObject(WHITE_BRUSH)) {
+    deletion = Deletion::Elsewhere;
+}
+
+HGDIOBJ DeviceContext::SelectObject(HGDIOBJ inObject) {
+    const std::shared_ptr<GraphicsObject> object = FindGraphicsObject(inObject);
+    if (const auto bitmap = std::dynamic_pointer_cast<Bitmap>(object)) {
+        return SelectBitmap(inObject, bitmap);
+    }
+    if (std::dynamic_pointer_cast<Brush>(object)) {
+        return std::exchange(mBrush, inObject);
+    }
+    if (const auto region = std::dynamic_pointer_cast<Region>(object)) {
+        mClipRegion = region->pixels;
+        // Windows answers with a number here.
+        return reinterpret_cast<HGDIOBJ>( // NOLINT(performance-no-int-to-ptr)
+            static_cast<std::intptr_t>(KindOf(region->pixels)));
+    }
+    return nullptr;
+}
+
 int ScreenContext::GetCapability(int inIndex) {
     std::call_once(mLookedUp, [this] { mScreen = LookUpScreen(); });
     return CapabilityOf(mScreen, inIndex);
 }
 
+MemoryContext::MemoryContext() : mBitmapHandle(GetStockBitmap()) {}
+
+MemoryContext::~MemoryContext() {
+    LeaveBitmap();
+}
+
 int MemoryContext::GetCapability(int inIndex) {
-    return CapabilityOf(Screen{.bitsPerPixel = 1}, inIndex);
+    Screen device;
+    device.bitsPerPixel = mBitmap ? mBitmap->BitsPerPixel() : 1;
+    return CapabilityOf(device, inIndex);
+}
+
+bool MemoryContext::Fill(const PixelRegion& inPixels, const Brush& inBrush) noexcept {
+    if (!mBitmap || !inBrush.colour) {
+        return true;
+    }
+    try {
+        PixelRegion pixels = inPixels.Intersection(PixelRegion(Box{0, 0, mBitmap->Width(), mBitmap->Height()}));
+        if (ClipRegion()) {
+            pixels = pixels.Intersection(*ClipRegion());
+        }
+        for (const Box& box : pixels.Boxes()) {
+            mBitmap->Fill(box, *inBrush.colour);
+        }
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+void MemoryContext::LeaveBitmap() noexcept {
+    if (mBitmap) {
+        mBitmap->context = nullptr;
+        mBitmap.reset();
+    }
+}
+
+HGDIOBJ MemoryContext::SelectBitmap(HGDIOBJ inHandle, const std::shared_ptr<Bitmap>& inBitmap) noexcept {
+    if (inBitmap->context != nullptr && inBitmap->context != this) {
+        return nullptr;
+    }
+    LeaveBitmap();
+    if (inBitmap->deletion != Deletion::Never) {
+        mBitmap = inBitmap;
+        mBitmap->context = this;
+    }
+    return std::exchange(mBitmapHandle, inHandle);
 }
 
 } // namespace WindowsApi
@@ -87,5 +156,15 @@ HDC CreateCompatibleDC(HDC inContext) {
 }
 
 BOOL DeleteDC(HDC inContext) {
-    return Find<MemoryContext>(inContext) && RemoveGraphicsObject(inContext) ? TRUE : FALSE;
+    const std::shared_ptr<MemoryContext> context = Find<MemoryContext>(inContext);
+    return context && RemoveGraphicsObject(inContext) ? TRUE : FALSE;
+}
+
+HGDIOBJ SelectObject(HDC inContext, HGDIOBJ inObject) {
+    const std::shared_ptr<DeviceContext> context = Find<DeviceContext>(inContext);
+    try {
+        return context ? context->SelectObject(inObject) : nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }

@@ -50,7 +50,7 @@ BOOL DeleteObject(HGDIOBJ inObject) {
     if (!object) {
         return FALSE;
     }
-    switch (object->HowDeleted()) {
+    switch (object->deletion) {
     case Deletion::Elsewhere:
         return FALSE;
     case Deletion::Never:

@@ -19,7 +19,7 @@ public:
 
     /// Contexts have functions of their own that delete them, and stock objects are never deleted.
     enum class Deletion { ByDeleteObject, Elsewhere, Never };
-    virtual Deletion HowDeleted() const noexcept { return Deletion::ByDeleteObject; }
+    Deletion deletion = Deletion::ByDeleteObject; ///< set before the object has a handle
 
 protected:
     GraphicsObject() = default;

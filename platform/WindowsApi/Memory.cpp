@@ -184,11 +184,11 @@ private:
 
     bool ResizeMovable(HGLOBAL inHandle, MovableObject& inObject, std::size_t inSize, UINT inFlags) {
         if ((inFlags & GMEM_MODIFY) != 0) {
-            inObject.isDiscardable = (inFlags & LMEM_DISCARDABLE) != 0;
+            inObject.isDiscardable |= (inFlags & LMEM_DISCARDABLE) != 0;
             return true;
         }
         if (inSize == 0) {
-            if (inObject.lockCount != 0) {
+            if (inObject.lockCount != 0 || (inFlags & GMEM_MOVEABLE) == 0) {
                 return false;
             }
             mHandles.erase(inObject.block.address.get());

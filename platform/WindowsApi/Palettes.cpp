@@ -48,6 +48,10 @@ UINT CopyEntries(std::span<const PALETTEENTRY> inEntries, UINT inStart, UINT inC
 
 } // namespace
 
+std::span<const PALETTEENTRY> GetStaticColours() noexcept {
+    return kStaticColours;
+}
+
 Palette::Palette(std::span<const PALETTEENTRY> inEntries)
     : mEntries(inEntries.begin(), inEntries.end()), mGroups((inEntries.size() + Group::kSize - 1) / Group::kSize) {
     for (Group& group : mGroups) {
@@ -72,7 +76,7 @@ UINT Palette::FindNearest(COLORREF inColour) const noexcept {
     const auto red = static_cast<std::int32_t>(inColour & 0xFF);
     const auto green = static_cast<std::int32_t>(inColour >> 8 & 0xFF);
     const auto blue = static_cast<std::int32_t>(inColour >> 16 & 0xFF);
-    UINT nearest = CLR_INVALID;
+    UINT nearest = 0;
     std::int32_t smallest = std::numeric_limits<std::int32_t>::max();
     for (std::size_t g = 0; g < mGroups.size(); ++g) {
         const Group& group = mGroups[g];

@@ -32,4 +32,7 @@ private:
     std::vector<Group> mGroups;
 };
 
+/// Windows' 20, the halves of the system palette's ends after each other.
+std::span<const PALETTEENTRY> GetStaticColours() noexcept;
+
 } // namespace WindowsApi
