@@ -4,6 +4,7 @@
 #include "zyncore/Immortal.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -27,6 +28,9 @@ struct Block {
     std::size_t capacity = 0; ///< what the object can be resized to where it is
 
     static Block Allocate(std::size_t inSize, bool inClear) noexcept {
+        if (inSize > PTRDIFF_MAX) {
+            return {}; // more than any heap has, which some treat as a fault of the program
+        }
         const std::size_t capacity = std::max<std::size_t>(inSize, 1);
         return {std::unique_ptr<void, ReturnToHeap>(inClear ? std::calloc(capacity, 1) : std::malloc(capacity)), inSize,
                 capacity};
