@@ -30,7 +30,7 @@ constexpr std::array<PALETTEENTRY, kSystemEntries> SystemPalette() {
 constexpr std::array<PALETTEENTRY, kSystemEntries> kSystemPalette = SystemPalette();
 
 /// Farther from every colour than any two colours are from each other, while the distance fits below the index.
-constexpr std::int32_t kFarAway = 1024;
+constexpr float kFarAway = 1024;
 
 /// How many of inCount entries from inStart on there are among inSize.
 std::size_t EntriesWithin(std::size_t inSize, UINT inStart, UINT inCount) {
@@ -73,21 +73,26 @@ void Palette::Set(std::size_t inIndex, PALETTEENTRY inEntry) noexcept {
 }
 
 UINT Palette::FindNearest(COLORREF inColour) const noexcept {
-    const auto red = static_cast<std::int32_t>(inColour & 0xFF);
-    const auto green = static_cast<std::int32_t>(inColour >> 8 & 0xFF);
-    const auto blue = static_cast<std::int32_t>(inColour >> 16 & 0xFF);
+    const auto red = static_cast<float>(inColour & 0xFF);
+    const auto green = static_cast<float>(inColour >> 8 & 0xFF);
+    const auto blue = static_cast<float>(inColour >> 16 & 0xFF);
     UINT nearest = 0;
     std::int32_t smallest = std::numeric_limits<std::int32_t>::max();
     for (std::size_t g = 0; g < mGroups.size(); ++g) {
         const Group& group = mGroups[g];
-        // The distance above the index: the smallest of these numbers is the first entry of the smallest distance.
+        // The distance above the index: the smallest of these numbers is the first entry of the smallest distance. All
+        // of entries are below 2 to the 24, and so exact.
+        std::array<std::int32_t, Group::kSize> numbers;
+        for (std::size_t i = 0; i < Group::kSize; ++i) {
+            const float r = group.red[i] - red;
+            const float y = group.green[i] - green;
+            const float b = group.blue[i] - blue;
+            numbers[i] = static_cast<std::int32_t>((r * r + y * y + b * b) * static_cast<float>(Group::kSize)) +
+                         static_cast<std::int32_t>(i);
+        }
         std::int32_t best = std::numeric_limits<std::int32_t>::max();
-        for (std::int32_t i = 0; i < static_cast<std::int32_t>(Group::kSize); ++i) {
-            const std::int32_t r = group.red[i] - red;
-            const std::int32_t y = group.green[i] - green;
-            const std::int32_t b = group.blue[i] - blue;
-            const std::int32_t distance = (r * r + y * y + b * b) * static_cast<std::int32_t>(Group::kSize) + i;
-            best = std::min(best, distance);
+        for (const std::int32_t number : numbers) {
+            best = std::min(best, number);
         }
         const std::int32_t distance = best / static_cast<std::int32_t>(Group::kSize);
         if (distance < smallest) {

@@ -23,9 +23,9 @@ private:
     /// Colours that are searched together: their components side by side, so that the search is one of vectors.
     struct Group {
         static constexpr std::size_t kSize = 64;
-        alignas(64) std::int32_t red[kSize];
-        std::int32_t green[kSize];
-        std::int32_t blue[kSize];
+        alignas(64) float red[kSize]; ///< floats, which every processor multiplies by vectors
+        float green[kSize];
+        float blue[kSize];
     };
 
     std::vector<PALETTEENTRY> mEntries;
