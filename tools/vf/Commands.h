@@ -22,6 +22,12 @@ void AddBoundsCommand(CLI::App& app);
 /// `vf tpix FILE`: a picture or a field as a pixel map shows it.
 void AddTPixCommand(CLI::App& app);
 
+/// `vf palette IN OUT.png`: a picture with the colours of a palette.
+void AddPaletteCommand(CLI::App& app);
+
+/// `vf convolve IN OUT.png`: a picture through a 3 x 3 filter.
+void AddConvolveCommand(CLI::App& app);
+
 /// `vf explain SRC DST`: the plan of a conversion.
 void AddExplainCommand(CLI::App& app);
 

@@ -1,0 +1,71 @@
+#include "ChannelFilters.h"
+#include "Commands.h"
+#include "ExitCodes.h"
+#include "FirstPicture.h"
+#include "Libav.h"
+#include "PictureWriter.h"
+
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+namespace tool {
+namespace {
+
+struct ConvolveArguments {
+    std::string input;
+    std::string output;
+    std::vector<std::int16_t> kernel;
+};
+
+void Convolve(const ConvolveArguments& arguments) {
+    if (!TakesOnePicture(arguments.output)) {
+        throw Failure(ExitCode::Usage,
+                      arguments.output + ": a picture is written as .png, without a number in the name");
+    }
+    std::vector<std::int16_t> kernel = arguments.kernel;
+    int sum = 0;
+    for (std::size_t k = 0; k < 9; ++k) {
+        sum += kernel[k];
+    }
+    kernel.resize(kConvolveKernel_Numbers);
+    if (arguments.kernel.size() <= kConvolveKernel_Divisor) {
+        kernel[kConvolveKernel_Divisor] = static_cast<std::int16_t>(sum > 0 && sum <= INT16_MAX ? sum : 1);
+    }
+    const LibraryGuard library;
+    const Frame frame = FirstPicture(arguments.input);
+    const int height = HeightOf(frame);
+    const FrameRows rows(frame);
+    // The kernel's first row belongs to the line above, which is stored behind this one.
+    for (std::size_t k = 0; k < 3; ++k) {
+        std::swap(kernel[k], kernel[k + 6]);
+    }
+    auto* const pixels = rows.Row<std::uint8_t>(height - 1);
+    DoConvolve(pixels, pixels, kernel.data(), 4 * WidthOf(frame), WidthOf(frame), height);
+    const auto writer = MakeWriter(arguments.output, {});
+    writer->Write(frame, 0, 0, Matrix::Other);
+    writer->Finish();
+    std::printf("%s: %s\n", writer->Description().c_str(), FrameText(frame).c_str());
+}
+
+} // namespace
+
+void AddConvolveCommand(CLI::App& app) {
+    const auto arguments = std::make_shared<ConvolveArguments>();
+    CLI::App* command = app.add_subcommand("convolve", "Filter a picture with 3 x 3 weights, alpha included");
+    command->add_option("IN", arguments->input, "clip, of which the first picture is taken, or still")->required();
+    command->add_option("OUT", arguments->output, "file to write: .png")->required();
+    command
+        ->add_option("--kernel", arguments->kernel,
+                     "nine weights, from the left top to the right bottom, and where wanted a number to add and then "
+                     "one to divide by; without it the weights' sum, or 1 where that is not positive")
+        ->required()
+        ->delimiter(',')
+        ->expected(9, 11);
+    command->callback([arguments] {
+        av_log_set_level(AV_LOG_QUIET);
+        Convolve(*arguments);
+    });
+}
+
+} // namespace tool
