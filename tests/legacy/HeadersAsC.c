@@ -4,6 +4,7 @@
 #include "Polygon.h"
 #include "RunLength.h"
 #include "TPix.h"
+#include "TPixCopy.h"
 #include "WindowsApi.h"
 
 /* C++ asserts the offsets; C must lay the record out in the same way. */
