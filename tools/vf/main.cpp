@@ -15,17 +15,14 @@ int Fail(tool::ExitCode code, const char* message) {
 int Run(int argc, char** argv) {
     CLI::App app{"vf: real pictures through the frames of libvf"};
     app.require_subcommand(1);
-    app.footer("Exit status: 0 done, 1 unexpected fault, 2 usage, 3 input "
-               "missing, 4 input broken,\n"
-               "5 output cannot be written, 6 frame or conversion refused by the "
-               "library,\n"
+    app.footer("Exit status: 0 done, 1 unexpected fault, 2 usage, 3 input missing, 4 input broken,\n"
+               "5 output cannot be written, 6 frame or conversion refused by the library,\n"
                "7 not shared, or not in time, 8 shared memory cannot be used.");
     for (const auto add :
          {tool::AddConvertCommand, tool::AddPublishCommand, tool::AddReceiveCommand, tool::AddListCommand,
           tool::AddWatchCommand, tool::AddDumpCommand, tool::AddCleanCommand, tool::AddMonitorCommand,
           tool::AddCameraCommand, tool::AddBoundsCommand, tool::AddPaletteCommand, tool::AddConvolveCommand,
-          tool::AddPaletteCommand, tool::AddConvolveCommand, tool::AddTPixCommand, tool::AddExplainCommand,
-          tool::AddFormatsCommand, tool::AddDevicesCommand}) {
+          tool::AddTPixCommand, tool::AddExplainCommand, tool::AddFormatsCommand, tool::AddDevicesCommand}) {
         add(app);
     }
     try {
