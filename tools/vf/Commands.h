@@ -19,6 +19,9 @@ void AddCameraCommand(CLI::App& app);
 /// `vf bounds FILE`: the visible part of each picture.
 void AddBoundsCommand(CLI::App& app);
 
+/// `vf warp IN OUT`: a picture projected onto a quadrilateral.
+void AddWarpCommand(CLI::App& app);
+
 /// `vf tpix FILE`: a picture or a field as a pixel map shows it.
 void AddTPixCommand(CLI::App& app);
 

@@ -21,8 +21,9 @@ int Run(int argc, char** argv) {
     for (const auto add :
          {tool::AddConvertCommand, tool::AddPublishCommand, tool::AddReceiveCommand, tool::AddListCommand,
           tool::AddWatchCommand, tool::AddDumpCommand, tool::AddCleanCommand, tool::AddMonitorCommand,
-          tool::AddCameraCommand, tool::AddBoundsCommand, tool::AddPaletteCommand, tool::AddConvolveCommand,
-          tool::AddTPixCommand, tool::AddExplainCommand, tool::AddFormatsCommand, tool::AddDevicesCommand}) {
+          tool::AddCameraCommand, tool::AddBoundsCommand, tool::AddWarpCommand, tool::AddPaletteCommand,
+          tool::AddConvolveCommand, tool::AddTPixCommand, tool::AddExplainCommand, tool::AddFormatsCommand,
+          tool::AddDevicesCommand}) {
         add(app);
     }
     try {
