@@ -10,9 +10,11 @@
 
 #include "WindowsApi_Bitmaps.h"
 #include "WindowsApi_DeviceContexts.h"
+#include "WindowsApi_DrawDib.h"
 #include "WindowsApi_Memory.h"
 #include "WindowsApi_Painting.h"
 #include "WindowsApi_Palettes.h"
 #include "WindowsApi_Regions.h"
 #include "WindowsApi_Resources.h"
 #include "WindowsApi_Types.h"
+#include "WindowsApi_Windows.h"

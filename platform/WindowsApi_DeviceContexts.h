@@ -30,12 +30,12 @@
 extern "C" {
 #endif
 
-/// The context of the screen, for the null window. It needs no display: without one, GetDeviceCaps describes a screen
-/// of 1024 x 768 pixels of 32-bit true colour at 96 dots per inch. Null for every other handle. ReleaseDC takes it
-/// back.
+/// The context of a window (WindowsApi_Windows.h) or, for null, of the screen, on which nothing can be drawn. That one
+/// needs no display: without one, GetDeviceCaps describes a screen of 1024 x 768 pixels of 32-bit true colour at 96
+/// dots per inch. Null for every other handle. ReleaseDC takes it back, also after the window has gone.
 WINDOWSAPI_API HDC GetDC(HWND inWindow);
 
-/// 1 when the context was one of GetDC and is released, else 0.
+/// 1 when the context was one of GetDC and is released, else 0. The window is not looked at.
 WINDOWSAPI_API int ReleaseDC(HWND inWindow, HDC inContext);
 
 /// A property of the context's device; 0 for an index that is not listed above. The screen's come from the X server

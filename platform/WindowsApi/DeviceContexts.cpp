@@ -2,6 +2,7 @@
 
 #include "Regions.h"
 #include "StockObjects.h"
+#include "WindowContext.h"
 #include "WindowsApi_DeviceContexts.h"
 #include "WindowsApi_Painting.h"
 
@@ -11,6 +12,8 @@ namespace {
 constexpr int kLogicalInchInPixels = 96;
 constexpr int kStaticColours = 20;
 constexpr int kPaletteColourBits = 18; // 6 of each component, as in VGA's converters
+
+} // namespace
 
 int CapabilityOf(const Screen& inScreen, int inIndex) {
     const bool hasPalette = inScreen.paletteEntries != 0;
@@ -50,8 +53,6 @@ int CapabilityOf(const Screen& inScreen, int inIndex) {
     }
 }
 
-} // namespace
-
 DeviceContext::DeviceContext() : mBrush(GetStockObject(WHITE_BRUSH)) {
     deletion = Deletion::Elsewhere;
 }
@@ -71,6 +72,18 @@ HGDIOBJ DeviceContext::SelectObject(HGDIOBJ inObject) {
             static_cast<std::intptr_t>(KindOf(region->pixels)));
     }
     return nullptr;
+}
+
+bool DeviceContext::Paint(const Box& inBox, const Painter& inPainter) {
+    if (!mClipRegion) {
+        return PaintBox(inBox, inPainter);
+    }
+    bool painted = true;
+    const PixelRegion visible = mClipRegion->Intersection(PixelRegion(inBox));
+    for (const Box& box : visible.Boxes()) {
+        painted = PaintBox(box, inPainter) && painted;
+    }
+    return painted;
 }
 
 int ScreenContext::GetCapability(int inIndex) {
@@ -108,6 +121,20 @@ bool MemoryContext::Fill(const PixelRegion& inPixels, const Brush& inBrush) noex
     return true;
 }
 
+bool MemoryContext::PaintBox(const Box& inBox, const Painter& inPainter) {
+    if (!mBitmap || mBitmap->BitsPerPixel() != 32) {
+        return false;
+    }
+    const Box visible = Shared(inBox, Box{0, 0, mBitmap->Width(), mBitmap->Height()});
+    if (!HasPixels(visible)) {
+        return true;
+    }
+    std::uint8_t* const top = reinterpret_cast<std::uint8_t*>(mBitmap->Bytes().data());
+    const std::size_t start =
+        static_cast<std::size_t>(visible.y1) * mBitmap->RowBytes() + static_cast<std::size_t>(visible.x1) * 4;
+    return inPainter(visible, {top + start, static_cast<std::ptrdiff_t>(mBitmap->RowBytes())});
+}
+
 void MemoryContext::LeaveBitmap() noexcept {
     if (mBitmap) {
         mBitmap->context = nullptr;
@@ -135,13 +162,20 @@ using WindowsApi::MakeGraphicsObject;
 using WindowsApi::MemoryContext;
 using WindowsApi::RemoveGraphicsObject;
 using WindowsApi::ScreenContext;
+using WindowsApi::Window;
+using WindowsApi::WindowContext;
 
 HDC GetDC(HWND inWindow) {
-    return inWindow == nullptr ? static_cast<HDC>(MakeGraphicsObject<ScreenContext>()) : nullptr;
+    if (inWindow == nullptr) {
+        return static_cast<HDC>(MakeGraphicsObject<ScreenContext>());
+    }
+    const std::shared_ptr<Window> window = Find<Window>(inWindow);
+    return window ? static_cast<HDC>(MakeGraphicsObject<WindowContext>(window)) : nullptr;
 }
 
-int ReleaseDC(HWND inWindow, HDC inContext) {
-    return inWindow == nullptr && Find<ScreenContext>(inContext) && RemoveGraphicsObject(inContext) ? 1 : 0;
+int ReleaseDC(HWND, HDC inContext) {
+    const bool isOfGetDC = Find<ScreenContext>(inContext) || Find<WindowContext>(inContext);
+    return isOfGetDC && RemoveGraphicsObject(inContext) ? 1 : 0;
 }
 
 int GetDeviceCaps(HDC inContext, int inIndex) {

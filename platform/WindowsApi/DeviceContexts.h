@@ -5,11 +5,15 @@
 #include "GraphicsObjects.h"
 #include "PixelRegion.h"
 #include "Screen.h"
+#include "Surface.h"
 
 #include <mutex>
 #include <optional>
 
 namespace WindowsApi {
+
+/// What GetDeviceCaps tells of a screen.
+int CapabilityOf(const Screen& inScreen, int inIndex);
 
 /// What all contexts share: the objects that are selected, but for the bitmap. A selected object lives on after its
 /// handle was deleted.
@@ -20,11 +24,17 @@ public:
     /// As the function of that name, with any handle. Throws std::bad_alloc.
     HGDIOBJ SelectObject(HGDIOBJ inObject);
 
+    /// Draws what of a box can be seen. False where nothing can be drawn. Throws what the painter throws.
+    bool Paint(const Box& inBox, const Painter& inPainter);
+
 protected:
     DeviceContext();
 
     /// The bitmap's handle before; null when this context does not take it.
     virtual HGDIOBJ SelectBitmap(HGDIOBJ inHandle, const std::shared_ptr<Bitmap>& inBitmap) noexcept = 0;
+
+    /// As Paint, without regard to the clip region.
+    virtual bool PaintBox(const Box&, const Painter&) { return false; }
 
     const std::optional<PixelRegion>& ClipRegion() const noexcept { return mClipRegion; }
 
@@ -57,6 +67,7 @@ public:
 
 protected:
     HGDIOBJ SelectBitmap(HGDIOBJ inHandle, const std::shared_ptr<Bitmap>& inBitmap) noexcept override;
+    bool PaintBox(const Box& inBox, const Painter& inPainter) override;
 
 private:
     /// Lets the bitmap be selected elsewhere.
