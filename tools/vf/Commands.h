@@ -16,6 +16,9 @@ void AddMonitorCommand(CLI::App& app);
 /// `vf camera`: the process of a monitor's camera.
 void AddCameraCommand(CLI::App& app);
 
+/// `vf show FILE`: a clip or still in a window.
+void AddShowCommand(CLI::App& app);
+
 /// `vf bounds FILE`: the visible part of each picture.
 void AddBoundsCommand(CLI::App& app);
 

@@ -18,6 +18,7 @@ enum class ExitCode : int {
     ConversionRefused = 6, ///< the library makes no such frame, does not convert to it, or a block holds no frame
     NotShared = 7,         ///< nothing is shared under the Guid or name, or it came not in time, or will not come
     SharingFailed = 8,     ///< the user's shared memory cannot be used or is full, or the clip's name is taken
+    NoDisplay = 9,         ///< there is no display that a window can be opened on
 };
 
 /// Ends a command with an exit code and a message for the user, which does not repeat the program's name.

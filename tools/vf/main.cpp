@@ -17,13 +17,13 @@ int Run(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer("Exit status: 0 done, 1 unexpected fault, 2 usage, 3 input missing, 4 input broken,\n"
                "5 output cannot be written, 6 frame or conversion refused by the library,\n"
-               "7 not shared, or not in time, 8 shared memory cannot be used.");
+               "7 not shared, or not in time, 8 shared memory cannot be used, 9 no display.");
     for (const auto add :
          {tool::AddConvertCommand, tool::AddPublishCommand, tool::AddReceiveCommand, tool::AddListCommand,
           tool::AddWatchCommand, tool::AddDumpCommand, tool::AddCleanCommand, tool::AddMonitorCommand,
-          tool::AddCameraCommand, tool::AddBoundsCommand, tool::AddWarpCommand, tool::AddPaletteCommand,
-          tool::AddConvolveCommand, tool::AddTPixCommand, tool::AddExplainCommand, tool::AddFormatsCommand,
-          tool::AddDevicesCommand}) {
+          tool::AddCameraCommand, tool::AddShowCommand, tool::AddBoundsCommand, tool::AddWarpCommand,
+          tool::AddPaletteCommand, tool::AddConvolveCommand, tool::AddTPixCommand, tool::AddExplainCommand,
+          tool::AddFormatsCommand, tool::AddDevicesCommand}) {
         add(app);
     }
     try {

@@ -1,0 +1,126 @@
+#include "ClipReader.h"
+#include "Commands.h"
+#include "DisplayWindow.h"
+#include "ExitCodes.h"
+#include "Interruption.h"
+#include "Options.h"
+#include "PictureToFrame.h"
+#include "RunReports.h"
+#include "Text.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tool {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kLookForUser{20}; // soon enough for a key
+
+struct ShowArguments {
+    std::string input;
+    std::string frames;
+    std::string size;
+};
+
+class Show {
+public:
+    explicit Show(const ShowArguments& arguments) : mArguments(arguments) {
+        if (!arguments.size.empty()) {
+            mSize = ParseSize("--size", arguments.size);
+        }
+        if (!arguments.frames.empty()) {
+            mRange = ParseRange(arguments.frames);
+        }
+    }
+
+    void Run() {
+        ClipReader reader(mArguments.input, [this](const std::string& what) { mReports.Damage(what); });
+        const double rate = av_q2d(reader.FrameRate());
+        std::int64_t shown = 0;
+        std::int64_t firstTime = 0;
+        steady_clock::time_point start;
+        bool goesOn = true;
+        for (std::int64_t number = 0; goesOn && number < mRange.end; ++number) {
+            const AVFrame* const picture = reader.Next();
+            if (picture == nullptr) {
+                break;
+            }
+            if (number < mRange.first) {
+                continue;
+            }
+            const Frame frame = PictureToFrame(*picture, reader.SampleAspectRatio(*picture));
+            const std::int64_t time = reader.FrameTime(*picture);
+            if (!mWindow) {
+                Open(frame, reader.SampleAspectRatio(*picture));
+                firstTime = time;
+                start = steady_clock::now();
+            }
+            const std::chrono::duration<double> after(static_cast<double>(time - firstTime) / rate);
+            goesOn = WaitUntil(start + std::chrono::duration_cast<steady_clock::duration>(after));
+            if (goesOn) {
+                mWindow->Show(frame);
+                ++shown;
+            }
+        }
+        if (!mWindow) {
+            throw Failure(ExitCode::Usage, "--frames " + mArguments.frames + ": the input has fewer pictures");
+        }
+        const std::chrono::duration<double> seconds = steady_clock::now() - start;
+        while (goesOn && shown == 1) { // a still stays until the user has seen it
+            goesOn = WaitUntil(steady_clock::now() + kLookForUser);
+        }
+        std::printf("%s: %s shown, %.1f frames/s%s\n", mArguments.input.c_str(),
+                    Plural(static_cast<std::uint64_t>(shown), "frame").c_str(),
+                    shown > 1 ? static_cast<double>(shown - 1) / seconds.count() : 0.0, mReports.DamageText().c_str());
+    }
+
+private:
+    void Open(const Frame& frame, AVRational aspect) {
+        const PictureSize size = mSize.value_or(PictureSize{
+            std::clamp(static_cast<int>(WidthOf(frame) * av_q2d(aspect) + 0.5), 1, kMaxSide), HeightOf(frame)});
+        mWindow.emplace(std::filesystem::path(mArguments.input).filename().string(), size.width, size.height);
+    }
+
+    // False when the user has ended the show.
+    bool WaitUntil(steady_clock::time_point time) {
+        while (mWindow->Attend() && !mInterruption.Requested()) {
+            const auto now = steady_clock::now();
+            if (now >= time) {
+                return true;
+            }
+            mInterruption.SleepUntil(std::min<steady_clock::time_point>(time, now + kLookForUser));
+        }
+        return false;
+    }
+
+    ShowArguments mArguments;
+    LibraryGuard mLibrary;
+    Interruption mInterruption;
+    std::optional<PictureSize> mSize;
+    FrameRange mRange;
+    RunReports mReports;
+    std::optional<DisplayWindow> mWindow;
+};
+
+} // namespace
+
+void AddShowCommand(CLI::App& app) {
+    const auto arguments = std::make_shared<ShowArguments>();
+    CLI::App* command = app.add_subcommand("show", "Play a clip, or show a still, in a window (Esc or q ends)");
+    command->add_option("FILE", arguments->input, "clip or still to show")->required();
+    command->add_option("--size", arguments->size, "WxH of the window; the picture's own size without it");
+    command->add_option("--frames", arguments->frames, "A:B, pictures A up to but not including B, from 0");
+    command->callback([arguments] {
+        av_log_set_level(AV_LOG_QUIET);
+        Show(*arguments).Run();
+    });
+}
+
+} // namespace tool
