@@ -1,5 +1,6 @@
 /* The pixmap library's headers are for C programs, too. */
 #include "AlphaChannels.h"
+#include "BitmapImport.h"
 #include "ChannelFilters.h"
 #include "ColourHistogram.h"
 #include "DepthConversion.h"

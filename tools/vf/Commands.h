@@ -28,6 +28,12 @@ void AddWarpCommand(CLI::App& app);
 /// `vf tpix FILE`: a picture or a field as a pixel map shows it.
 void AddTPixCommand(CLI::App& app);
 
+/// `vf bmp MODULE`: bitmap resources of a Windows module.
+void AddBitmapCommand(CLI::App& app);
+
+/// `vf poly IN OUT`: a polygon cut out of a picture.
+void AddPolygonCommand(CLI::App& app);
+
 /// `vf palette IN OUT.png`: a picture with the colours of a palette.
 void AddPaletteCommand(CLI::App& app);
 

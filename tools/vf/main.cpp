@@ -19,11 +19,11 @@ int Run(int argc, char** argv) {
                "5 output cannot be written, 6 frame or conversion refused by the library,\n"
                "7 not shared, or not in time, 8 shared memory cannot be used, 9 no display.");
     for (const auto add :
-         {tool::AddConvertCommand, tool::AddPublishCommand, tool::AddReceiveCommand, tool::AddListCommand,
-          tool::AddWatchCommand, tool::AddDumpCommand, tool::AddCleanCommand, tool::AddMonitorCommand,
-          tool::AddCameraCommand, tool::AddShowCommand, tool::AddBoundsCommand, tool::AddWarpCommand,
-          tool::AddPaletteCommand, tool::AddConvolveCommand, tool::AddTPixCommand, tool::AddExplainCommand,
-          tool::AddFormatsCommand, tool::AddDevicesCommand}) {
+         {tool::AddConvertCommand,  tool::AddPublishCommand, tool::AddReceiveCommand, tool::AddListCommand,
+          tool::AddWatchCommand,    tool::AddDumpCommand,    tool::AddCleanCommand,   tool::AddMonitorCommand,
+          tool::AddCameraCommand,   tool::AddShowCommand,    tool::AddBoundsCommand,  tool::AddPaletteCommand,
+          tool::AddConvolveCommand, tool::AddWarpCommand,    tool::AddTPixCommand,    tool::AddPolygonCommand,
+          tool::AddBitmapCommand,   tool::AddExplainCommand, tool::AddFormatsCommand, tool::AddDevicesCommand}) {
         add(app);
     }
     try {

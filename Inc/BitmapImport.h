@@ -1,0 +1,26 @@
+#pragma once
+
+/// Bitmap resources of modules as pixel maps. C and C++.
+
+#include "TPix.h"
+#include "WindowsApi_Resources.h"
+
+#include <stdint.h>
+
+#if defined(__cplusplus)
+extern "C" {
+#endif
+
+/// A new record of the bitmap resource (RT_BITMAP) of a number, 32 bits a pixel with alpha 255; tpixDispose takes it
+/// back. Bitmaps of 4, 8 (plain or BI_RLE8) and 24 bits are converted; of other depths only the size is taken, and the
+/// pixels are what tpixNew leaves. With a size of another width or height the picture is scaled, and the record's
+/// bounds begin at (0, 0) whatever the size's origin is; the picture is put where the size says.
+///
+/// Null when there is no such resource, when it is no bitmap, when its width or height cut to 16 bits is not positive,
+/// or when memory is exhausted. A resource is not trusted: what its rows or its run-length data do not hold is opaque
+/// black, and so are colours beyond the end of its table. May be called from any thread.
+VF_API TPixHand Bmp2TPix(unsigned short inResourceId, HMODULE inModule, const RECT* inSize);
+
+#if defined(__cplusplus)
+}
+#endif

@@ -1,0 +1,97 @@
+#include "BitmapImport.h"
+#include "Commands.h"
+#include "ExitCodes.h"
+#include "Options.h"
+#include "Pixmaps.h"
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace tool {
+namespace {
+
+struct BitmapArguments {
+    std::string module;
+    std::string id;
+    std::string output;
+};
+
+struct CloseModule {
+    void operator()(HMODULE module) const { FreeLibrary(module); }
+};
+using OpenModule = std::unique_ptr<std::remove_pointer_t<HMODULE>, CloseModule>;
+
+OpenModule Open(const std::string& path) {
+    if (!std::filesystem::exists(path)) {
+        throw Failure(ExitCode::InputMissing, path + ": no such file");
+    }
+    OpenModule module(
+        LoadLibraryExW(std::filesystem::path(path).u16string().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+    if (!module) {
+        throw Failure(ExitCode::InputBroken, path + ": no module of Windows");
+    }
+    return module;
+}
+
+/// What a bitmap's header says; the header may lie at any address, and lie about anything.
+std::string HeaderText(HMODULE module, LPCWSTR name) {
+    const HRSRC resource = FindResourceW(module, name, RT_BITMAP);
+    const void* data = LockResource(LoadResource(module, resource));
+    BITMAPINFOHEADER header{};
+    if (data == nullptr || SizeofResource(module, resource) < sizeof header) {
+        return "no bitmap";
+    }
+    std::memcpy(&header, data, sizeof header);
+    return std::to_string(header.biWidth) + "x" + std::to_string(header.biHeight) + ", " +
+           std::to_string(header.biBitCount) + " bits" +
+           (header.biCompression == BI_RLE8 ? ", run-length encoded" : "");
+}
+
+BOOL ListOne(HMODULE module, LPCWSTR, LPCWSTR name, LONG_PTR) {
+    const std::string text = IS_INTRESOURCE(name) ? std::to_string(reinterpret_cast<std::uintptr_t>(name))
+                                                  : '"' + std::filesystem::path(std::u16string(name)).string() + '"';
+    std::printf("%-20s %s\n", text.c_str(), HeaderText(module, name).c_str());
+    return TRUE;
+}
+
+void ShowBitmap(const BitmapArguments& arguments) {
+    const LibraryGuard library;
+    const OpenModule module = Open(arguments.module);
+    if (arguments.id.empty()) {
+        if (!EnumResourceNamesW(module.get(), RT_BITMAP, ListOne, 0)) {
+            std::printf("no bitmaps\n");
+        }
+        return;
+    }
+    const auto id = ParseNumber(arguments.id);
+    if (!id || *id > 0xFFFF) {
+        throw Failure(ExitCode::Usage, arguments.id + ": bitmaps have numbers up to 65535");
+    }
+    const LentTPix picture(Bmp2TPix(static_cast<unsigned short>(*id), module.get(), nullptr));
+    if (!picture) {
+        throw Failure(ExitCode::InputBroken, arguments.module + ": no bitmap " + arguments.id + " that can be read");
+    }
+    const Frame frame = CopyOf(**picture, zynmediatypes::kPixelAspectRatio_Square);
+    const std::string written = WritePicture(arguments.output, frame);
+    std::printf("%s: %dx%d\n", written.c_str(), WidthOf(frame), HeightOf(frame));
+}
+
+} // namespace
+
+void AddBitmapCommand(CLI::App& app) {
+    const auto arguments = std::make_shared<BitmapArguments>();
+    CLI::App* command = app.add_subcommand("bmp", "List the bitmap resources of a Windows module, or write one");
+    command->add_option("MODULE", arguments->module, ".exe or .dll to read")->required();
+    CLI::Option* id = command->add_option("ID", arguments->id, "the bitmap's number (default: list all)");
+    CLI::Option* output = command->add_option("OUT", arguments->output, "file to write: .png");
+    id->needs(output);
+    command->callback([arguments] { ShowBitmap(*arguments); });
+}
+
+} // namespace tool
