@@ -10,7 +10,7 @@ namespace tool {
 /// `vf convert IN OUT`: a clip or still through a pixel format and a size into a file.
 void AddConvertCommand(CLI::App& app);
 
-/// `vf monitor FILES -o OUT`: up to four clips side by side.
+/// `vf monitor FILES`: up to four clips side by side, into a file or a window.
 void AddMonitorCommand(CLI::App& app);
 
 /// `vf camera`: the process of a monitor's camera.

@@ -7,9 +7,17 @@
 #include "WindowsApi_DeviceContexts.h"
 #include "WindowsApi_Windows.h"
 
+#include <algorithm>
 #include <new>
 
 namespace tool {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kLookForUser{20}; // soon enough for a key
+
+} // namespace
 
 DisplayWindow::DisplayWindow(const std::string& title, int width, int height)
     : mWindow(CreateWindowExA(0, "STATIC", title.c_str(), WS_OVERLAPPEDWINDOW | WS_VISIBLE, CW_USEDEFAULT,
@@ -45,6 +53,18 @@ void DisplayWindow::Draw() const {
     VF::DisposeTPixFromVideoFrame(pixmap);
 }
 
+bool DisplayWindow::AttendUntil(steady_clock::time_point time, const Interruption& interruption) {
+    while (Attend() && !interruption.Requested()) {
+        const auto now = steady_clock::now();
+        if (now >= time) {
+            return true;
+        }
+        interruption.SleepUntil(std::min<steady_clock::time_point>(time, now + kLookForUser));
+    }
+    return false;
+}
+
+// False when the window has ended.
 bool DisplayWindow::Attend() {
     MSG message;
     bool isLost = false;

@@ -3,8 +3,10 @@
 /// Pictures in a window on the user's screen.
 
 #include "Frames.h"
+#include "Interruption.h"
 #include "WindowsApi_Types.h"
 
+#include <chrono>
 #include <string>
 
 namespace tool {
@@ -21,10 +23,12 @@ public:
     /// Shows a frame in all of the window, whatever the window's size is by now, and keeps it.
     void Show(const Frame& frame);
 
-    /// Looks after the user and shows the frame again where the screen lost it. False when the window has ended.
-    bool Attend();
+    /// Looks after the user until the time has come, at least once, and shows the frame again where the screen lost it.
+    /// False when the user has ended the window or interrupts.
+    bool AttendUntil(std::chrono::steady_clock::time_point time, const Interruption& interruption);
 
 private:
+    bool Attend();
     void Draw() const;
 
     HWND mWindow;

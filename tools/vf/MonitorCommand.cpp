@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "DisplayWindow.h"
 #include "ExitCodes.h"
 #include "MonitorCamera.h"
 #include "Options.h"
@@ -9,6 +10,7 @@
 #include "Y4mWriter.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -18,6 +20,8 @@
 
 namespace tool {
 namespace {
+
+using std::chrono::steady_clock;
 
 constexpr const char* kStandardOutput = "/dev/stdout";
 constexpr int kLargestRateDenominator = 100000; // of a rate that is written as a decimal number
@@ -30,7 +34,8 @@ struct MonitorArguments {
     std::string size = "1920x1080";
     std::string rate;
     std::string frames;
-    std::string output;
+    std::string output; // empty: no file
+    bool show = false;
 };
 
 bool IsFolder(const std::string& path) {
@@ -72,27 +77,38 @@ public:
                 throw Failure(ExitCode::Usage, "--rate " + arguments.rate + ": composites a second, for example 25");
             }
         }
-        MakeMonitorWriter(arguments.output, {}); // a wrong extension is noticed before anything starts
+        if (!arguments.output.empty()) {
+            MakeMonitorWriter(arguments.output, {}); // a wrong extension is noticed before anything starts
+        } else if (!arguments.show) {
+            throw Failure(ExitCode::Usage, "--output or --show says where the composites go");
+        }
     }
 
     void Run() {
-        OpenCameras();
-        const auto writer = MakeMonitorWriter(mArguments.output, {*mRate, zynmediatypes::kRenderQuality_High});
-        if (mArguments.output != "-" && IsFolder(mArguments.output)) {
-            MakeFolder();
+        if (mArguments.show) {
+            mWindow.emplace("vf monitor", static_cast<int>(mParams.width), static_cast<int>(mParams.height));
         }
+        OpenCameras();
+        if (!mArguments.output.empty()) {
+            mWriter = MakeMonitorWriter(mArguments.output, {*mRate, zynmediatypes::kRenderQuality_High});
+            if (mArguments.output != "-" && IsFolder(mArguments.output)) {
+                MakeFolder();
+            }
+        }
+        bool goesOn = true;
         mRun.reports.Begin(ExpectedCount());
         {
             const StageTimer timer(mTotal);
-            for (std::int64_t number = mRange.first; number < mRange.end; ++number) {
-                if (!Compose(number, *writer)) {
+            for (std::int64_t number = mRange.first; goesOn && number < mRange.end; ++number) {
+                if (!Compose(number)) {
                     break;
                 }
                 mRun.reports.Update(++mComposites);
+                goesOn = !mWindow || AttendWindow();
             }
             const StageTimer encode(mEncode);
-            if (mComposites > 0) {
-                writer->Finish();
+            if (mWriter && mComposites > 0) {
+                mWriter->Finish();
             }
         }
         mRun.reports.End();
@@ -103,7 +119,10 @@ public:
             ThrowIfInterrupted();
             throw Failure(ExitCode::Usage, "--frames: the cameras have fewer frames");
         }
-        PrintSummary(*writer);
+        PrintSummary();
+        if (mWindow && goesOn && mComposites == 1) { // it stays until the user has seen it
+            mWindow->AttendUntil(steady_clock::time_point::max(), mRun.interruption);
+        }
     }
 
 private:
@@ -158,7 +177,7 @@ private:
     }
 
     // False when there is nothing more to show.
-    bool Compose(std::int64_t number, PictureWriter& writer) {
+    bool Compose(std::int64_t number) {
         const std::int64_t end = std::min(number + 1 + MonitorCamera::kAhead, mRange.end);
         for (const auto& camera : mCameras) {
             camera->Prepare(number, end, *mRate);
@@ -181,7 +200,7 @@ private:
             camera->Note("its clip has ended; its cell stays black");
         }
         frames.resize(4); // cells without a camera are black
-        WriteComposite(frames, number, writer);
+        Deliver(frames, number);
         CountBytes();
         frames.clear();
         for (const auto& camera : mCameras) {
@@ -190,7 +209,7 @@ private:
         return true;
     }
 
-    void WriteComposite(const std::vector<Frame>& frames, std::int64_t number, PictureWriter& writer) {
+    void Deliver(const std::vector<Frame>& frames, std::int64_t number) {
         Frame composite;
         {
             const StageTimer timer(mCompose);
@@ -199,8 +218,26 @@ private:
         if (!composite) {
             throw std::bad_alloc();
         }
-        const StageTimer timer(mEncode);
-        writer.Write(composite, number, number, MatrixOf(composite));
+        if (mWindow) {
+            const StageTimer timer(mShow);
+            mWindow->Show(composite);
+        }
+        if (mWriter) {
+            const StageTimer timer(mEncode);
+            mWriter->Write(composite, number, number, MatrixOf(composite));
+        }
+    }
+
+    // Lets a composite be seen for its time unless a file wants the next one. False when the user has ended the run.
+    bool AttendWindow() {
+        const StageTimer timer(mShow);
+        const auto now = steady_clock::now();
+        if (mComposites == 1) {
+            mFirstShown = now;
+        }
+        const std::chrono::duration<double> after(static_cast<double>(mComposites) / av_q2d(*mRate));
+        return mWindow->AttendUntil(
+            mWriter ? now : mFirstShown + std::chrono::duration_cast<steady_clock::duration>(after), mRun.interruption);
     }
 
     void CountBytes() {
@@ -209,9 +246,11 @@ private:
         mMostBytes = std::max(mMostBytes, figures.entryBytes + figures.heldBytes);
     }
 
-    void PrintSummary(const PictureWriter& writer) const {
+    void PrintSummary() const {
         std::FILE* const out = mArguments.output == "-" ? stderr : stdout;
-        const std::string target = mArguments.output == "-" ? "standard output (y4m)" : writer.Description();
+        const std::string target = !mWriter                   ? "the screen"
+                                   : mArguments.output == "-" ? "standard output (y4m)"
+                                                              : mWriter->Description();
         std::fprintf(out, "%s: %s, %.1f composites/s, %s of %s frames were in the cache, %s at most%s\n",
                      target.c_str(), Plural(static_cast<std::uint64_t>(mComposites), "composite").c_str(),
                      static_cast<double>(mComposites) / mTotal.elapsed, std::to_string(mRun.hits).c_str(),
@@ -236,18 +275,28 @@ private:
         const auto share = [](double part, double whole) { return whole > 0 ? 100 * part / whole : 0; };
         const double elapsed = mTotal.elapsed;
         std::fprintf(
-            out, "time %.1f s: %.0f %% waiting for cameras, %.0f %% hand-over, %.0f %% compositing, %.0f %% encoding\n",
+            out, "time %.1f s: %.0f %% waiting for cameras, %.0f %% hand-over, %.0f %% compositing, %.0f %% encoding",
             elapsed, share(mRun.wait.elapsed, elapsed), share(mRun.handOver.elapsed, elapsed),
             share(mCompose.elapsed, elapsed), share(mEncode.elapsed, elapsed));
+        EndShares(out, share(mShow.elapsed, elapsed));
         // While a stage runs, a codec's threads may, too, and are counted with it.
         const double handOver = cameras.handOverSeconds + mRun.handOver.processor;
-        const double encode = ProcessorSeconds() - mRun.handOver.processor - mCompose.processor;
-        const double sum = cameras.decodeSeconds + cameras.scaleSeconds + handOver + mCompose.processor + encode;
+        const double encode = ProcessorSeconds() - mRun.handOver.processor - mCompose.processor - mShow.processor;
+        const double sum =
+            cameras.decodeSeconds + cameras.scaleSeconds + handOver + mCompose.processor + encode + mShow.processor;
         std::fprintf(out,
                      "processors %.1f s: %.0f %% decoding, %.0f %% scaling, at most %.1f %% hand-over and %.1f %% "
-                     "compositing, %.0f %% encoding\n",
+                     "compositing, %.0f %% encoding",
                      sum, share(cameras.decodeSeconds, sum), share(cameras.scaleSeconds, sum), share(handOver, sum),
                      share(mCompose.processor, sum), share(encode, sum));
+        EndShares(out, share(mShow.processor, sum));
+    }
+
+    void EndShares(std::FILE* out, double show) const {
+        if (mWindow) {
+            std::fprintf(out, ", %.0f %% showing", show);
+        }
+        std::fputs("\n", out);
     }
 
     SharingGuard mSharing;
@@ -266,6 +315,10 @@ private:
     StageTime mTotal;
     StageTime mCompose;
     StageTime mEncode;
+    StageTime mShow; // waiting for the time of the next one, too
+    std::unique_ptr<PictureWriter> mWriter;
+    std::optional<DisplayWindow> mWindow;
+    steady_clock::time_point mFirstShown;
 };
 
 } // namespace
@@ -275,10 +328,9 @@ void AddMonitorCommand(CLI::App& app) {
     CLI::App* command =
         app.add_subcommand("monitor", "Show up to four clips side by side, each decoded by a process of its own");
     command->add_option("FILES", arguments->files, "clips or stills, one for each cell")->required()->expected(1, 4);
-    command
-        ->add_option("-o,--output", arguments->output,
-                     "file to write (.mp4, .y4m, .png ...), a folder for stills, or - for Y4M on the output")
-        ->required();
+    command->add_option("-o,--output", arguments->output,
+                        "file to write (.mp4, .y4m, .png ...), a folder for stills, or - for Y4M on the output");
+    command->add_flag("--show", arguments->show, "show the composites in a window (Esc or q ends), too or alone");
     command->add_option("--selected", arguments->selected, "camera with the border, from 1; 0 for none")
         ->capture_default_str()
         ->check(CLI::Range(0, 4));

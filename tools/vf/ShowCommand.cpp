@@ -21,8 +21,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kLookForUser{20}; // soon enough for a key
-
 struct ShowArguments {
     std::string input;
     std::string frames;
@@ -63,7 +61,8 @@ public:
                 start = steady_clock::now();
             }
             const std::chrono::duration<double> after(static_cast<double>(time - firstTime) / rate);
-            goesOn = WaitUntil(start + std::chrono::duration_cast<steady_clock::duration>(after));
+            goesOn =
+                mWindow->AttendUntil(start + std::chrono::duration_cast<steady_clock::duration>(after), mInterruption);
             if (goesOn) {
                 mWindow->Show(frame);
                 ++shown;
@@ -73,8 +72,8 @@ public:
             throw Failure(ExitCode::Usage, "--frames " + mArguments.frames + ": the input has fewer pictures");
         }
         const std::chrono::duration<double> seconds = steady_clock::now() - start;
-        while (goesOn && shown == 1) { // a still stays until the user has seen it
-            goesOn = WaitUntil(steady_clock::now() + kLookForUser);
+        if (goesOn && shown == 1) { // a still stays until the user has seen it
+            mWindow->AttendUntil(steady_clock::time_point::max(), mInterruption);
         }
         std::printf("%s: %s shown, %.1f frames/s%s\n", mArguments.input.c_str(),
                     Plural(static_cast<std::uint64_t>(shown), "frame").c_str(),
@@ -86,18 +85,6 @@ private:
         const PictureSize size = mSize.value_or(PictureSize{
             std::clamp(static_cast<int>(WidthOf(frame) * av_q2d(aspect) + 0.5), 1, kMaxSide), HeightOf(frame)});
         mWindow.emplace(std::filesystem::path(mArguments.input).filename().string(), size.width, size.height);
-    }
-
-    // False when the user has ended the show.
-    bool WaitUntil(steady_clock::time_point time) {
-        while (mWindow->Attend() && !mInterruption.Requested()) {
-            const auto now = steady_clock::now();
-            if (now >= time) {
-                return true;
-            }
-            mInterruption.SleepUntil(std::min<steady_clock::time_point>(time, now + kLookForUser));
-        }
-        return false;
     }
 
     ShowArguments mArguments;
