@@ -2,6 +2,7 @@
 
 #include "Pictures.h"
 #include "ReferencePixels.h"
+#include "scale/Filter.h"
 
 #include <algorithm>
 #include <cmath>
@@ -80,11 +81,11 @@ reference::Picture Exact(const Job& job, const std::uint8_t* source) {
         return reference::Convert(from, to, codes);
     }
     const reference::Format filtered(!from.yuv ? kBGRP32f : from.bt709 ? kVUYX32fOf709 : kVUYX32f);
-    constexpr PixelBlitter::Filter kFilters[] = {PixelBlitter::Filter::Box, PixelBlitter::Filter::Bilinear,
-                                                 PixelBlitter::Filter::Bicubic, PixelBlitter::Filter::Lanczos3};
+    const auto filter = PixelBlitter::FilterForQuality(job.quality, static_cast<double>(job.in.width) / job.out.width,
+                                                       static_cast<double>(job.in.height) / job.out.height);
     reference::Picture picture = reference::Convert(from, filtered, codes);
     for (reference::Plane& plane : picture.plane) {
-        plane = Resample(plane, job.out, kFilters[job.quality - 1]);
+        plane = Resample(plane, job.out, filter);
     }
     for (double& alpha : picture.plane[3].samples) {
         alpha = std::clamp(alpha, 0.0, 1.0); // before colours are divided by it
