@@ -5,15 +5,9 @@
 // Usage: bench_warp [turns]
 
 #include "PixelBlitter.h"
+#include "Turns.h"
 
-#include <algorithm>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
-#include <functional>
-#include <string>
-#include <vector>
 
 #ifdef BENCH_WITH_OPENCV
 #include <opencv2/imgproc.hpp>
@@ -21,62 +15,9 @@
 
 namespace {
 
-constexpr int kWidth = 1920;
-constexpr int kHeight = 1080;
-constexpr int kPictures = 24; // of three kinds: beyond the last cache
+using namespace pixmapbench;
+
 constexpr PB_PixelFormat kBGRA = 0x4;
-
-struct Pictures {
-    std::uint8_t *a, *b, *to;
-};
-using Work = std::function<void(const Pictures&)>;
-
-struct Contestant {
-    std::string name;
-    Work work;
-    double best[2] = {1e9, 1e9};
-};
-
-// Processor time of all threads: neither other programs nor a division of labour count.
-double Milliseconds() {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) * 1e-6;
-}
-
-void Run(const char* name, double moved, int pixelBytes, std::vector<Contestant> contestants, int turns) {
-    const std::size_t bytes = static_cast<std::size_t>(kWidth) * kHeight * static_cast<std::size_t>(pixelBytes);
-    std::vector<std::uint8_t> memory(bytes * 3 * kPictures);
-    for (std::size_t i = 0; i < memory.size(); ++i) {
-        memory[i] = i % 4 == 3 ? (pixelBytes == 4 ? 255 : 63) : static_cast<std::uint8_t>(i * 2654435761U >> 24);
-    }
-    const auto copied = static_cast<std::size_t>(moved / 2 * static_cast<double>(bytes));
-    contestants.insert(contestants.begin(), {"memcpy", [=](const Pictures& p) {
-                                                 std::memcpy(p.to, p.a, std::min(copied, bytes));
-                                                 std::memcpy(p.b, p.a, copied - std::min(copied, bytes));
-                                             }});
-    for (const int cold : {0, 1}) {
-        std::size_t at = 0;
-        for (int turn = 0; turn < turns; ++turn) {
-            for (Contestant& contestant : contestants) {
-                for (int again = cold; again < 2; ++again) {
-                    const std::size_t i = cold != 0 ? at++ % kPictures : 0;
-                    std::uint8_t* const first = memory.data() + 3 * i * bytes;
-                    const double start = Milliseconds();
-                    contestant.work({first, first + bytes, first + 2 * bytes});
-                    contestant.best[cold] = std::min(contestant.best[cold], Milliseconds() - start);
-                }
-            }
-        }
-    }
-    std::printf("%-28s", name);
-    for (const Contestant& contestant : contestants) {
-        std::printf("  %s %.2f / %.2f ms (%.2f / %.2f)", contestant.name.c_str(), contestant.best[0],
-                    contestant.best[1], contestants[0].best[0] / contestant.best[0],
-                    contestants[0].best[1] / contestant.best[1]);
-    }
-    std::printf("\n");
-}
 
 struct Shape {
     const char* name;
@@ -138,18 +79,27 @@ int main(int count, char** arguments) {
 #ifdef BENCH_WITH_OPENCV
     cv::setNumThreads(1);
 #endif
+    Memory pixels(4);
     for (const Shape& shape : kShapes) {
         std::vector<Contestant> contestants{Ours(shape)};
 #ifdef BENCH_WITH_OPENCV
         contestants.push_back(OpenCV(shape));
 #endif
-        Run(shape.name, 2, 4, std::move(contestants), turns);
+        Run(shape.name, 8 * kPixels, pixels, std::move(contestants), turns);
     }
-    Run("through a mask, BGRA", 3, 4, {Masked(kBGRA, false)}, turns);
-    Run("through a mask, in place", 3, 4, {Masked(kBGRA, true)}, turns);
-    Run("through a mask, UYVY", 3, 2, {Masked(0x811, false)}, turns);
-    Run("through a mask, BGRA 15u", 3, 8, {Masked(0x84, false)}, turns);
-    Run("onto black, BGRA", 2, 4, {ToBlack(kBGRA)}, turns);
-    Run("onto black, BGRP", 2, 4, {ToBlack(0x8)}, turns);
-    Run("onto black, BGRA 15u", 2, 8, {ToBlack(0x84)}, turns);
+    const struct {
+        const char* name;
+        std::size_t pictures; // read and written
+        int pixelBytes;
+        Contestant contestant;
+    } composites[] = {
+        {"through a mask, BGRA", 3, 4, Masked(kBGRA, false)}, {"through a mask, in place", 3, 4, Masked(kBGRA, true)},
+        {"through a mask, UYVY", 3, 2, Masked(0x811, false)}, {"through a mask, BGRA 15u", 3, 8, Masked(0x84, false)},
+        {"onto black, BGRA", 2, 4, ToBlack(kBGRA)},           {"onto black, BGRP", 2, 4, ToBlack(0x8)},
+        {"onto black, BGRA 15u", 2, 8, ToBlack(0x84)},
+    };
+    for (const auto& [name, pictures, pixelBytes, contestant] : composites) {
+        Memory memory(pixelBytes);
+        Run(name, pictures * memory.PictureBytes(), memory, {contestant}, turns);
+    }
 }
