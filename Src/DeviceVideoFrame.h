@@ -24,6 +24,7 @@ struct DeviceFrameRequest {
 };
 
 /// Derived supplies what the buffer is: Derived(device), Allocate(bytes), CopyIdentity(from), QueryInterface, GetData,
+/// GetBlockExtent,
 /// fills, and a destructor that frees it.
 template <class Derived, class Base>
 class DeviceVideoFrame : public VideoFrameTemplate<Base>, public BRT::Allocated {
@@ -59,6 +60,8 @@ public:
         copy->mAlphaBounds = this->mAlphaBounds;
         return BRT::InterfaceRef<RK::IVideoFrame>(copy.GetPtr());
     }
+
+    bool MayWritePixels() final { return true; }
 
     void SetCompletionEvent(boost::shared_ptr<DK::Event> inEvent) final { mCompletionEvent.swap(inEvent); }
     boost::shared_ptr<DK::Event> GetCompletionEvent() final { return mCompletionEvent; }

@@ -31,6 +31,8 @@ std::int32_t GPUVideoFrame::QueryInterface(const zyncore::utility::Guid& inID, v
     } else if (inID == IGPUVideoFrame2DPixelMemoryAccess::kInterfaceID) {
         found =
             Details::IsRowAddressable(mPixelFormat) ? static_cast<IGPUVideoFrame2DPixelMemoryAccess*>(this) : nullptr;
+    } else if (inID == Details::IFrameBlock::kInterfaceID) {
+        found = static_cast<Details::IFrameBlock*>(this);
     }
     *outInterface = found;
     if (found == nullptr) {

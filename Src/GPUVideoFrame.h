@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DeviceVideoFrame.h"
+#include "FrameBlock.h"
 #include "VideoFrameInterfaces.h"
 
 namespace VF {
@@ -10,7 +11,8 @@ class GPUVideoFrameBase : public RK::IVideoFrame,
                           public IGPUVideoFrame,
                           public IGPUVideoFrameMemoryAccess,
                           public IGPUVideoFrame2DPixelMemoryAccess,
-                          public ICompletionEventVideoFrame {
+                          public ICompletionEventVideoFrame,
+                          public Details::IFrameBlock {
 protected:
     ~GPUVideoFrameBase() = default;
 };
@@ -29,6 +31,8 @@ public:
     zyncore::utility::Guid GetFrameGuid() override { return mFrameGuid; }
     void SetFrameGuid(zyncore::utility::Guid inGuid) override { mFrameGuid = inGuid; }
 
+    /// Nothing of it is the CPU's to touch.
+    Details::BlockExtent GetBlockExtent() override { return {}; }
     void* GetData() override { return mDeviceData; }
 
 private:

@@ -49,14 +49,15 @@ LendingRegistry::Object LendingRegistry::Take(const void* address) noexcept {
 }
 
 std::vector<LendingRegistry::Entry> LendingRegistry::TakeAll() {
+    // Everything is taken out before memory is asked for, which may throw.
+    std::array<decltype(Share::entries), std::tuple_size_v<decltype(mShares)>> taken;
+    for (std::size_t i = 0; i < taken.size(); ++i) {
+        const BRT::CriticalSectionLock lock(mShares[i].lock);
+        taken[i].swap(mShares[i].entries);
+    }
     std::vector<Entry> entries;
-    for (Share& share : mShares) {
-        decltype(share.entries) taken;
-        {
-            const BRT::CriticalSectionLock lock(share.lock);
-            taken.swap(share.entries);
-        }
-        entries.insert(entries.end(), taken.begin(), taken.end());
+    for (const auto& share : taken) {
+        entries.insert(entries.end(), share.begin(), share.end());
     }
     std::ranges::sort(entries, {}, &Entry::first);
     return entries;

@@ -2,6 +2,7 @@
 
 #include "LendingRegistry.h"
 #include "RawFrame.h"
+#include "VideoFrameInterfaces.h"
 
 namespace VF::Details {
 
@@ -11,6 +12,8 @@ LentPixels::LentPixels(TPixHand hand)
         if (const auto block = BRT::QueryInterface<IFrameBlock>(mFrame)) {
             mMayWrite = block->MayWritePixels();
             mBlock = block->GetBlockExtent();
+        } else if (!BRT::QueryInterface<IVideoFrameMemoryAccess>(mFrame)) {
+            mBlock = BlockExtent{}; // a device's
         }
     } else if (const auto raw = BRT::QueryInterface<RawFrame>(mObject)) {
         mBlock = BlockExtent{raw->GetData(), raw->GetDataSize()};

@@ -28,6 +28,8 @@ std::int32_t PinnedMemoryVideoFrame::QueryInterface(const zyncore::utility::Guid
         found = GetReadOnly() ? nullptr : static_cast<RK::IVideoFrameClearable*>(this);
     } else if (inID == IVideoFrame2DPixelMemoryAccess::kInterfaceID) {
         found = Details::IsRowAddressable(mPixelFormat) ? static_cast<IVideoFrame2DPixelMemoryAccess*>(this) : nullptr;
+    } else if (inID == Details::IFrameBlock::kInterfaceID) {
+        found = static_cast<Details::IFrameBlock*>(this);
     }
     *outInterface = found;
     if (found == nullptr) {

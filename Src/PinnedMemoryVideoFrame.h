@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DeviceVideoFrame.h"
+#include "FrameBlock.h"
 #include "PixelBlitter.h"
 #include "VideoFrameInterfaces.h"
 
@@ -10,7 +11,8 @@ class PinnedMemoryVideoFrameBase : public RK::IVideoFrame,
                                    public RK::IVideoFrameClearable,
                                    public IVideoFrameMemoryAccess,
                                    public IVideoFrame2DPixelMemoryAccess,
-                                   public ICompletionEventVideoFrame {
+                                   public ICompletionEventVideoFrame,
+                                   public Details::IFrameBlock {
 protected:
     ~PinnedMemoryVideoFrameBase() = default;
 };
@@ -26,6 +28,7 @@ public:
     std::int32_t FillWithTransparentBlack() override;
     std::int32_t FillWithTransparentWhite() override;
 
+    Details::BlockExtent GetBlockExtent() override { return {mHostData, GetDataSize()}; }
     void* GetData() override { return mHostData; }
 
 private:

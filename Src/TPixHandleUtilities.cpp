@@ -251,7 +251,11 @@ TPixHand NewCustomTPixWithVideoFrame(RECT* inBounds, zynmediatypes::PixelFormat 
 
 void DisposeTPixFromVideoFrame(TPixHand inTPixHand) {
     CheckContract(inTPixHand != nullptr, "tpixHandle != NULL", kFactorySource);
-    if (!KxIsHandle(inTPixHand) || !*inTPixHand) {
+    if (!KxIsHandle(inTPixHand)) {
+        LentPixmaps().Take(inTPixHand); // a look-up may have added it
+        return;
+    }
+    if (!*inTPixHand) {
         return;
     }
     const auto object = LentPixmaps().Take(inTPixHand); // outlives the record that points into it

@@ -83,16 +83,16 @@ std::uint32_t tpixGetPixel(TPixHand inHand, std::int32_t inX, std::int32_t inY) 
         return kNoPixel;
     }
     const RECT& bounds = record->bounds;
-    const std::int64_t width = std::int64_t{bounds.right} - bounds.left;
     const std::int64_t height = std::int64_t{bounds.bottom} - bounds.top;
-    // Rows are counted from the bounds' top and columns from their left, so there may be fewer than the edges say.
-    if (inX < 0 || inX >= bounds.right || inX >= width || inY < 0 || inY >= bounds.bottom || inY >= height) {
+    // Rows are counted from the bounds' top, so there may be fewer than the edges say.
+    if (inX < 0 || inX >= bounds.right || inY < 0 || inY >= bounds.bottom || inY >= height) {
         return kNoPixel;
     }
     const void* const address =
         OffsetPointer(record->pixels, (height - inY - 1) * record->rowbytes + std::int64_t{4} * inX);
-    // Narrower pixels end before the last 32-bit one that a row of 32-bit pixels would have.
-    if (record->bitsPerPixel < 32 &&
+    // Narrower pixels end before the last 32-bit one, columns count from 0 whatever the left edge is, and a field view
+    // may have the whole picture's height: then the block says what is there.
+    if ((record->bitsPerPixel < 32 || bounds.left != 0 || record->fieldMode != 0) &&
         !VF::Details::LentPixels(inHand).Contain(VF::Details::PixelRows{address, 0, 1, 4})) {
         return kNoPixel;
     }

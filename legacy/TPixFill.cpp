@@ -67,7 +67,7 @@ std::int32_t Fill(TPixHand hand, const RECT* rect, COLORREF colour, std::uint8_t
     }
     constexpr std::int64_t kLongest = std::numeric_limits<std::int32_t>::max();
     const LentPixels lent(hand);
-    if (!record->pixels || !lent.MayWrite() || area.Width() > kLongest || area.Height() > kLongest) {
+    if (!record->pixels || !lent.MayWrite() || area.Width() > kLongest || bounds.Height() > kLongest) {
         return kPB_BadArgument;
     }
     const zynmediatypes::PixelFormat format =

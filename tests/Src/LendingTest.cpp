@@ -100,7 +100,11 @@ TEST_P(LentFrame, ShowsThePictureOrOneOfItsFields) {
     for (const int height : {8, 9}) {
         for (const View& view : kViews) {
             SCOPED_TRACE(testing::Message() << height << " lines, view " << &view - kViews);
-            FrameRef frame = GetParam().make({kBGRA, 16, static_cast<std::uint32_t>(height)}, PaintCoordinates);
+            FrameRef frame = GetParam().make({kBGRA, 16, static_cast<std::uint32_t>(height)}, [](const FrameRef& made) {
+                if (BRT::QueryInterface<VF::IVideoFrameMemoryAccess>(made)) {
+                    PaintCoordinates(made);
+                }
+            });
             TPixHand const hand = VF::NewTPixFromVideoFrame(frame, view.asField, view.type, view.which);
             ASSERT_TRUE(hand);
             EXPECT_EQ(VF::GetVideoFrameFromTPix(hand), frame);
@@ -131,6 +135,14 @@ TEST_P(LentFrame, ShowsThePictureOrOneOfItsFields) {
                 EXPECT_EQ(record.bounds.bottom, height);
                 EXPECT_EQ(record.fieldMode, 0);
                 EXPECT_EQ(record.rowbytes, 64);
+                TPixFieldsPrep(hand, 0); // half of the fields' addresses are no longer null
+                for (const std::int8_t field : {0, 1}) {
+                    TPixFields_PointAtField(hand, field);
+                    tpixFillAlpha(hand, 1);
+                    EXPECT_LT(tpixFillRect(hand, nullptr, 0), 0);
+                    EXPECT_EQ(tpixGetPixel(hand, 0, 0), 0xFFFFFFU);
+                }
+                TPixFieldsCleanup(hand);
             }
             VF::DisposeTPixFromVideoFrame(hand);
             VF::DisposeTPixFromVideoFrame(hand);
@@ -139,6 +151,8 @@ TEST_P(LentFrame, ShowsThePictureOrOneOfItsFields) {
     }
 }
 INSTANTIATE_TEST_SUITE_P(EveryKind, LentFrame, ::testing::ValuesIn(AllKinds()),
+                         [](const auto& kind) { return std::string(kind.param.name); });
+INSTANTIATE_TEST_SUITE_P(OnTheHostDevice, LentFrame, ::testing::ValuesIn(kDeviceKinds),
                          [](const auto& kind) { return std::string(kind.param.name); });
 
 TEST_F(Lending, ANewFrameIsMadeInTheFormatAndFieldWanted) {
@@ -197,6 +211,8 @@ TEST_F(Lending, ANewFrameIsMadeInTheFormatAndFieldWanted) {
 TEST_F(Lending, RatiosArePackedInThousandths) {
     const std::pair<PixelAspectRatio, std::uint64_t> table[] = {{{9, 10}, 900U << 16 | 1000U},
                                                                 {{40, 33}, 1212U << 16 | 1000U},
+                                                                {{2, 3}, 666U << 16 | 1000U},
+                                                                {{1001, 1000}, 1000U << 16 | 1000U},
                                                                 {{1, 0}, 1000U},
                                                                 {{70, 1}, (70'000U << 16) | 1000U},
                                                                 {{0xFFFFFFFF, 1}, 1000U}};
