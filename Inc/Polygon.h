@@ -8,9 +8,9 @@
 /// All arithmetic is in single precision and in a fixed order, so a polygon gives the same bytes everywhere.
 ///
 /// Both records are of 32-bit pixels with four 8-bit channels; the destination's alpha becomes the sample's. Nothing is
-/// drawn, and no error reported, when a record is null or of other pixels, when the destination's frame must not be
-/// written, when a coordinate is infinite or not a number, or when memory is exhausted. What lies outside the
-/// destination is clipped. Different destinations may be drawn at once from several threads.
+/// drawn, and no error reported, when a record is null, of other pixels or of more than 2^24 pixels a side, when the
+/// destination's frame must not be written, when a coordinate is infinite or not a number, or when memory is exhausted.
+/// What lies outside the destination is clipped. Different destinations may be drawn at once from several threads.
 
 #include "TPix.h"
 

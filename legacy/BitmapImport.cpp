@@ -93,7 +93,7 @@ VF::Pixmaps::ScratchPtr DecodedRows(const PackedBitmap& bitmap) {
 void ConvertRow(const std::uint8_t* row, std::uint8_t* pixels, std::int32_t width, int depth,
                 const std::array<std::uint32_t, 256>& colours) {
     if (depth == 24) {
-        DepthCon24To32(row, pixels, width, 1, 0, 0);
+        _KxDepthCon24To32(row, pixels, width, 1, 0, 0);
         return;
     }
     if (depth == 8) {

@@ -153,7 +153,9 @@ std::int32_t DibHistogram(BITMAPINFOHEADER* ioHeader, const void* inBits, std::i
         return 0;
     }
     BITMAPINFOHEADER& header = *ioHeader;
-    header.biClrUsed = ColourCount(header);
+    if (header.biClrUsed == 0 && header.biBitCount < 9) { // written only then: a header may be read-only
+        header.biClrUsed = ColourCount(header);
+    }
     const auto* const bits =
         inBits != nullptr ? static_cast<const std::uint8_t*>(inBits) : BitsBehind(header, header.biClrUsed);
     const std::int32_t bitCount = header.biBitCount;
@@ -162,11 +164,14 @@ std::int32_t DibHistogram(BITMAPINFOHEADER* ioHeader, const void* inBits, std::i
                           inHeight < 0 || inHeight > header.biHeight ? header.biHeight : inHeight,
                           wholeRowBytes & kRowBytesKept};
     const std::int64_t start = std::int64_t{inY} * rows.rowBytes + std::int64_t{inX} * bitCount / 8;
+    if (bitCount != 1 && bitCount != 4 && bitCount != 8 && bitCount != 16 && bitCount != 24 && bitCount != 32) {
+        return 1;
+    }
+    const Counting counting(ioHistogram);
     if (start < 0 || rows.width <= 0 || rows.height <= 0) {
         return 1;
     }
     const auto table = ColourIndexesOf(header, bitCount <= 8 ? header.biClrUsed : 0);
-    const Counting counting(ioHistogram);
     for (const PackedRows& part : PartsWithin(rows, bitCount, std::int64_t{wholeRowBytes} * header.biHeight - start)) {
         counting.Count(bitCount, part.start + start, part.width, part.height, part.rowBytes, table.data());
     }

@@ -19,27 +19,4 @@ constexpr std::int64_t RegionRowBytes(std::int64_t width) noexcept {
     return ((width + 7) / 8 + 1) / 2 * 2;
 }
 
-/// Global memory, locked while this lives.
-class LockedGlobal {
-public:
-    LockedGlobal() = default;
-    explicit LockedGlobal(HGLOBAL memory) noexcept : mMemory(memory), mBytes(GlobalLock(memory)) {}
-    ~LockedGlobal() {
-        if (mBytes != nullptr) {
-            GlobalUnlock(mMemory);
-        }
-    }
-    LockedGlobal(LockedGlobal&& other) noexcept : mMemory(other.mMemory), mBytes(other.mBytes) {
-        other.mBytes = nullptr;
-    }
-    LockedGlobal& operator=(LockedGlobal&&) = delete;
-
-    const std::uint8_t* Bytes() const noexcept { return static_cast<const std::uint8_t*>(mBytes); }
-    std::uint64_t Size() const noexcept { return mBytes != nullptr ? GlobalSize(mMemory) : 0; }
-
-private:
-    HGLOBAL mMemory = nullptr;
-    void* mBytes = nullptr;
-};
-
 } // namespace VF::Pixmaps

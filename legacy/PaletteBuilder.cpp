@@ -50,17 +50,14 @@ void HalveCounters(std::uint32_t* histogram) noexcept {
     }
 }
 
-// split(box) cuts a box, representative(box, index) gives its colour.
-template <class Split, class Representative>
-HPALETTE BuildPalette(std::uint32_t* histogram, std::int32_t colours, const Split& split,
-                      const Representative& representative) {
-    HalveCounters(histogram);
+HPALETTE BuildFrom(void* histogram, void* map, std::int32_t colours) {
+    HalveCounters(static_cast<std::uint32_t*>(histogram));
     if (InitBoxes(std::min(colours, kColoursOfPictures)) == 0) {
         return nullptr;
     }
     const BoxesGuard boxes;
     while (AnyFreeBox() && FirstUsedBox()->score != 0) {
-        split(FirstUsedBox());
+        SplitBoxHist(FirstUsedBox(), histogram);
     }
     SortBoxes();
 
@@ -75,7 +72,7 @@ HPALETTE BuildPalette(std::uint32_t* histogram, std::int32_t colours, const Spli
         index = kStaticColours;
     }
     for (const ColourBox* box = FirstUsedBox(); box != nullptr; box = box->next, ++index) {
-        const std::uint32_t colour = representative(box, static_cast<std::int32_t>(index));
+        const std::uint32_t colour = DetermineRepresentativeHist(box, static_cast<std::int32_t>(index), map, histogram);
         palette.entries[index] = {static_cast<BYTE>(colour), static_cast<BYTE>(colour >> 8),
                                   static_cast<BYTE>(colour >> 16), 0};
     }
@@ -90,22 +87,18 @@ HPALETTE HistogramToPalette(void* ioHistogram, void* outMap, std::int32_t inColo
         return nullptr;
     }
     const std::lock_guard lock(QuantizerLock());
-    return BuildPalette(
-        static_cast<std::uint32_t*>(ioHistogram), inColours, [=](ColourBox* box) { SplitBoxHist(box, ioHistogram); },
-        [=](const ColourBox* box, std::int32_t index) {
-            return DetermineRepresentativeHist(box, index, outMap, ioHistogram);
-        });
+    return BuildFrom(ioHistogram, outMap, inColours);
 }
 
 HPALETTE HistogramPalette(void* ioHistogram, void* outMap, std::int32_t inColours) {
     if (ioHistogram == nullptr) {
         return nullptr;
     }
+    // The current histogram and map are set, for whoever asks for them, and not read back: UseHistogram takes no lock.
     const std::lock_guard lock(QuantizerLock());
     UseHistogram(ioHistogram);
     UseMap(static_cast<std::uint8_t*>(outMap));
-    const HPALETTE palette =
-        BuildPalette(static_cast<std::uint32_t*>(ioHistogram), inColours, SplitBox, DetermineRepresentative);
+    const HPALETTE palette = BuildFrom(ioHistogram, outMap, inColours);
     UseMap(nullptr);
     return palette;
 }

@@ -1,5 +1,6 @@
 #include "BaseSuite.h"
 #include "CopyMask.h"
+#include "LockedGlobal.h"
 #include "MaskedCopy.h"
 #include "PixelBlitter.h"
 #include "PixmapPlace.h"
@@ -34,9 +35,9 @@ public:
         if ((mode & kTPixCopy_ByteMask) != 0) {
             mPicture = static_cast<TPixHand>(mask);
         } else if ((mode & kTPixCopy_BitMask) != 0) {
-            mGlobal.emplace(static_cast<HGLOBAL>(mask));
-            SetRows(mGlobal->Bytes(), ((width - 1) / 16 + 1) * 2, height);
-            mUsable = mBits == nullptr || mGlobal->Size() >= static_cast<std::uint64_t>(mRowBytes * height);
+            mGlobal.Lock(static_cast<HGLOBAL>(mask));
+            SetRows(mGlobal.Bytes(), ((width - 1) / 16 + 1) * 2, height);
+            mUsable = mBits == nullptr || mGlobal.Size() >= static_cast<std::uint64_t>(mRowBytes * height);
         } else {
             mDrawn = DrawRegion(static_cast<HRGN>(mask), width, height);
             SetRows(mDrawn.get(), RegionRowBytes(width), height);
@@ -61,7 +62,7 @@ private:
     }
 
     TPixHand mPicture = nullptr;
-    std::optional<LockedGlobal> mGlobal;
+    LockedGlobal mGlobal;
     ScratchPtr mDrawn;
     const std::uint8_t* mBits = nullptr;
     const std::uint8_t* mLastRow = nullptr;
@@ -125,7 +126,8 @@ struct Place {
 
 void CopyThroughBytes(TPixHand mask, const Place& from, const Place& to) {
     const TPix* const record = LiveRecord(mask);
-    if (record == nullptr || !HasRows(*record)) {
+    constexpr int kMaskBits = 8;
+    if (record == nullptr || !HasRows(*record) || record->bitsPerPixel < kMaskBits) {
         return;
     }
     const auto width = static_cast<std::int32_t>(std::min<std::int64_t>(from.width, WidthOf(record->bounds)));
@@ -185,7 +187,14 @@ void Copy(const TPix* source, TPix* destination, const RECT* sourceRect, const R
     if (!from.IsInside(fromBounds) || !to.IsInside(toBounds)) {
         return;
     }
-    const Place read(*source, from), written(*destination, to);
+    const bool whole = from.Size(0) == fromBounds.Size(0) && from.Size(1) == fromBounds.Size(1) &&
+                       to.Size(0) == toBounds.Size(0) && to.Size(1) == toBounds.Size(1);
+    Place read(*source, from), written(*destination, to);
+    if (sameSize && whole && maskArgument == nullptr && weight == kWholeSource) {
+        // Whole pictures move from pixels to pixels, whatever their left edges are.
+        read.first = source->pixels;
+        written.first = destination->pixels;
+    }
     if (!read.LiesIn(behind.source) || !written.LiesIn(behind.destination)) {
         return;
     }
@@ -197,8 +206,6 @@ void Copy(const TPix* source, TPix* destination, const RECT* sourceRect, const R
     // Masks have the size of the rectangle before it was cut.
     const Mask mask(mode, maskArgument, *sourceRect);
     if (mask.IsUsable()) {
-        const bool whole = from.Size(0) == fromBounds.Size(0) && from.Size(1) == fromBounds.Size(1) &&
-                           to.Size(0) == toBounds.Size(0) && to.Size(1) == toBounds.Size(1);
         CopySameSize(read, written, mask, weight, whole);
     }
 }

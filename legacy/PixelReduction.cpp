@@ -89,8 +89,9 @@ Reduction RowsOf(const BITMAPINFOHEADER& sourceHeader, const void* sourceBits,
                 : const_cast<std::uint8_t*>(BitsBehind(destinationHeader, ColourCount(destinationHeader))),
             width,
             sourceHeader.biHeight,
-            BitmapRowBytes(sourceHeader.biBitCount, width),
-            BitmapRowBytes(8, width)};
+            sourceHeader.biBitCount == 32 ? static_cast<std::int32_t>(static_cast<std::uint32_t>(width) * 4)
+                                          : BitmapRowBytes(sourceHeader.biBitCount, width),
+            static_cast<std::int32_t>((static_cast<std::uint32_t>(width) + 3) & ~3U)};
 }
 
 bool IsEmpty(const BITMAPINFOHEADER* source, const BITMAPINFOHEADER* destination, const void* map) noexcept {

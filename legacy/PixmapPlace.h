@@ -33,10 +33,11 @@ inline POINT MovedInto(const RECT& bounds, POINT point) noexcept {
             std::min(std::max(point.y, bounds.top), bounds.bottom)};
 }
 
-/// Whether a record has rows of pixels, and its bounds sizes that the converter can take.
+/// Whether a record has rows of pixels, and its bounds sizes that the converter can take. Pixels that share words have
+/// no bits of their own: V210 has 0, and is reached as a whole row.
 inline bool HasRows(const TPix& record) noexcept {
     constexpr std::int64_t kLongest = std::numeric_limits<std::int32_t>::max();
-    return record.pixels != nullptr && record.bitsPerPixel >= 8 && record.rowbytes != 0 &&
+    return record.pixels != nullptr && record.bitsPerPixel >= 0 && record.rowbytes != 0 &&
            record.rowbytes != std::numeric_limits<std::int32_t>::min() && WidthOf(record.bounds) <= kLongest &&
            HeightOf(record.bounds) <= kLongest;
 }

@@ -21,14 +21,17 @@ using VF::Polygons::Vertex;
 /// How far an outline's lines may be off a curve, in pixels.
 constexpr float kOutlineTolerance = 0.5F;
 
+/// Coordinates are single-precision floats, which beyond this no longer tell pixels apart.
+constexpr std::int64_t kLongestSide = std::int64_t{1} << 24;
+
 /// The picture behind a record, when it has 32-bit pixels that all lie in the memory behind the handle.
 std::optional<Surface> SurfaceOf(TPixHand hand, const LentPixels& memory) {
     const TPix& record = **hand;
     const std::int64_t width = std::int64_t{record.bounds.right} - record.bounds.left;
     const std::int64_t height = std::int64_t{record.bounds.bottom} - record.bounds.top;
     const std::int64_t step = std::abs(std::int64_t{record.rowbytes});
-    if (record.pixels == nullptr || record.bitsPerPixel != 32 || width < 1 || height < 1 || height > INT32_MAX ||
-        step < width * 4) {
+    if (record.pixels == nullptr || record.bitsPerPixel != 32 || width < 1 || height < 1 || width > kLongestSide ||
+        height > kLongestSide || step < width * 4) {
         return std::nullopt;
     }
     const Surface surface{record.pixels, record.rowbytes, static_cast<std::int32_t>(width),

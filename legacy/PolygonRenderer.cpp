@@ -128,7 +128,7 @@ void FillSpan(const Surface& destination, const Surface& source, Span span, std:
     }
     for (std::int32_t column = span.from; column <= span.to; ++column, pixel += 4) {
         const std::array<std::uint8_t, 4> sample = Sample(source, span.at.u, span.at.v);
-        const auto alpha = static_cast<std::uint32_t>(std::clamp(span.at.opacity + 0.5F, 0.0F, 255.0F)) & 0xFF;
+        const auto alpha = static_cast<std::uint32_t>(std::min(std::max(0.0F, span.at.opacity + 0.5F), 255.0F)) & 0xFF;
         for (std::size_t channel = 0; channel < 3; ++channel) {
             pixel[channel] = Blend(pixel[channel], sample[channel], alpha);
         }
@@ -141,7 +141,10 @@ void FillSpan(const Surface& destination, const Surface& source, Span span, std:
 
 void FillBetween(const Surface& destination, const Surface& source, const ActiveEdge& left, const ActiveEdge& right,
                  std::int32_t row) {
-    // Limited as floats, for neither infinities nor 2^31 fit an integer; a comparison with not a number fails.
+    // Limited as floats, for 2^31 does not fit an integer.
+    if (!std::isfinite(left.x) || !std::isfinite(right.x)) {
+        return; // differences of coordinates overflowed
+    }
     const float first = std::max(0.0F, std::ceil(left.x - 0.5F));
     const float last = std::min(static_cast<float>(destination.width - 1), std::floor(right.x - 0.5F));
     if (!(first <= last)) {

@@ -1,35 +1,15 @@
 #include "RunLength.h"
 
+#include "LockedGlobal.h"
 #include "RleDecoder.h"
-#include "WindowsApi_Memory.h"
 
 #include <cstring>
 #include <optional>
 
 namespace {
 
-using VF::RunLength::Extent;
+using VF::Pixmaps::LockedGlobal;
 using VF::RunLength::kUnlimited;
-
-/// A block of global memory, locked while this lives.
-class LockedMemory {
-public:
-    explicit LockedMemory(HGLOBAL memory) : mMemory(memory), mData(static_cast<std::uint8_t*>(GlobalLock(memory))) {}
-    ~LockedMemory() {
-        if (mData != nullptr) {
-            GlobalUnlock(mMemory);
-        }
-    }
-    LockedMemory(const LockedMemory&) = delete;
-    LockedMemory& operator=(const LockedMemory&) = delete;
-
-    std::uint8_t* Data() const { return mData; }
-    std::size_t Size() const { return mData != nullptr ? GlobalSize(mMemory) : 0; }
-
-private:
-    HGLOBAL mMemory;
-    std::uint8_t* mData;
-};
 
 /// A packed bitmap's header and where its pixels start.
 struct PackedBitmap {
@@ -38,12 +18,12 @@ struct PackedBitmap {
 };
 
 /// Empty when the header's sizes lead out of the memory.
-std::optional<PackedBitmap> Unpack(const LockedMemory& memory) {
+std::optional<PackedBitmap> Unpack(const LockedGlobal& memory) {
     PackedBitmap bitmap;
     if (memory.Size() < sizeof bitmap.header) {
         return std::nullopt;
     }
-    std::memcpy(&bitmap.header, memory.Data(), sizeof bitmap.header);
+    std::memcpy(&bitmap.header, memory.Bytes(), sizeof bitmap.header);
     bitmap.pixelsAt = std::size_t{bitmap.header.biSize} + std::size_t{bitmap.header.biClrUsed} * sizeof(RGBQUAD);
     return bitmap.pixelsAt <= memory.Size() ? std::optional(bitmap) : std::nullopt;
 }
@@ -64,15 +44,15 @@ void PlayRle(const BITMAPINFOHEADER* inHeader, void* outDestination, const void*
 }
 
 void PlayRleDib(HGLOBAL inDestinationDib, HGLOBAL inSourceDib) {
-    const LockedMemory destination(inDestinationDib);
-    const LockedMemory source(inSourceDib);
+    const LockedGlobal destination(inDestinationDib);
+    const LockedGlobal source(inSourceDib);
     const std::optional<PackedBitmap> to = Unpack(destination);
     const std::optional<PackedBitmap> from = Unpack(source);
     if (!to || !from) {
         return;
     }
     VF::RunLength::Decode(
-        {source.Data() + from->pixelsAt, static_cast<std::ptrdiff_t>(source.Size() - from->pixelsAt)},
-        {destination.Data() + to->pixelsAt, static_cast<std::ptrdiff_t>(destination.Size() - to->pixelsAt)},
+        {source.Bytes() + from->pixelsAt, static_cast<std::ptrdiff_t>(source.Size() - from->pixelsAt)},
+        {destination.Bytes() + to->pixelsAt, static_cast<std::ptrdiff_t>(destination.Size() - to->pixelsAt)},
         VF::RunLength::RowBytes(to->header.biWidth));
 }

@@ -115,14 +115,22 @@ std::vector<ModuleFile::Entry> ModuleFile::EntriesOf(std::uint32_t inDirectory) 
     return entries;
 }
 
+std::size_t ModuleFile::LengthOf(const Entry& inEntry) const {
+    if ((inEntry.name & kIsTextOrDirectory) == 0) {
+        return 0;
+    }
+    const std::size_t offset = inEntry.name & ~kIsTextOrDirectory;
+    return std::min<std::size_t>(Read<std::uint16_t>(mResources, offset).value_or(0),
+                                 From(mResources, offset + 2).size() / 2);
+}
+
 ResourceName ModuleFile::NameOf(const Entry& inEntry) const {
     if ((inEntry.name & kIsTextOrDirectory) == 0) {
         return {{}, static_cast<std::uint16_t>(inEntry.name)};
     }
     const std::size_t offset = inEntry.name & ~kIsTextOrDirectory;
     const Bytes characters = From(mResources, offset + 2);
-    const std::size_t length =
-        std::min<std::size_t>(Read<std::uint16_t>(mResources, offset).value_or(0), characters.size() / 2);
+    const std::size_t length = LengthOf(inEntry);
     std::u16string text(length, u'\0');
     for (std::size_t i = 0; i < length; ++i) {
         text[i] = static_cast<char16_t>(*Read<std::uint16_t>(characters, 2 * i));
@@ -132,7 +140,7 @@ ResourceName ModuleFile::NameOf(const Entry& inEntry) const {
 
 std::optional<ModuleFile::Entry> ModuleFile::FindEntry(std::uint32_t inDirectory, const ResourceName& inName) const {
     for (const Entry& entry : EntriesOf(inDirectory)) {
-        if (NameOf(entry) == inName) {
+        if (LengthOf(entry) == inName.text.size() && NameOf(entry) == inName) {
             return entry;
         }
     }
@@ -175,7 +183,14 @@ std::optional<std::span<const std::uint8_t>> ModuleFile::Find(const ResourceName
 std::vector<ResourceName> ModuleFile::NamesOf(const ResourceName& inType) const {
     std::vector<ResourceName> names;
     if (const std::optional<std::uint32_t> directory = DirectoryOf(inType)) {
+        // Names do not overlap, unless somebody wants a small file to fill the memory.
+        std::size_t left = mResources.size();
         for (const Entry& entry : EntriesOf(*directory)) {
+            const std::size_t bytes = 2 * LengthOf(entry);
+            if (bytes > left) {
+                break;
+            }
+            left -= bytes;
             names.push_back(NameOf(entry));
         }
     }

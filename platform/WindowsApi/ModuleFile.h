@@ -42,6 +42,7 @@ private:
     std::vector<Entry> EntriesOf(std::uint32_t inDirectory) const;
     std::optional<Entry> FindEntry(std::uint32_t inDirectory, const ResourceName& inName) const;
     std::optional<std::uint32_t> DirectoryOf(const ResourceName& inType) const;
+    std::size_t LengthOf(const Entry& inEntry) const; ///< of a name's text; 0 for numbers
     ResourceName NameOf(const Entry& inEntry) const;
 
     std::vector<std::uint8_t> mBytes;

@@ -211,8 +211,9 @@ TEST_F(PolygonTest, PublishedPicturesAndOtherPixelsAreLeftAlone) {
 
     MakePictures(8, 8);
     mDestination = MakeFrame(zynmediatypes::kPixelFormat_BGRA_4444_32f, 8, 8);
+    const std::vector<std::uint8_t> black(Pixels(mDestination), Pixels(mDestination) + 8 * 8 * 16);
     Draw(whole);
-    EXPECT_EQ(*Pixels(mDestination), 0);
+    EXPECT_EQ(std::memcmp(Pixels(mDestination), black.data(), black.size()), 0);
 
     MakePictures(8, 8);
     const TPixHand hand = VF::NewTPixFromVideoFrame(mDestination);
