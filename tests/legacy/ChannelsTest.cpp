@@ -154,6 +154,14 @@ TEST(Mattes, AreSmoothedFromWhatWasThere) {
     EdgeAliasChannel(pixels.data(), 8, 3, 1, mask.data()); // rows too short
     EdgeAliasChannel(pixels.data(), -12, 3, 1, mask.data());
     EXPECT_EQ(mask[1], 255);
+    Bytes column{20, 20}, grey(8, 60); // the second row's sum is of the mask as it was
+    EdgeAliasChannel(grey.data(), 4, 1, 2, column.data());
+    EXPECT_EQ(column, (Bytes{255, 255}));
+
+    Bytes red(256), green(256), blue(256), pixel{1, 2, 3, 4};
+    red[3] = 30, green[2] = 20, blue[1] = 10;
+    bn_DoIndexMap(pixel.data(), pixel.data(), 4, 1, 1, red.data(), green.data(), blue.data());
+    EXPECT_EQ(pixel, (Bytes{10, 20, 30, 4}));
 }
 
 TEST(Mattes, ArePaintedWithCornersCountedThreeTimes) {

@@ -318,6 +318,17 @@ TEST(Quantizer, MakesPalettesOfEverySize) {
     EXPECT_EQ(one[7 << 10], 37500U); // halved in place
     EXPECT_EQ(EntriesOf(two)[10], RGB(59, 3, 3));
     EXPECT_EQ(EntriesOf(two)[11], 0U);
+    Histogram rare = Empty();
+    rare[0] = 1;
+    rare[1] = 300000;
+    const Palette kept(HistogramToPalette(rare.data(), nullptr, 4));
+    EXPECT_EQ(rare[0], 1U) << "a colour that is there must not be lost by halving";
+    Histogram often = Empty(); // sums of 32 bits, products beyond
+    for (std::size_t green = 0; green < 10; ++green) {
+        often[31 << 10 | green << 5] = 60000;
+    }
+    const Palette mean(HistogramToPalette(often.data(), nullptr, 1));
+    EXPECT_EQ(EntriesOf(mean)[0] & 0xFF, 251U);
 }
 
 TEST(Quantizer, LooksUpWhatThePaletteAnswers) {
