@@ -51,9 +51,12 @@ void* operator new(std::size_t size) {
         throw std::bad_alloc();
     return block;
 }
-void* operator new(std::size_t size, std::align_val_t alignment) {
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
     const auto unit = static_cast<std::size_t>(alignment);
-    void* const block = std::aligned_alloc(unit, (size + unit - 1) / unit * unit);
+    return std::aligned_alloc(unit, (size + unit - 1) / unit * unit);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    void* const block = ::operator new(size, alignment, std::nothrow);
     if (!block)
         throw std::bad_alloc();
     return block;
