@@ -108,13 +108,15 @@ TEST_F(PixelCopy, CutsBlendsAndMasks) {
                         const bool set = *masked == 0 || *masked == 'b'
                                              ? *masked == 0 || bits.At(column, height - 1 - row)
                                              : PtInRegion(region, column, height - 1 - row) != 0;
-                        const int m = grey.record.pixels[row * grey.record.rowbytes + column], k = 255 - m;
+                        const bool byBytes = masked == std::string_view("bytes");
+                        const int m = byBytes ? grey.record.pixels[row * grey.record.rowbytes + column] : 0;
+                        const int k = 255 - m;
                         for (int c = 0; c < 4; ++c) {
                             const int a = weight < 0 ? 255 : weight;
                             if (weight == 0) {
                                 continue;
                             }
-                            if (masked == std::string_view("bytes")) {
+                            if (byBytes) {
                                 d[c] = static_cast<std::uint8_t>(m == 0     ? d[c]
                                                                  : m == 255 ? s[c]
                                                                  : c < 3    ? s[c] + ((d[c] - s[c]) * k >> 8)
