@@ -1,9 +1,9 @@
 #include "ChannelFilters.h"
 #include "Commands.h"
 #include "ExitCodes.h"
-#include "FirstPicture.h"
 #include "Libav.h"
 #include "PictureWriter.h"
+#include "Pixmaps.h"
 
 #include <cstdio>
 #include <memory>
@@ -33,7 +33,7 @@ void Convolve(const ConvolveArguments& arguments) {
         kernel[kConvolveKernel_Divisor] = static_cast<std::int16_t>(sum > 0 && sum <= INT16_MAX ? sum : 1);
     }
     const LibraryGuard library;
-    const Frame frame = FirstPicture(arguments.input);
+    const Frame frame = ReadPixmapFrame(arguments.input, 0);
     const int height = HeightOf(frame);
     const FrameRows rows(frame);
     // The kernel's first row belongs to the line above, which is stored behind this one.

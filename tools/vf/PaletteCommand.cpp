@@ -1,10 +1,10 @@
 #include "Commands.h"
 #include "ExitCodes.h"
-#include "FirstPicture.h"
 #include "Libav.h"
 #include "OutputFile.h"
 #include "PaletteQuantizer.h"
 #include "PictureWriter.h"
+#include "Pixmaps.h"
 #include "WindowsApi_DeviceContexts.h"
 #include "WindowsApi_Palettes.h"
 
@@ -70,7 +70,7 @@ void Quantize(const PaletteArguments& arguments) {
                       arguments.output + ": a picture is written as .png, without a number in the name");
     }
     const LibraryGuard library;
-    const Frame frame = FirstPicture(arguments.input);
+    const Frame frame = ReadPixmapFrame(arguments.input, 0);
     const int width = WidthOf(frame), height = HeightOf(frame);
     const FrameRows rows(frame);
     const auto* const pixels = rows.Row<const std::uint8_t>(height - 1);
