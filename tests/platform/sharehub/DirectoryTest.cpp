@@ -59,28 +59,6 @@ TEST_F(DirectoryTest, MakesAMissingDirectoryForItsOwnerOnly) {
     EXPECT_TRUE(std::filesystem::remove(fresh)) << "empty once the client has ended";
 }
 
-TEST_F(DirectoryTest, AnotherUsersClientHasNoAccessToThisOne) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs the right to become another user";
-    }
-    ASSERT_TRUE(InitializeClient());
-    const Readable reference = PutAndOpen(Id(1), 100, 1);
-    EXPECT_TRUE(Wait(Spawn([&] {
-                    constexpr unsigned kNobody = 65534;
-                    bool good = ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0 && !InitializeClient();
-                    good = good && ResultOfGet(Id(1)) == kResult_NotInitialized;
-                    good = good && ::open(PathOf(Id(1)).c_str(), O_RDONLY) < 0 && errno == EACCES;
-                    std::string own = mDirectory.string() + "-other-XXXXXX";
-                    good = good && ::mkdtemp(own.data()) != nullptr;
-                    ::setenv("VF_SHAREHUB_DIR", own.c_str(), 1);
-                    good = good && InitializeClient() && ResultOfGet(Id(1)) == kResult_NotFound &&
-                           Holds(PutAndOpen(Id(1), 100, 2), 100, 2) && List().blocks.size() == 1;
-                    UninitializeClient();
-                    return good && std::filesystem::remove(own);
-                })) == 0);
-    EXPECT_TRUE(Holds(reference, 100, 1));
-}
-
 TEST_F(DirectoryTest, StartsAreCountedAndReferencesOutliveTheEnd) {
     UninitializeClient(); // without a start: nothing
     ASSERT_TRUE(InitializeClient());

@@ -1,12 +1,8 @@
 // What another process of the same user can put into the directory, or do to a block's file.
 
-#include "RandomClient.h"
-
-#include <fcntl.h>
-#include <sys/file.h>
+#include "BrokerFixture.h"
 
 #include <functional>
-#include <thread>
 
 namespace framebroker {
 
@@ -146,68 +142,6 @@ TEST_F(HostileFilesTest, HomesThatAreTakenMakeNoBlockFail) {
     for (const std::string& entry : AllEntries()) {
         EXPECT_FALSE(entry != "probe" && fs::is_regular_file(fs::symlink_status(mDirectory / entry)) &&
                      fs::hard_link_count(mDirectory / entry) == 1);
-        fs::remove(mDirectory / entry);
-    }
-}
-
-TEST_F(HostileFilesTest, WhateverBecomesOfTheFilesEveryCallReturnsAnAnswer) {
-    const Counter stop;
-    const pid_t hostile = Spawn([&] {
-        std::mt19937 random(1);
-        while (stop->load() == 0) {
-            const std::vector<std::string> entries = AllEntries();
-            const auto any = [&] {
-                return mDirectory / (entries.empty() ? "none" : entries[random() % entries.size()]);
-            };
-            const fs::path victim = any();
-            std::error_code failed;
-            if (const unsigned deed = random() % 8; deed == 0) {
-                fs::remove(victim, failed);
-            } else if (deed == 1) {
-                fs::rename(victim, any(), failed);
-            } else if (deed == 2) {
-                fs::create_hard_link(victim, PathOf(Id(random() % 12)), failed);
-            } else if (deed == 3) {
-                fs::remove(victim, failed), fs::create_symlink(any(), victim, failed);
-            } else if (deed == 4) {
-                fs::remove(victim, failed), fs::create_directory(victim, failed);
-            } else if (const int file = ::open(victim.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW); file >= 0) {
-                [[maybe_unused]] ssize_t ignored = 0;
-                const std::array<std::mt19937::result_type, 4> noise = {random(), random(), random(), random()};
-                if (deed == 5) {
-                    ignored = ::ftruncate(file, random() % 20'000);
-                } else if (deed == 6) {
-                    ignored = ::pwrite(file, noise.data(), sizeof(noise), random() % 9000);
-                } else if (::flock(file, (random() % 2 == 0 ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0) {
-                    std::this_thread::sleep_for(std::chrono::microseconds(random() % 1000));
-                }
-                ::close(file);
-            }
-        }
-        return true;
-    });
-    std::array<Shared<Report>, 2> reports;
-    std::array<pid_t, 2> clients{};
-    for (unsigned n = 0; n < 2; ++n) {
-        clients[n] = Spawn([&] {
-            InitializeClient(), UninitializeClient();
-            const unsigned descriptors = OpenDescriptors();
-            for (RandomClient client(n, *reports[n], RandomClient::Kind::Blind); reports[n]->steps < 2000;) {
-                client.Step();
-            }
-            return OpenDescriptors() == descriptors;
-        });
-    }
-    for (unsigned n = 0; n < 2; ++n) {
-        EXPECT_EQ(Wait(clients[n]), 0);
-        EXPECT_FALSE(reports[n]->failed) << reports[n]->fault.data();
-    }
-    ++*stop;
-    EXPECT_EQ(Wait(hostile), 0);
-    SweepDeadBlocks();
-    for (const std::string& entry : AllEntries()) {
-        EXPECT_FALSE(fs::is_regular_file(fs::symlink_status(mDirectory / entry)) && !entry.starts_with("aliases-"))
-            << entry;
         fs::remove(mDirectory / entry);
     }
 }

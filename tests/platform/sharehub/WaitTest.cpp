@@ -54,6 +54,10 @@ TEST_F(WaitTest, EndsWithWhateverComesUnderTheGuid) {
         EXPECT_GE(std::chrono::steady_clock::now() - begin, timeout);
     }
     const pid_t forData = SpawnWaiter(Id(1), kResult_Success);
+    const pid_t alsoForData = SpawnWaiter(Id(1), kResult_Success);
+    const pid_t killed = SpawnWaiter(Id(1), kResult_Success);
+    ::kill(killed, SIGKILL);
+    EXPECT_EQ(Wait(killed), SIGKILL);
     const pid_t forAlias = SpawnWaiter(Id(2), kResult_Success);
     const pid_t forSecondPut = SpawnWaiter(Id(3), kResult_Success);
     const pid_t forError = SpawnWaiter(Id(4), kResult_GenerationError);
@@ -62,7 +66,7 @@ TEST_F(WaitTest, EndsWithWhateverComesUnderTheGuid) {
     ASSERT_EQ(MakeBinaryDataAlias(Id(1), Open(Id(1)), Id(2)), kResult_Success);
     ASSERT_EQ(PutCompletedBinaryData(Id(3), block), kResult_Success);
     ASSERT_EQ(PutBinaryDataGenerationError(Id(4), -4), kResult_Success);
-    for (const pid_t waiter : {forData, forAlias, forSecondPut, forError}) {
+    for (const pid_t waiter : {forData, alsoForData, forAlias, forSecondPut, forError}) {
         EXPECT_EQ(Wait(waiter), 0);
     }
     // What is there already is had at once.
@@ -88,45 +92,6 @@ TEST_F(WaitTest, TellsThatDataHasComeAndGone) {
         ::kill(waiter, SIGCONT);
         EXPECT_EQ(Wait(waiter), 0);
     }
-}
-
-TEST_F(WaitTest, AHundredWaitersInSeveralProcessesAllWake) {
-    constexpr unsigned kProcesses = 4, kThreads = 25;
-    const Counter ready;
-    const pid_t killed = SpawnWaiter(Id(0), kResult_Success);
-    std::vector<pid_t> children;
-    for (unsigned process = 0; process < kProcesses; ++process) {
-        children.push_back(Spawn([&] {
-            std::atomic<unsigned> good{0};
-            std::vector<std::thread> threads;
-            const bool started = InitializeClient();
-            for (unsigned n = 0; n < kThreads; ++n) {
-                threads.emplace_back([&, n] {
-                    ++*ready;
-                    Readable reference;
-                    const std::int32_t result = WaitForBinaryData(Id(n % 5), kLong, reference);
-                    good += n % 5 == 4 ? result == kResult_GenerationError
-                                       : result == 0 && Holds(reference, 5000, static_cast<unsigned char>(n % 5));
-                });
-            }
-            for (std::thread& thread : threads) {
-                thread.join();
-            }
-            UninitializeClient();
-            return started && good == kThreads;
-        }));
-    }
-    WaitUntil(ready, kProcesses * kThreads);
-    ::kill(killed, SIGKILL);
-    for (unsigned n = 0; n < 4; ++n) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(n)); // also while some are not asleep yet
-        EXPECT_EQ(PutBlock(Id(n), 5000, static_cast<unsigned char>(n)), kResult_Success);
-    }
-    EXPECT_EQ(PutBinaryDataGenerationError(Id(4), -4), kResult_Success);
-    for (const pid_t child : children) {
-        EXPECT_EQ(Wait(child), 0);
-    }
-    EXPECT_EQ(Wait(killed), SIGKILL);
 }
 
 TEST_F(WaitTest, SleepsUntilTheEndOfTheClient) {
