@@ -1,6 +1,7 @@
 #include "GPUVideoFrame.h"
 
 #include "DeviceVideoFrames.h"
+#include "InterfaceAnswer.h"
 
 namespace VF {
 
@@ -17,29 +18,14 @@ bool GPUVideoFrame::Allocate(std::uint64_t bytes) {
 
 // The CPU's identifiers are not answered, although the interfaces derive from the CPU's.
 std::int32_t GPUVideoFrame::QueryInterface(const zyncore::utility::Guid& inID, void** outInterface) {
-    void* found = nullptr;
-    if (inID == RK::IVideoFrame::kInterfaceID || inID == BRT::BRTUnknown::kInterfaceID) {
-        found = static_cast<RK::IVideoFrame*>(this);
-    } else if (inID == IGPUVideoFrame::kInterfaceID) {
-        found = static_cast<IGPUVideoFrame*>(this);
-    } else if (inID == IGPUVideoFrameMemoryAccess::kInterfaceID) {
-        found = static_cast<IGPUVideoFrameMemoryAccess*>(this);
-    } else if (inID == ICompletionEventVideoFrame::kInterfaceID) {
-        found = static_cast<ICompletionEventVideoFrame*>(this);
-    } else if (inID == RK::IVideoFrameClearable::kInterfaceID) {
-        found = GetReadOnly() ? nullptr : static_cast<RK::IVideoFrameClearable*>(this);
-    } else if (inID == IGPUVideoFrame2DPixelMemoryAccess::kInterfaceID) {
-        found =
-            Details::IsRowAddressable(mPixelFormat) ? static_cast<IGPUVideoFrame2DPixelMemoryAccess*>(this) : nullptr;
-    } else if (inID == Details::IFrameBlock::kInterfaceID) {
-        found = static_cast<Details::IFrameBlock*>(this);
-    }
-    *outInterface = found;
-    if (found == nullptr) {
-        return kResult_NoSuchInterface;
-    }
-    AddRef();
-    return kResult_Success;
+    const bool offered = inID == RK::IVideoFrameClearable::kInterfaceID ? !GetReadOnly()
+                         : inID == IGPUVideoFrame2DPixelMemoryAccess::kInterfaceID
+                             ? Details::IsRowAddressable(mPixelFormat)
+                             : true;
+    return Details::AnswerInterface<RK::IVideoFrame, IGPUVideoFrame, IGPUVideoFrameMemoryAccess,
+                                    ICompletionEventVideoFrame, RK::IVideoFrameClearable,
+                                    IGPUVideoFrame2DPixelMemoryAccess, Details::IFrameBlock>(*this, inID, offered,
+                                                                                             outInterface);
 }
 
 std::int32_t GPUVideoFrame::FillWith(Fill fill) {

@@ -1,6 +1,7 @@
 #include "PinnedMemoryVideoFrame.h"
 
 #include "DeviceVideoFrames.h"
+#include "InterfaceAnswer.h"
 #include "PixelFormatUtilities.h"
 
 namespace VF {
@@ -17,26 +18,13 @@ bool PinnedMemoryVideoFrame::Allocate(std::uint64_t bytes) {
 }
 
 std::int32_t PinnedMemoryVideoFrame::QueryInterface(const zyncore::utility::Guid& inID, void** outInterface) {
-    void* found = nullptr;
-    if (inID == RK::IVideoFrame::kInterfaceID || inID == BRT::BRTUnknown::kInterfaceID) {
-        found = static_cast<RK::IVideoFrame*>(this);
-    } else if (inID == IVideoFrameMemoryAccess::kInterfaceID) {
-        found = static_cast<IVideoFrameMemoryAccess*>(this);
-    } else if (inID == ICompletionEventVideoFrame::kInterfaceID) {
-        found = static_cast<ICompletionEventVideoFrame*>(this);
-    } else if (inID == RK::IVideoFrameClearable::kInterfaceID) {
-        found = GetReadOnly() ? nullptr : static_cast<RK::IVideoFrameClearable*>(this);
-    } else if (inID == IVideoFrame2DPixelMemoryAccess::kInterfaceID) {
-        found = Details::IsRowAddressable(mPixelFormat) ? static_cast<IVideoFrame2DPixelMemoryAccess*>(this) : nullptr;
-    } else if (inID == Details::IFrameBlock::kInterfaceID) {
-        found = static_cast<Details::IFrameBlock*>(this);
-    }
-    *outInterface = found;
-    if (found == nullptr) {
-        return kResult_NoSuchInterface;
-    }
-    AddRef();
-    return kResult_Success;
+    const bool offered = inID == RK::IVideoFrameClearable::kInterfaceID ? !GetReadOnly()
+                         : inID == IVideoFrame2DPixelMemoryAccess::kInterfaceID
+                             ? Details::IsRowAddressable(mPixelFormat)
+                             : true;
+    return Details::AnswerInterface<RK::IVideoFrame, IVideoFrameMemoryAccess, ICompletionEventVideoFrame,
+                                    RK::IVideoFrameClearable, IVideoFrame2DPixelMemoryAccess, Details::IFrameBlock>(
+        *this, inID, offered, outInterface);
 }
 
 std::int32_t PinnedMemoryVideoFrame::FillWith(Fill fill) {

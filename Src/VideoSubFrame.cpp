@@ -1,6 +1,7 @@
 #include "VideoSubFrame.h"
 
 #include "ContractReport.h"
+#include "InterfaceAnswer.h"
 #include "VFResults.h"
 #include "VideoFrameFactory.h"
 #include "VideoFrameGeometry.h"
@@ -70,24 +71,8 @@ void* VideoSubFrame::DeletingDestructor(unsigned int inFlags) {
 
 // Every access is offered, whatever the parent offers at the moment.
 std::int32_t VideoSubFrame::QueryInterface(const zyncore::utility::Guid& inID, void** outInterface) {
-    void* found = nullptr;
-    if (inID == RK::IVideoFrame::kInterfaceID || inID == BRT::BRTUnknown::kInterfaceID) {
-        found = static_cast<RK::IVideoFrame*>(this);
-    } else if (inID == IVideoFrameMemoryAccess::kInterfaceID) {
-        found = static_cast<IVideoFrameMemoryAccess*>(this);
-    } else if (inID == IVideoFrame2DPixelMemoryAccess::kInterfaceID) {
-        found = static_cast<IVideoFrame2DPixelMemoryAccess*>(this);
-    } else if (inID == RK::IVideoFrameClearable::kInterfaceID) {
-        found = static_cast<RK::IVideoFrameClearable*>(this);
-    } else if (inID == Details::IFrameBlock::kInterfaceID) {
-        found = static_cast<Details::IFrameBlock*>(this);
-    }
-    *outInterface = found;
-    if (!found) {
-        return kResult_NoSuchInterface;
-    }
-    AddRef();
-    return kResult_Success;
+    return Details::AnswerInterface<RK::IVideoFrame, IVideoFrameMemoryAccess, IVideoFrame2DPixelMemoryAccess,
+                                    RK::IVideoFrameClearable, Details::IFrameBlock>(*this, inID, true, outInterface);
 }
 
 VideoSubFrame::Rect VideoSubFrame::GetBounds() {

@@ -2,6 +2,7 @@
 
 #include "../BlockHeader.h"
 #include "../ContractReport.h"
+#include "../InterfaceAnswer.h"
 #include "PixelFormatUtilities.h"
 #include "VFResults.h"
 #include "VideoFrameFactory.h"
@@ -69,29 +70,18 @@ std::uint32_t SharedMemoryVideoFrameBase::Release() {
 }
 
 std::int32_t SharedMemoryVideoFrameBase::QueryInterface(const zyncore::utility::Guid& inID, void** outInterface) {
-    void* found = nullptr;
-    if (inID == RK::IVideoFrame::kInterfaceID || inID == BRT::BRTUnknown::kInterfaceID) {
-        found = static_cast<RK::IVideoFrame*>(this);
-    } else if (inID == IVideoFrameMemoryAccess::kInterfaceID) {
-        found = static_cast<IVideoFrameMemoryAccess*>(this);
-    } else if (inID == IPublishableVideoFrame::kInterfaceID) {
-        found = CanPublish() ? static_cast<IPublishableVideoFrame*>(this) : nullptr;
+    bool offered = true;
+    if (inID == IPublishableVideoFrame::kInterfaceID) {
+        offered = CanPublish();
     } else if (inID == RK::IVideoFrameClearable::kInterfaceID) {
-        const bool offered = !GetReadOnly() && !IsCustomBEPixelFormat(GetPixelType());
-        found = offered ? static_cast<RK::IVideoFrameClearable*>(this) : nullptr;
+        offered = !GetReadOnly() && !IsCustomBEPixelFormat(GetPixelType());
     } else if (inID == IVideoFrame2DPixelMemoryAccess::kInterfaceID) {
         const zynmediatypes::PixelFormat format = GetPixelType();
-        const bool offered = Details::IsRowAddressable(format) && !IsCustomBEPixelFormat(format);
-        found = offered ? static_cast<IVideoFrame2DPixelMemoryAccess*>(this) : nullptr;
-    } else if (inID == Details::IFrameBlock::kInterfaceID) {
-        found = static_cast<Details::IFrameBlock*>(this);
+        offered = Details::IsRowAddressable(format) && !IsCustomBEPixelFormat(format);
     }
-    *outInterface = found;
-    if (!found) {
-        return kResult_NoSuchInterface;
-    }
-    AddRef();
-    return kResult_Success;
+    return Details::AnswerInterface<RK::IVideoFrame, IVideoFrameMemoryAccess, IPublishableVideoFrame,
+                                    RK::IVideoFrameClearable, IVideoFrame2DPixelMemoryAccess, Details::IFrameBlock>(
+        *this, inID, offered, outInterface);
 }
 
 BRT::InterfaceRef<RK::IVideoFrame> SharedMemoryVideoFrameBase::GetSelfReference() {

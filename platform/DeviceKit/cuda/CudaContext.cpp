@@ -1,6 +1,9 @@
 #include "CudaContext.h"
 
+#include "DeviceKit.h"
 #include "FillKernelText.h"
+
+#include <new>
 
 namespace DK::Details {
 
@@ -42,9 +45,13 @@ CudaContext::~CudaContext() {
 CUresult CudaContext::FindFillKernel(std::size_t unitBytes, CUfunction& outFunction) noexcept {
     const std::lock_guard lock(mModuleMutex);
     if (mModule == nullptr) {
-        if (const CUresult result = mDriver.cuModuleLoadData(&mModule, kFillKernelText); result != 0) {
-            mModule = nullptr;
-            return result;
+        try {
+            if (const CUresult result = mDriver.cuModuleLoadData(&mModule, FillKernelText().c_str()); result != 0) {
+                mModule = nullptr;
+                return result;
+            }
+        } catch (const std::bad_alloc&) {
+            return kResult_OutOfMemory;
         }
     }
     return mDriver.cuModuleGetFunction(&outFunction, mModule, unitBytes == 16 ? "FillUnits16" : "FillUnits8");

@@ -183,7 +183,7 @@ TEST_F(FailingDriver, KernelsAreGoodPtx) {
         GTEST_SKIP() << "ptxas is not installed";
     }
     const std::string file = ::testing::TempDir() + "vf-fill-kernels.ptx";
-    std::ofstream(file) << DK::Details::kFillKernelText;
+    std::ofstream(file) << DK::Details::FillKernelText();
     EXPECT_EQ(std::system((VF_PTXAS " --warning-as-error '" + file + "' -o /dev/null").c_str()), 0);
     std::remove(file.c_str());
 }
