@@ -2,9 +2,12 @@
 
 #include "TPixHandleUtilities.h"
 #include "TestFrames.h"
+#include "VirtualDisplay.h"
 #include "WindowsApi.h"
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -80,6 +83,38 @@ TEST_F(DisplayTest, LargePicturesAreScaledByTheCopy) {
         }
         tpixDispose(hand);
     }
+}
+
+TEST_F(DisplayTest, WindowsAndServersMayEndWhilePicturesAreShown) {
+    const TPixHand hand = Striped(801, 40); // scaled by the copy
+    const RECT from{0, 0, 801, 40};
+    const RECT to{0, 0, 64, 40};
+    for (const bool serverEnds : {false, true}) {
+        VirtualDisplay display("320x240x24");
+        const HWND window =
+            CreateWindowExA(0, "STATIC", "", WS_VISIBLE, 0, 0, 64, 40, nullptr, nullptr, nullptr, nullptr);
+        const HDC context = GetDC(window);
+        std::atomic<int> drawn = 0;
+        {
+            const std::jthread drawer([&](const std::stop_token& stop) {
+                for (; !stop.stop_requested(); ++drawn) {
+                    EXPECT_EQ(tpixToScreen(hand, context, &to, &from), 0);
+                }
+            });
+            const auto untilDrawn = [&](int more) {
+                for (const int last = drawn + more; drawn < last;) {
+                    std::this_thread::yield();
+                }
+            };
+            untilDrawn(20);
+            serverEnds ? display.Kill() : static_cast<void>(DestroyWindow(window));
+            untilDrawn(20);
+        }
+        EXPECT_EQ(IsWindow(window), FALSE);
+        ReleaseDC(window, context);
+        DestroyWindow(window);
+    }
+    tpixDispose(hand);
 }
 
 } // namespace

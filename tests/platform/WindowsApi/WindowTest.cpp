@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -134,11 +138,45 @@ TEST_P(WindowTest, PicturesLandWhereTheyShallAndNowhereElse) {
 
 INSTANTIATE_TEST_SUITE_P(SharedMemory, WindowTest, ::testing::Bool());
 
-TEST(WindowLifeTest, NarrowPixelsKeepTheHighestBits) {
-    const vftest::VirtualDisplay display("320x240x16");
-    const Shown shown(1, 1);
-    ASSERT_TRUE(Draw(shown.context, {0, 0, 1, 1}, {0xFF0084F8}, 1, 1, {0, 0, 1, 1}));
-    EXPECT_EQ(Screen(1, 1), Pixels{0x043F}); // red, green and blue in 5, 6 and 5 bits
+TEST(WindowLifeTest, PixelsOfOtherWidthsKeepTheHighestBits) {
+    // Red, green and blue in 5, 6 and 5, in 5 and in 10 bits.
+    for (const auto& [depth, pixel] : {std::pair("16", 0x043FU), std::pair("15", 0x021FU), std::pair("30", 0x84BE3U)}) {
+        const vftest::VirtualDisplay display(std::string("320x240x") + depth);
+        const Shown shown(1, 1);
+        ASSERT_TRUE(Draw(shown.context, {0, 0, 1, 1}, {0xFF0084F8}, 1, 1, {0, 0, 1, 1}));
+        EXPECT_EQ(Screen(1, 1), Pixels{pixel}) << depth;
+    }
+    const vftest::VirtualDisplay palette("320x240x8");
+    EXPECT_EQ(Shown(1, 1).window, nullptr);
+}
+
+TEST(WindowLifeTest, DrawingMayRaceTheEndOfTheWindowOrTheServer) {
+    const Pixels picture = Picture(kWidth, kHeight);
+    const Rectangle all{0, 0, kWidth, kHeight};
+    const auto drawUntil = [&](const std::function<void(const Shown&)>& end) {
+        const Shown shown(kWidth, kHeight);
+        std::atomic<int> drawn = 0;
+        {
+            const auto drawToTheEnd = [&] {
+                while (Draw(shown.context, all, picture, kWidth, kHeight, all)) {
+                    ++drawn;
+                }
+            };
+            const std::jthread one(drawToTheEnd), other(drawToTheEnd);
+            while (drawn < 20) {
+                std::this_thread::yield();
+            }
+            end(shown);
+        }
+        EXPECT_EQ(IsWindow(shown.window), FALSE);
+    };
+    for (const bool sharesMemory : {true, false}) {
+        vftest::VirtualDisplay display("320x240x24", sharesMemory);
+        for (int round = 0; round < 20; ++round) {
+            drawUntil([](const Shown& shown) { DestroyWindow(shown.window); });
+        }
+        drawUntil([&](const Shown&) { display.Kill(); });
+    }
 }
 
 TEST(WindowLifeTest, WhatIsGoneAnswersFailure) {
