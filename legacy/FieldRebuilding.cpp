@@ -1,6 +1,7 @@
 #include "LentPixmaps.h"
 #include "RunLength.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -37,32 +38,41 @@ void AverageRow(std::uint8_t* to, const std::uint8_t* above, const std::uint8_t*
     }
 }
 
-/// The rows that a call works on.
+/// The rows that a call works on, of which it touches pairs: the last one of an odd count is left alone.
 struct Rows {
     std::uint8_t* first = nullptr;
-    std::ptrdiff_t step = 0;
+    std::int32_t step = 0;
     std::int32_t count = 0;
     std::size_t averagedPixels = 0;
-    std::size_t copiedBytes = 0;
 
-    std::uint8_t* At(std::int32_t row) const { return first + row * step; }
-    void CopyFrom(std::int32_t row, std::int32_t neighbour) const { std::memmove(At(row), At(neighbour), copiedBytes); }
+    std::uint8_t* At(std::int32_t row) const { return first + std::ptrdiff_t{row} * step; }
     void Average(std::int32_t row) const { AverageRow(At(row), At(row - 1), At(row + 1), averagedPixels); }
+    std::size_t AveragedBytes() const { return averagedPixels * 4; }
+    std::size_t StepInBytes() const { return static_cast<std::size_t>(std::abs(std::int64_t{step})); }
+
+    bool PairLiesIn(const LentPixels& memory, std::int32_t row) const {
+        return memory.Contain(VF::Details::PixelRows{At(row), step, 2, StepInBytes()});
+    }
+    /// Copies one row of a pair onto the other. A whole step is moved, except where there is less behind the picture's
+    /// last row.
+    void Copy(const LentPixels& memory, std::int32_t from, std::int32_t to) const {
+        std::memmove(At(to), At(from), PairLiesIn(memory, std::min(from, to)) ? StepInBytes() : AveragedBytes());
+    }
 };
 
-void RebuildEvenRows(const Rows& rows) {
-    rows.CopyFrom(0, 1);
+void RebuildEvenRows(const Rows& rows, const LentPixels& memory) {
+    rows.Copy(memory, 1, 0);
     for (std::int32_t row = 2; row < rows.count - 1; row += 2) {
         rows.Average(row);
     }
 }
 
-void RebuildOddRows(const Rows& rows) {
+void RebuildOddRows(const Rows& rows, const LentPixels& memory) {
     std::int32_t row = 1;
     for (; row < rows.count - 2; row += 2) {
         rows.Average(row);
     }
-    rows.CopyFrom(row, row - 1);
+    rows.Copy(memory, row - 1, row);
 }
 
 } // namespace
@@ -73,24 +83,16 @@ void InterpFrame(TPixHand inHand, const RECT* inRectangle, uint16_t inField) {
     }
     const TPix& record = **inHand;
     const LentPixels memory(inHand);
-    Rows rows{record.pixels, record.rowbytes, inRectangle->bottom & 0xFFFF,
-              static_cast<std::size_t>(inRectangle->right & 0xFFFF), 0};
-    rows.copiedBytes = static_cast<std::size_t>(std::abs(std::int64_t{record.rowbytes}));
-    const auto lieInPicture = [&](std::size_t usedRowBytes) {
-        return memory.Contain(VF::Details::PixelRows{record.pixels, record.rowbytes, rows.count, usedRowBytes});
-    };
-    if (rows.count < 2 || !memory.MayWrite() || rows.averagedPixels * 4 > rows.copiedBytes ||
-        !lieInPicture(rows.averagedPixels * 4)) {
+    const Rows rows{record.pixels, record.rowbytes, inRectangle->bottom & 0xFFFF,
+                    static_cast<std::size_t>(inRectangle->right & 0xFFFF)};
+    const VF::Details::PixelRows touched{record.pixels, record.rowbytes, rows.count & ~1, rows.AveragedBytes()};
+    if (rows.count < 2 || !memory.MayWrite() || rows.AveragedBytes() > rows.StepInBytes() || !memory.Contain(touched)) {
         return;
-    }
-    // Whole row steps are moved, which behind the last row of a field view is more than there is.
-    if (!lieInPicture(rows.copiedBytes)) {
-        rows.copiedBytes = rows.averagedPixels * 4;
     }
     const bool oddHeight = ((std::int64_t{inRectangle->bottom} - inRectangle->top) & 1) != 0;
     if (oddHeight == (inField == 1)) {
-        RebuildOddRows(rows);
+        RebuildOddRows(rows, memory);
     } else {
-        RebuildEvenRows(rows);
+        RebuildEvenRows(rows, memory);
     }
 }
