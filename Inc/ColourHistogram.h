@@ -7,8 +7,8 @@
 ///
 /// One histogram is the current one of the process; counting functions make theirs current, and nobody keeps it alive.
 /// The counting functions and the palette builders (PaletteQuantizer.h) hold one lock while they run, so calls from
-/// several threads are safe, one after the other, where each has a histogram of its own. GetHistogram and the two
-/// increments take no lock. None throws.
+/// several threads are safe, one after the other, where each has a histogram of its own. UseHistogram,
+/// FreeHistogram, GetHistogram and the two increments take no lock. None throws.
 ///
 /// Counting functions walk inHeight rows of inWidth pixels. From the end of a row's pixels they step to the next row by
 /// (inRowBytes - bytes of the row's pixels) AND 0xFFFF: rows must not be shorter than their pixels, and not run

@@ -23,7 +23,7 @@ bool Contains(const RECT& outer, const RECT& inner) noexcept {
 
 // The pixel of a rectangle that is stored first: rows are kept bottom-up.
 std::uint8_t* FirstStored(const TPix& record, const RECT& rect) noexcept {
-    return record.pixels + std::ptrdiff_t{record.rowbytes} * (record.bounds.bottom - rect.bottom) +
+    return record.pixels + record.rowbytes * (std::ptrdiff_t{record.bounds.bottom} - rect.bottom) +
            std::ptrdiff_t{4} * rect.left;
 }
 
