@@ -52,24 +52,6 @@ TEST(Fill, WritesTheReferenceColourInEveryFormat) {
     }
 }
 
-TEST(Fill, KnowsTheCodesOfBlackAndWhite) {
-    std::uint8_t unit[16] = {};
-    ASSERT_EQ(PB_FillWithOpaqueBlack(unit, 0, 2, 1, 0x811), 0);
-    EXPECT_EQ(std::vector<int>(unit, unit + 5), (std::vector{128, 16, 128, 16, 0})); // exactly the unit
-    ASSERT_EQ(PB_FillWithTransparentWhite(unit, 0, 1, 1, 0x809), 0);
-    EXPECT_EQ(std::vector<int>(unit, unit + 4), (std::vector{128, 128, 16, 0}));
-    ASSERT_EQ(PB_FillWithTransparentWhite(unit, 0, 1, 1, 0x1004), 0);
-    EXPECT_EQ(std::vector<int>(unit, unit + 4), (std::vector{0, 255, 255, 255}));
-    std::uint16_t words[4];
-    ASSERT_EQ(PB_FillWithOpaqueWhite(words, 0, 1, 1, 0x84), 0);
-    EXPECT_EQ(words[3], 32768);
-    std::uint8_t planes[6]; // 2 x 2
-    ASSERT_EQ(PB_FillWithOpaqueWhite(planes, 0, 2, 2, 0xA000831), 0);
-    EXPECT_EQ(std::vector<int>(planes, planes + 6), (std::vector{235, 235, 235, 235, 128, 128}));
-    ASSERT_EQ(PB_FillWithOpaqueWhite(planes, 0, 2, 2, 0xA000031), 0);
-    EXPECT_EQ(planes[0], 255);
-}
-
 TEST(Fill, RepeatsOrConvertsAColour) {
     const std::uint8_t pair[4] = {90, 40, 200, 60};
     TestPicture uyvy(0x811, 6, 2);
@@ -136,36 +118,30 @@ TEST(Errors, LeaveTheDestinationUntouched) {
 TEST(WholeImages, MoveAsOneRun) {
     std::vector<std::uint8_t> source(150000), destination(150000, 0);
     for (std::size_t i = 0; i < source.size(); ++i) {
-        source[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+        source[i] = static_cast<std::uint8_t>(1 + i % 255);
     }
-    const auto copied = [&] {
-        std::size_t n = 0;
-        while (n < destination.size() && destination[n] == source[n]) {
-            ++n;
-        }
-        std::fill(destination.begin(), destination.end(), std::uint8_t{0});
-        return n;
+    struct Case {
+        std::int32_t format;
+        int fromBytes, toBytes, width, height;
+        std::ptrdiff_t copied;
+        bool scaling = false;
     };
-    source[0] = 1;
-    EXPECT_EQ(PB_Convert(source.data(), 1000, kPB_CustomFormat, destination.data(), -600, kPB_CustomFormat, 7, 900, 0),
-              0);
-    EXPECT_EQ(copied(), 600U);
-    EXPECT_EQ(PB_ScaleConvert(source.data(), 1000, 7, 9, kPB_CustomFormat, 0, destination.data(), 1200, 7, 9,
-                              kPB_CustomFormat, 0, 3),
-              0);
-    EXPECT_EQ(copied(), 1000U);
+    for (const auto& [format, fromBytes, toBytes, width, height, copied, scaling] :
+         {Case{kPB_CustomFormat, 1000, -600, 7, 900, 600}, Case{kPB_CustomFormat, 1000, 1200, 7, 9, 1000, true},
+          Case{0x1000821, 120000, 120000, 720, 480, 120000, true}, Case{0x1000821, 120000, 4000, 720, 480, 4000},
+          Case{0xA000831, 5, 5, 10, 10, 150, true}}) { // planes, whatever the stride says
+        std::fill(destination.begin(), destination.end(), std::uint8_t{0});
+        EXPECT_EQ(scaling ? PB_ScaleConvert(source.data(), fromBytes, width, height, format, 2, destination.data(),
+                                            toBytes, width, height, format, 2, 3)
+                          : PB_Convert(source.data(), fromBytes, format, destination.data(), toBytes, format, width,
+                                       height, 3),
+                  0);
+        EXPECT_EQ(std::count(destination.begin(), destination.end(), 0), 150000 - copied);
+        EXPECT_TRUE(std::equal(source.begin(), source.begin() + copied, destination.begin()));
+    }
     EXPECT_NE(PB_ScaleConvert(source.data(), 1000, 7, 9, kPB_CustomFormat, 0, destination.data(), 1000, 7, 8,
                               kPB_CustomFormat, 0, 3),
               0);
-    EXPECT_EQ(PB_ScaleConvert(source.data(), 120000, 720, 480, 0x1000821, 2, destination.data(), 120000, 720, 480,
-                              0x1000821, 2, 3),
-              0);
-    EXPECT_EQ(copied(), 120000U);
-    EXPECT_EQ(PB_Convert(source.data(), 120000, 0x1000821, destination.data(), 4000, 0x1000821, 720, 480, 3), 0);
-    EXPECT_EQ(copied(), 4000U);
-    EXPECT_EQ(PB_ScaleConvert(source.data(), 5, 10, 10, 0xA000831, 0, destination.data(), 5, 10, 10, 0xA000831, 0, 3),
-              0);
-    EXPECT_EQ(copied(), 150U); // whatever the stride says
 }
 
 TEST(Address, CountsPixelsInTheUnitsThatHaveOne) {

@@ -112,7 +112,31 @@ bool IsRounded(const reference::Format& format, double got, double exact, double
     return halvesUp ? got == std::floor(exact + 0.5) : std::abs(got - exact) <= 0.51;
 }
 
-class RowsOfEveryFormat : public testing::TestWithParam<std::int32_t> {};
+class RowsOfEveryFormat : public testing::TestWithParam<std::int32_t> {
+protected:
+    /// Calls with the kernels of every processor. Each gives the same bytes and touches none but those of the place,
+    /// and there isRight holds for each code: its plane, its number and the code.
+    static void Expect(Arena& arena, const Place& to, const std::function<int()>& call,
+                       const std::function<bool(int, std::size_t, double)>& isRight) {
+        std::vector<std::uint8_t> first;
+        OnEveryTarget([&] {
+            arena.Restore();
+            ASSERT_EQ(call(), kPB_Success);
+            ASSERT_TRUE(arena.OthersUntouched(to));
+            if (!first.empty()) {
+                ASSERT_EQ(arena.Bytes(), first);
+                return;
+            }
+            first = arena.Bytes();
+            const reference::Picture got = arena.After(to);
+            for (int c = 0; c < (arena.format.Is444() ? 4 : 3); ++c) {
+                for (std::size_t i = 0; i < got.plane[c].samples.size(); ++i) {
+                    ASSERT_TRUE(isRight(c, i, got.plane[c].samples[i])) << c << ": " << got.plane[c].samples[i];
+                }
+            }
+        });
+    }
+};
 INSTANTIATE_TEST_SUITE_P(Mix, RowsOfEveryFormat,
                          testing::ValuesIn(reference::AllFormats().begin(), reference::AllFormats().end()),
                          [](const auto& format) {
@@ -144,31 +168,17 @@ TEST_P(RowsOfEveryFormat, IsMixedAsDefined) {
                 SCOPED_TRACE(testing::Message()
                              << layout.name << " " << arena.width << "x" << height << " weight " << weight);
                 const reference::Picture codesOfA = arena.Before(a), codesOfB = arena.Before(b);
-                std::vector<std::uint8_t> first;
-                OnEveryTarget([&] {
-                    arena.Restore();
-                    ASSERT_EQ(PB_CrossDissolve(arena.At(a), arena.Stride(a), GetParam(), arena.At(b), arena.Stride(b),
-                                               GetParam(), arena.At(to), arena.Stride(to), GetParam(), arena.width,
-                                               height, weight, 4),
-                              kPB_Success);
-                    ASSERT_TRUE(arena.OthersUntouched(to));
-                    if (!first.empty()) {
-                        ASSERT_EQ(arena.Bytes(), first);
-                        return;
-                    }
-                    first = arena.Bytes();
-                    const reference::Picture got = arena.After(to);
-                    for (int c = 0; c < (arena.format.Is444() ? 4 : 3); ++c) {
-                        for (std::size_t i = 0; i < got.plane[c].samples.size(); ++i) {
-                            const double x = codesOfA.plane[c].samples[i], y = codesOfB.plane[c].samples[i];
-                            const bool copied = share == 0 || share == 1;
-                            const double exact = copied ? (share == 0 ? x : y) : x * (1 - share) + y * share;
-                            const double magnitude = copied ? 0 : std::abs(x) + std::abs(y);
-                            ASSERT_TRUE(
-                                IsRounded(arena.format, got.plane[c].samples[i], exact, magnitude, share == 0.5))
-                                << got.plane[c].samples[i] << " is not " << exact << " of " << x << " and " << y;
-                        }
-                    }
+                const auto mix = [&] {
+                    return PB_CrossDissolve(arena.At(a), arena.Stride(a), GetParam(), arena.At(b), arena.Stride(b),
+                                            GetParam(), arena.At(to), arena.Stride(to), GetParam(), arena.width, height,
+                                            weight, 4);
+                };
+                Expect(arena, to, mix, [&](int c, std::size_t i, double got) {
+                    const double x = codesOfA.plane[c].samples[i], y = codesOfB.plane[c].samples[i];
+                    const bool copied = share == 0 || share == 1;
+                    const double exact = copied ? (share == 0 ? x : y) : x * (1 - share) + y * share;
+                    const double magnitude = copied ? 0 : std::abs(x) + std::abs(y);
+                    return IsRounded(arena.format, got, exact, magnitude, share == 0.5);
                 });
             }
         }
@@ -201,25 +211,12 @@ TEST_P(RowsOfEveryFormat, HasItsAlphaReplacedAlone) {
                                                                         : 1;
             const double clipped = alpha > 0 ? std::min(alpha, 1.0F) : 0;
             const reference::Picture before = arena.Before(from);
-            OnEveryTarget([&] {
-                arena.Restore();
-                ASSERT_EQ(run(), kPB_Success);
-                ASSERT_TRUE(arena.OthersUntouched(to));
-                const reference::Picture got = arena.After(to);
-                for (int c = 0; c < 4; ++c) {
-                    for (std::size_t i = 0; i < got.plane[c].samples.size(); ++i) {
-                        const double was = before.plane[c].samples[i], is = got.plane[c].samples[i];
-                        const double inverted =
-                            arena.format.layout == Layout::Floats ? 1 - was : std::max(white - was, 0.0);
-                        const double wanted = c < 3 ? was : invert ? inverted : clipped * white;
-                        ASSERT_TRUE(IsRounded(arena.format, is, wanted,
-                                              c < 3    ? 0
-                                              : invert ? std::abs(was) + 1
-                                                       : 1,
-                                              c < 3 || invert || alpha != 0.3F))
-                            << c << ": " << is << " from " << was;
-                    }
-                }
+            Expect(arena, to, run, [&](int c, std::size_t i, double is) {
+                const double was = before.plane[c].samples[i];
+                const double inverted = arena.format.layout == Layout::Floats ? 1 - was : std::max(white - was, 0.0);
+                const double wanted = c < 3 ? was : invert ? inverted : clipped * white;
+                const double magnitude = c < 3 ? 0 : invert ? std::abs(was) + 1 : 1;
+                return IsRounded(arena.format, is, wanted, magnitude, c < 3 || invert || alpha != 0.3F);
             });
         }
     }
@@ -234,45 +231,41 @@ TEST(MixOfLargePictures, GivesTheSameBytesAsRows) {
     for (const Size& size :
          {Size{0x4, 1921, 1080, 1}, Size{0x811, 1921, 1080, 3}, Size{0x88, 1001, 1080, 2}, Size{0x88, 1001, 1080, 8},
           Size{0x851, 1915, 1080, 4}, Size{0x104, 701, 900, 4}, Size{0x1104, 701, 900, 20}}) {
-        const auto value = size.value;
-        const int width = size.width, height = size.height, oddBytes = size.oddBytes;
+        const auto& [value, width, height, oddBytes] = size;
         const reference::Format format(value);
         const auto stride = static_cast<int>(format.StrideUnit(width));
-        const auto bytes = static_cast<std::size_t>(stride) * static_cast<std::size_t>(height);
         TestPicture a(value, width, height), b(value, width, height);
         a.Randomise(1);
         b.Randomise(2);
-        std::vector<std::uint8_t> rows(bytes + 64), whole(bytes + 64);
-        using Call = std::function<int(int first, std::uint8_t* to, int count)>;
-        const auto same = [&](const Call& call) {
-            std::fill(rows.begin(), rows.end(), 0);
-            std::fill(whole.begin(), whole.end(), 0);
-            for (int row = 0; row < height; ++row) {
-                ASSERT_EQ(call(row, rows.data() + oddBytes + row * stride, 1), 0);
+        using Call = std::function<int(std::ptrdiff_t first, std::uint8_t * to, int rows)>;
+        const auto mix = [&](float weight) -> Call {
+            return [&, weight](std::ptrdiff_t first, std::uint8_t* to, int rows) {
+                return PB_CrossDissolve(a.base + first, stride, size.value, b.base + first, stride, size.value, to,
+                                        stride, size.value, size.width, rows, weight, 4);
+            };
+        };
+        std::vector<Call> calls{mix(0.5F), mix(0.4F), [&](std::ptrdiff_t first, std::uint8_t* to, int rows) {
+                                    const std::size_t bytes = format.RowBytes(size.width);
+                                    PB_CopyMemory(to, a.base + first,
+                                                  static_cast<std::size_t>((rows - 1) * stride) + bytes);
+                                    return 0;
+                                }};
+        if (format.Is444()) {
+            calls.emplace_back([&](std::ptrdiff_t first, std::uint8_t* to, int rows) {
+                return PB_InvertAlpha(a.base + first, stride, to, stride, size.value, size.width, rows);
+            });
+            calls.emplace_back([&](std::ptrdiff_t first, std::uint8_t* to, int rows) {
+                return PB_CopyAndSetAlpha(a.base + first, stride, to, stride, size.value, size.width, rows, 0.5F);
+            });
+        }
+        for (const Call& call : calls) {
+            std::vector<std::uint8_t> rows(static_cast<std::size_t>(stride * height + 64)), whole(rows.size());
+            for (std::ptrdiff_t first = 0; first < stride * height; first += stride) {
+                ASSERT_EQ(call(first, rows.data() + oddBytes + first, 1), 0);
             }
             ASSERT_EQ(call(0, whole.data() + oddBytes, height), 0);
-            EXPECT_TRUE(rows == whole) << std::hex << value;
-        };
-        for (const float weight : {0.5F, 0.4F}) {
-            same([&](int row, std::uint8_t* to, int count) {
-                return PB_CrossDissolve(a.base + row * stride, stride, value, b.base + row * stride, stride, value, to,
-                                        stride, value, width, count, weight, 4);
-            });
+            EXPECT_TRUE(rows == whole) << std::hex << value << " call " << &call - calls.data();
         }
-        if (format.Is444()) {
-            same([&](int row, std::uint8_t* to, int count) {
-                return PB_InvertAlpha(a.base + row * stride, stride, to, stride, value, width, count);
-            });
-            same([&](int row, std::uint8_t* to, int count) {
-                return PB_CopyAndSetAlpha(a.base + row * stride, stride, to, stride, value, width, count, 0.5F);
-            });
-        }
-        same([&](int row, std::uint8_t* to, int count) {
-            PB_CopyMemory(to, a.base + row * stride,
-                          static_cast<std::size_t>(stride) * static_cast<std::size_t>(count) -
-                              (static_cast<std::size_t>(stride) - format.RowBytes(width)));
-            return 0;
-        });
     }
 }
 

@@ -1,5 +1,6 @@
 #include "FailingAllocator.h"
 #include "Pictures.h"
+#include "TestHelpers.h"
 
 #include "scale/RowKernels.h"
 
@@ -10,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <thread>
 
 namespace {
 
@@ -141,24 +141,9 @@ TEST(Resampler, HoldsFewRowsWhateverTheRatio) {
         EXPECT_LT(ResamplePlan::Outline(Request(1, 1, 7680, 4320, filter, 1))->temporaryBytes, 24 * kRowOf7680);
     }
 
-    const Picture big = Resample(Picture(1, 1, 0.5f), Request(1, 1, 4000, 3000, Filter::Lanczos3));
-    EXPECT_EQ(std::count(big.planes[2].begin(), big.planes[2].end(), 0.5f), 4000 * 3000);
-
     const Picture ramp = Picture::Random(7680, 300);
     const auto request = Request(7680, 300, 1, 1, Filter::Lanczos3);
     EXPECT_LT(scaletest::LargestError(ramp, Resample(ramp, request), request), 1e-5);
-}
-
-TEST(Resampler, DoesNothingForSizesOfZero) {
-    Picture source(3, 3, 1.0f);
-    Picture untouched(3, 3);
-    for (const auto& request : {Request(0, 3, 3, 3, Filter::Box), Request(3, 3, 3, -1, Filter::Box)}) {
-        const auto plan = ResamplePlan::Make(request);
-        ASSERT_TRUE(plan);
-        EXPECT_EQ(plan->Outline().bands, 0);
-        plan->Run(source, untouched);
-    }
-    EXPECT_EQ(untouched.writes[0], 0);
 }
 
 TEST(Resampler, DividesOnlyLargePicturesAndMayRunInsideAPoolTask) {
@@ -175,30 +160,6 @@ TEST(Resampler, DividesOnlyLargePicturesAndMayRunInsideAPoolTask) {
     EXPECT_EQ(same, 8);
 }
 
-TEST(LinesAxis, PutsLinesWhereTheyLieInThePicture) {
-    // A picture whose value is its height above the ground keeps that under any filter that interpolates.
-    constexpr int kHeight = 41;
-    constexpr int kNewHeight = 83;
-    const auto stride = [](Lines lines) { return lines == Lines::All ? 1 : 2; };
-    const auto first = [](Lines lines) { return lines == Lines::Odd ? 1 : 0; };
-    for (const Lines from : {Lines::All, Lines::Even, Lines::Odd}) {
-        for (const Lines to : {Lines::All, Lines::Even, Lines::Odd}) {
-            const ResampleAxis axis = LinesAxis(kHeight, from, kNewHeight, to);
-            ASSERT_EQ(axis.sourceSize, (kHeight - first(from) + stride(from) - 1) / stride(from));
-            ASSERT_EQ(axis.destinationSize, (kNewHeight - first(to) + stride(to) - 1) / stride(to));
-            if (axis.step > 1)
-                continue;
-            Picture source(1, axis.sourceSize);
-            for (int n = 0; n < axis.sourceSize; ++n)
-                source.planes[0][static_cast<std::size_t>(n)] = float(first(from) + n * stride(from)) + 0.5f;
-            const Picture result = Resample(source, {WholeAxis(1, 1), axis, Filter::Bicubic, 1});
-            for (int n = 8; n < axis.destinationSize - 8; ++n)
-                EXPECT_NEAR(result.planes[0][static_cast<std::size_t>(n)],
-                            (first(to) + n * stride(to) + 0.5) * kHeight / kNewHeight, 1e-4);
-        }
-    }
-}
-
 TEST(FilterTables, AreSharedAndOutliveTheirReleaseWhileInUse) {
     const ResampleAxis axis = WholeAxis(100, 33);
     const auto table = SharedFilterTable(axis, Filter::Bicubic, TableUse::Rows);
@@ -208,18 +169,13 @@ TEST(FilterTables, AreSharedAndOutliveTheirReleaseWhileInUse) {
         SharedFilterTable(WholeAxis(size, 50), Filter::Box, TableUse::Rows);
     EXPECT_EQ(table.use_count(), 1) << "a sweep over sizes left the cache unbounded";
 
-    std::vector<std::thread> threads;
-    threads.reserve(4);
-    for (int k = 0; k < 4; ++k)
-        threads.emplace_back([] {
-            for (int size = 1; size < 200; ++size) {
-                SharedFilterTable(WholeAxis(size % 40 + 1, 50), Filter::Bilinear, TableUse::Rows);
-                if (size % 50 == 0)
-                    ReleaseResampleTables();
-            }
-        });
-    for (auto& thread : threads)
-        thread.join();
+    OnThreads(4, [](unsigned) {
+        for (int size = 1; size < 200; ++size) {
+            SharedFilterTable(WholeAxis(size % 40 + 1, 50), Filter::Bilinear, TableUse::Rows);
+            if (size % 50 == 0)
+                ReleaseResampleTables();
+        }
+    });
     const auto kept = SharedFilterTable(axis, Filter::Bicubic, TableUse::Rows);
     ReleaseResampleTables();
     EXPECT_EQ(kept.use_count(), 1);
