@@ -24,6 +24,9 @@ AlphaBytes Repeat(Element alpha, bool alphaFirst) noexcept {
         const std::size_t at = pixel + (alphaFirst ? 0 : 3 * sizeof alpha);
         std::fill_n(bytes.mask + at, sizeof alpha, std::uint8_t{0xFF});
         std::memcpy(bytes.value + at, &alpha, sizeof alpha);
+        for (std::size_t byte = 0; byte < 4 * sizeof alpha; ++byte) {
+            bytes.spread[pixel + byte] = static_cast<std::uint8_t>(at + byte % sizeof alpha);
+        }
     }
     return bytes;
 }
@@ -42,11 +45,18 @@ AlphaBytes AlphaBytesOf(const Format& format, float alpha) noexcept {
     return Repeat(alpha, format.alphaFirst);
 }
 
-// Without a value alpha is inverted.
-PB_Result ReplaceAlpha(const PictureArguments& source, const PictureArguments& destination,
-                       std::optional<float> value) noexcept {
+using AlphaRows = AlphaRow[kMixElements]; // by element
+
+// Runs one of the kernels on both pictures, with one alpha for all pixels where it wants that.
+PB_Result ChangeAlpha(const PictureArguments& source, const PictureArguments& destination,
+                      const AlphaRows MixKernels::*rows, float value) noexcept {
     const std::optional<Format> format = FindFormat(source.format);
     if (!format || format->alpha == AlphaKind::None) {
+        return kPB_UnsupportedFormat;
+    }
+    const Kernels& kernels = KernelsOfThisMachine();
+    const AlphaRow change = (kernels.mix.*rows)[static_cast<std::size_t>(ElementOf(format->packing))];
+    if (change == nullptr) {
         return kPB_UnsupportedFormat;
     }
     for (const PictureArguments* const picture : {&source, &destination}) {
@@ -64,15 +74,12 @@ PB_Result ReplaceAlpha(const PictureArguments& source, const PictureArguments& d
     if (!copy) {
         return kPB_OutOfMemory;
     }
-    const Kernels& kernels = KernelsOfThisMachine();
-    const auto index = static_cast<std::size_t>(ElementOf(format->packing));
-    const AlphaRow replace = value ? kernels.mix.setAlpha[index] : kernels.mix.invertAlpha[index];
-    const AlphaBytes alpha = AlphaBytesOf(*format, value.value_or(0));
+    const AlphaBytes alpha = AlphaBytesOf(*format, value);
     extent = Joined(extent, {&from, &to});
     transfer.ahead = extent.count == 1 ? FetchDistance() : from.stride;
     auto* const written = static_cast<std::uint8_t*>(const_cast<void*>(destination.data));
     for (int row = 0; row < extent.count; ++row) {
-        replace(from[row], written + row * to.stride, extent.bytes, alpha, transfer);
+        change(from[row], written + row * to.stride, extent.bytes, alpha, transfer);
     }
     if (transfer.stream) {
         kernels.finishStreaming();
@@ -83,11 +90,15 @@ PB_Result ReplaceAlpha(const PictureArguments& source, const PictureArguments& d
 } // namespace
 
 PB_Result InvertAlpha(const PictureArguments& source, const PictureArguments& destination) noexcept {
-    return ReplaceAlpha(source, destination, std::nullopt);
+    return ChangeAlpha(source, destination, &MixKernels::invertAlpha, 0);
 }
 
 PB_Result SetAlpha(const PictureArguments& source, const PictureArguments& destination, float alpha) noexcept {
-    return ReplaceAlpha(source, destination, alpha > 0 ? std::min(alpha, 1.0F) : 0.0F);
+    return ChangeAlpha(source, destination, &MixKernels::setAlpha, alpha > 0 ? std::min(alpha, 1.0F) : 0.0F);
+}
+
+PB_Result MultiplyByAlpha(const PictureArguments& source, const PictureArguments& destination) noexcept {
+    return ChangeAlpha(source, destination, &MixKernels::multiplyByAlpha, 1);
 }
 
 } // namespace PixelBlitter

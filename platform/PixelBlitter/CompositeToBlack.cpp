@@ -12,9 +12,6 @@
 namespace PixelBlitter {
 namespace {
 
-// Premultiplied rows get their alpha while they are in the first-level cache.
-constexpr std::uint64_t kStripBytes = 16 << 10;
-
 // Both pictures, checked, with the source where nothing overwrites it.
 struct Job {
     Format format;
@@ -48,24 +45,6 @@ void MultiplyBytes(const Job& job, const Kernels& kernels) noexcept {
     const Transfer transfer{job.stream, extent.count == 1 ? FetchDistance() : job.from.stride};
     for (int row = 0; row < extent.count; ++row) {
         kernels.fused.premultiply(job.from[row], job.Row(row), extent.bytes / 4, product, transfer);
-    }
-}
-
-// Straight pixels of other elements: premultiplied, then made opaque.
-void MultiplyStrips(const Job& job) noexcept {
-    const int width = job.destination.width, height = job.destination.height;
-    const Format associated = Associated(job.format);
-    const auto fit = std::max<std::uint64_t>(kStripBytes / job.extent.bytes, 1);
-    const int rowsAtOnce = static_cast<int>(std::min(fit, static_cast<std::uint64_t>(height)));
-    for (int top = 0, count = 0; top < height; top += count) {
-        count = std::min(rowsAtOnce, height - top);
-        const SourcePicture source{job.format, job.from[top], job.from.stride, width, count};
-        // In one encoding and element type every pair has a path that allocates nothing, in place, too.
-        static_cast<void>(ConvertPicture(source, {associated, job.Row(top), job.to.stride, width, count}));
-        PictureArguments strip = job.destination;
-        strip.data = job.Row(top);
-        strip.height = count;
-        static_cast<void>(SetAlpha(strip, strip, 1));
     }
 }
 
@@ -110,6 +89,9 @@ PB_Result CompositeToBlack(const PictureArguments& source, const PictureArgument
     if (weight >= 1 && format->alpha == AlphaKind::None) {
         return ConvertPicture(CheckedPicture(source, *format), Writable(CheckedPicture(destination, *format)));
     }
+    if (weight >= 1 && format->packing != Packing::Bytes) {
+        return MultiplyByAlpha(source, destination);
+    }
     Job job{*format, destination, PlacesOf(source, *format), PlacesOf(destination, *format), ExtentOf(source, *format),
             false};
     // What is written in place has just been read into the caches.
@@ -121,10 +103,6 @@ PB_Result CompositeToBlack(const PictureArguments& source, const PictureArgument
     const Kernels& kernels = KernelsOfThisMachine();
     if (!(weight >= 1)) {
         MultiplyTiles(job, kernels, weight > 0 ? weight : 0);
-        return kPB_Success;
-    }
-    if (format->packing != Packing::Bytes) {
-        MultiplyStrips(job);
         return kPB_Success;
     }
     MultiplyBytes(job, kernels);

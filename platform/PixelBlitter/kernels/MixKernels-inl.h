@@ -1,4 +1,4 @@
-// Mixes of two rows of one format, and the complement of alpha.
+// Mixes of two rows of one format, the complement of alpha, and products with it.
 #if defined(PIXELBLITTER_MIX_KERNELS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef PIXELBLITTER_MIX_KERNELS_INL_H
 #undef PIXELBLITTER_MIX_KERNELS_INL_H
@@ -191,6 +191,25 @@ struct SetTo {
     static HWY_INLINE Bytes Alpha(Bytes /*pixels*/, Bytes value) { return value; }
 };
 
+struct MultiplyWords {
+    static constexpr std::size_t kPixelBytes = 8;
+    static HWY_INLINE Bytes Product(Bytes pixels, Bytes alphas) {
+        const auto code = hn::BitCast(dw, pixels), alpha = hn::BitCast(dw, alphas);
+        const auto white = hn::Set(dw, std::uint16_t{32768});
+        // The 32 bits of the product, times 2: its upper word, below which the next two bits give 0, 1, or 2.
+        const auto upper = hn::Min(hn::MulHigh(code, alpha), hn::ShiftRight<1>(white));
+        const auto rounded = hn::AverageRound(hn::ShiftRight<14>(hn::Mul(code, alpha)), hn::Zero(dw));
+        return hn::BitCast(dbytes, hn::Min(hn::Add(hn::Add(upper, upper), rounded), white));
+    }
+};
+
+struct MultiplyFloats {
+    static constexpr std::size_t kPixelBytes = 16;
+    static HWY_INLINE Bytes Product(Bytes pixels, Bytes alphas) {
+        return hn::BitCast(dbytes, hn::Mul(hn::BitCast(df, pixels), hn::BitCast(df, alphas)));
+    }
+};
+
 template <class Replacement>
 void ReplaceAlpha(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes, const AlphaBytes& alpha,
                   const Transfer& transfer) noexcept {
@@ -199,6 +218,19 @@ void ReplaceAlpha(const std::uint8_t* source, std::uint8_t* destination, std::si
     const auto value = hn::LoadDup128(dbytes, alpha.value);
     RunPixels<kPixelBytes>(source, destination, bytes / kPixelBytes, transfer, [=](Bytes pixels) HWY_ATTR {
         return hn::OrAnd(hn::AndNot(mask, pixels), Replacement::Alpha(pixels, value), mask);
+    });
+}
+
+template <class Elements>
+void MultiplyByAlpha(const std::uint8_t* source, std::uint8_t* destination, std::size_t bytes, const AlphaBytes& alpha,
+                     const Transfer& transfer) noexcept {
+    constexpr std::size_t kPixelBytes = Elements::kPixelBytes;
+    const auto mask = hn::LoadDup128(dbytes, alpha.mask);
+    const auto value = hn::LoadDup128(dbytes, alpha.value);
+    const auto spread = hn::LoadDup128(dbytes, alpha.spread);
+    RunPixels<kPixelBytes>(source, destination, bytes / kPixelBytes, transfer, [=](Bytes pixels) HWY_ATTR {
+        const Bytes product = Elements::Product(pixels, hn::TableLookupBytes(pixels, spread));
+        return hn::Or(hn::AndNot(mask, product), value);
     });
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-/// Mixes of two rows of one format, and the complement of alpha. Rows are runs of bytes, a whole number of elements;
-/// the destination may be either source. Integer formats are mixed in integers but for words, whose mix is one
-/// correctly rounded product and sum of floats, so every CPU target gives the same bytes.
+/// Mixes of two rows of one format, the complement of alpha, and products with it. Rows are runs of bytes, a whole
+/// number of elements; the destination may be either source. Integer formats are mixed in integers but for words, whose
+/// mix is one correctly rounded product and sum of floats, so every CPU target gives the same bytes.
 
 #include "FusedKernels.h"
 
@@ -29,8 +29,9 @@ struct MixShare {
 
 /// The alpha components in every 16 bytes.
 struct AlphaBytes {
-    alignas(16) std::uint8_t mask[16];  ///< 255 where a byte belongs to alpha, else 0
-    alignas(16) std::uint8_t value[16]; ///< what setAlpha stores there, else 0
+    alignas(16) std::uint8_t mask[16];   ///< 255 where a byte belongs to alpha, else 0
+    alignas(16) std::uint8_t value[16];  ///< what setAlpha stores there, else 0
+    alignas(16) std::uint8_t spread[16]; ///< for each byte, that of its pixel's alpha
 };
 
 using MixRow = void (*)(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* destination, std::size_t bytes,
@@ -43,6 +44,8 @@ struct MixKernels {
     MixRow mix[kMixElements];
     AlphaRow invertAlpha[kMixElements]; ///< pixels of four elements; none for groups
     AlphaRow setAlpha[kMixElements];
+    /// Colours times alpha, and setAlpha. Of words the nearest integer, halves up, at most 32768. None for bytes.
+    AlphaRow multiplyByAlpha[kMixElements];
 };
 
 } // namespace PixelBlitter

@@ -18,6 +18,7 @@ const MixKernels kMixKernels{
     .mix = {MixRows<MixBytes>, MixRows<MixWords>, MixRows<MixGroups>, MixRows<MixFloats>},
     .invertAlpha = {ReplaceAlpha<InvertBytes>, ReplaceAlpha<InvertWords>, nullptr, ReplaceAlpha<InvertFloats>},
     .setAlpha = {ReplaceAlpha<SetTo<4>>, ReplaceAlpha<SetTo<8>>, nullptr, ReplaceAlpha<SetTo<16>>},
+    .multiplyByAlpha = {nullptr, MultiplyByAlpha<MultiplyWords>, nullptr, MultiplyByAlpha<MultiplyFloats>},
 };
 
 } // namespace HWY_NAMESPACE
