@@ -29,6 +29,7 @@ const Shape kShapes[] = {
     {"sheared", {{-40, -30}, {2000, -100}, {1940, 1130}, {-100, 1200}}},
     {"turned by 30 degrees", {{400, -500}, {2063, 460}, {1523, 1395}, {-140, 435}}},
     {"a quarter turn", {{1920, -420}, {1920, 1500}, {0, 1500}, {0, -420}}},
+    {"in perspective", {{-300, -20}, {2220, -60}, {1900, 1110}, {40, 1140}}},
 };
 
 Contestant Ours(const Shape& shape) {
@@ -96,7 +97,7 @@ int main(int count, char** arguments) {
         {"through a mask, BGRA", 3, 4, Masked(kBGRA, false)}, {"through a mask, in place", 3, 4, Masked(kBGRA, true)},
         {"through a mask, UYVY", 3, 2, Masked(0x811, false)}, {"through a mask, BGRA 15u", 3, 8, Masked(0x84, false)},
         {"onto black, BGRA", 2, 4, ToBlack(kBGRA)},           {"onto black, BGRP", 2, 4, ToBlack(0x8)},
-        {"onto black, BGRA 15u", 2, 8, ToBlack(0x84)},
+        {"onto black, BGRA 15u", 2, 8, ToBlack(0x84)},        {"onto black, BGRA float", 2, 16, ToBlack(0x104)},
     };
     for (const auto& [name, pictures, pixelBytes, contestant] : composites) {
         Memory memory(pixelBytes);

@@ -66,13 +66,14 @@ private:
     WarpLine LineOf(int row) const noexcept {
         const auto& m = mToSource.m;
         const double y = row + 0.5;
-        // At the centre of column 0, and from column to column.
-        const double depth[2] = {m[2][0] * 0.5 + m[2][1] * y + m[2][2], m[2][0]};
-        WarpLine line{{}, {}, {depth[0], depth[1]}};
+        // At the centre of column 0, from column to column, and from row to row.
+        const double depth[3] = {m[2][0] * 0.5 + m[2][1] * y + m[2][2], m[2][0], m[2][1]};
+        WarpLine line{{}, {}, {depth[0], depth[1], depth[2]}};
         double* const places[2] = {line.x, line.y};
         for (int i = 0; i < 2; ++i) {
             places[i][0] = m[i][0] * 0.5 + m[i][1] * y + m[i][2] - 0.5 * depth[0];
             places[i][1] = m[i][0] - 0.5 * depth[1];
+            places[i][2] = m[i][1] - 0.5 * depth[2];
         }
         return line;
     }

@@ -11,6 +11,8 @@
 
 #include <cmath>
 
+#include <hwy/cache_control.h>
+
 HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
 namespace HWY_NAMESPACE {
@@ -18,6 +20,10 @@ namespace {
 
 constexpr std::size_t kWarpRun = 256; // pixels at once, so that what belongs to them stays in the first-level cache
 constexpr int kWarpBits = 14;         // of weights
+
+// Lines of the source that follow no order a processor would guess are fetched a few rows before they are sampled.
+constexpr int kRowsAhead = 4;
+constexpr std::size_t kFetchPixels = 4; // a prefetch for so many
 static_assert(kWarpRun % kWarpBlock == 0 && kWarpBlock >= kMaxLanes);
 
 // Samples of a run. Weights are those of the nearer column or row in the lower word, of the farther one in the upper.
@@ -83,13 +89,32 @@ HWY_INLINE void FindPlaces(const WarpSource& source, const WarpLine& line, int f
     }
 }
 
+// Bytes from a pixel's place to that of the pixel kRowsAhead rows after it, as it is about column `at`.
+HWY_INLINE std::ptrdiff_t BytesAhead(const WarpSource& source, const WarpLine& line, double at) {
+    const double depth = 1 / (line.w[0] + line.w[1] * at);
+    const auto step = [=](const double(&place)[3], double largest) {
+        const double here = (place[0] + place[1] * at) * depth;
+        const double ahead = kRowsAhead * (place[2] - here * line.w[2]) * depth;
+        return static_cast<std::ptrdiff_t>(std::min(std::max(ahead, -largest), largest)); // NaN is the largest
+    };
+    return step(line.y, source.lastRow) * source.stride + 4 * step(line.x, source.lastColumn);
+}
+
 // Fetches the four pixels around each place. Returns the bits that are set in all of them.
 template <bool oneColumn>
-HWY_INLINE std::uint64_t FetchSamples(const WarpSource& source, std::size_t pixels, WarpRun& run) {
-    const std::ptrdiff_t toFarRow = source.lastRow > 0 ? source.stride : 0;
+HWY_INLINE std::uint64_t FetchSamples(const WarpSource& source, std::size_t pixels, std::ptrdiff_t ahead,
+                                      WarpRun& run) {
+    const std::uint8_t* const base = source.base;
+    const std::ptrdiff_t stride = source.stride;
+    const std::ptrdiff_t toFarRow = source.lastRow > 0 ? stride : 0;
     std::uint64_t common = ~std::uint64_t{0};
     for (std::size_t i = 0; i < pixels; ++i) {
-        const std::uint8_t* const at = source.base + run.row[i] * source.stride + std::ptrdiff_t{4} * run.column[i];
+        const std::uint8_t* const at = base + run.row[i] * stride + std::ptrdiff_t{4} * run.column[i];
+        if (i % kFetchPixels == 0) {
+            // The address may lie beyond the picture, where a prefetch does nothing but a pointer must not be formed.
+            hwy::Prefetch(reinterpret_cast<const std::uint8_t*>(reinterpret_cast<std::uintptr_t>(at) +
+                                                                static_cast<std::uintptr_t>(ahead)));
+        }
         std::uint64_t nearPixels = 0, farPixels = 0;
         constexpr std::size_t kBytes = oneColumn ? 4 : 8;
         std::memcpy(&nearPixels, at, kBytes);
@@ -246,7 +271,10 @@ void SampleRow(const WarpSource& source, const WarpLine& line, int first, std::u
         const int column = first + static_cast<int>(done);
         (line.w[1] != 0 ? FindPlaces<true> : FindPlaces<false>)(source, line, column, count, run);
         const std::uint64_t common =
-            (source.lastColumn > 0 ? FetchSamples<false> : FetchSamples<true>)(source, count, run);
+            (source.lastColumn > 0
+                 ? FetchSamples<false>
+                 : FetchSamples<true>)(source, count, BytesAhead(source, line, column + static_cast<double>(count / 2)),
+                                       run);
         if ((common & alpha) == alpha) {
             StoreSamples(BilinearPixels(), run, destination + 4 * done, count);
         } else {

@@ -20,12 +20,12 @@ struct WarpSource {
 };
 inline constexpr int kLargestWarpSide = 1 << 24; ///< integers up to here are floats
 
-/// Where the pixel in column c of a row comes from, counted in pixels from the centre of the source's first one:
-/// column (x[0] + x[1] * c) / (w[0] + w[1] * c), row (y[0] + y[1] * c) / (w[0] + w[1] * c).
+/// Where the pixel in column c of a row, and r rows after it, comes from, counted in pixels from the centre of the
+/// source's first one: column (x[0] + x[1] * c + x[2] * r) / (w[0] + w[1] * c + w[2] * r), row likewise with y.
 struct WarpLine {
-    double x[2];
-    double y[2];
-    double w[2];
+    double x[3];
+    double y[3];
+    double w[3];
 };
 
 inline constexpr std::size_t kWarpBlock = 16;
