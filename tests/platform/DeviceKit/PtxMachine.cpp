@@ -61,17 +61,21 @@ std::map<std::string, PtxKernel> PtxKernel::Parse(const std::string& text) {
     return kernels;
 }
 
-void PtxKernel::Run(std::array<unsigned, 2> grid, unsigned block, void* const* parameters, const Store& store) const {
-    std::map<std::string, std::uint64_t> given;
+PtxKernel::Values PtxKernel::Read(void* const* parameters) const {
+    Values given;
     for (std::size_t n = 0; n < mParameters.size(); ++n) {
         std::memcpy(&given[mParameters[n].first], parameters[n], mParameters[n].second ? 8 : 4);
     }
+    return given;
+}
+
+void PtxKernel::Run(std::array<unsigned, 2> grid, unsigned block, const Values& given, const Store& store) const {
     for (std::uint64_t number = 0; number < std::uint64_t{grid[0]} * grid[1] * block; ++number) {
-        std::map<std::string, std::uint64_t> registers{{"%tid.x", number % block},
-                                                       {"%ctaid.x", number / block % grid[0]},
-                                                       {"%ctaid.y", number / block / grid[0]},
-                                                       {"%ntid.x", block},
-                                                       {"%nctaid.y", grid[1]}};
+        Values registers{{"%tid.x", number % block},
+                         {"%ctaid.x", number / block % grid[0]},
+                         {"%ctaid.y", number / block / grid[0]},
+                         {"%ntid.x", block},
+                         {"%nctaid.y", grid[1]}};
         const auto value = [&](const std::string& operand) {
             return operand[0] == '%' ? registers.at(operand) : std::stoull(operand);
         };

@@ -17,9 +17,9 @@ public:
 
     /// store is given the address, the words and whether a thread may write there is its business.
     using Store = std::function<void(std::uint64_t address, const std::vector<std::uint32_t>& words)>;
-    void Run(std::array<unsigned, 2> grid, unsigned block, void* const* parameters, const Store& store) const;
-
-    std::size_t ParameterCount() const { return mParameters.size(); }
+    using Values = std::map<std::string, std::uint64_t>;
+    Values Read(void* const* parameters) const;
+    void Run(std::array<unsigned, 2> grid, unsigned block, const Values& given, const Store& store) const;
 
 private:
     struct Instruction {

@@ -79,14 +79,11 @@ TEST_F(HandleMemory, ResizingKeepsTheBytesThatFit) {
     }
     EXPECT_EQ(KxSetHandleSize(handle, 0), kKxNoError);
     EXPECT_NE(*handle, nullptr);
-    for (const std::size_t size :
-         {std::numeric_limits<std::size_t>::max(), std::numeric_limits<std::size_t>::max() - 40,
-          std::numeric_limits<std::size_t>::max() / 2 - 1}) {
-        EXPECT_EQ(KxSetHandleSize(handle, size), kKxMemoryFull) << size;
-        EXPECT_EQ(InsertHandItem(-1, handle, size, "x"), kKxMemoryFull) << size;
-        EXPECT_EQ(KxNewHandle(size), nullptr) << size;
-        EXPECT_EQ(KxNewHandleClear(size), nullptr) << size;
-        EXPECT_EQ(KxNewPtr(size), nullptr) << size;
+    for (const std::size_t less : {0, 40}) {
+        const std::size_t size = std::numeric_limits<std::size_t>::max() - less;
+        EXPECT_EQ(KxSetHandleSize(handle, size), kKxMemoryFull) << less;
+        EXPECT_EQ(InsertHandItem(-1, handle, size, "x"), kKxMemoryFull) << less;
+        EXPECT_TRUE(!KxNewHandle(size) && !KxNewHandleClear(size) && !KxNewPtr(size)) << less;
     }
     EXPECT_EQ(KxGetHandleSize(handle), 0u);
     KxDisposeHandle(handle);
@@ -159,7 +156,6 @@ TEST_F(HandleMemory, OriginsNameTheCallOnlyWhileRecorded) {
     char text[200];
     const void* calls[4] = {};
     KxHandle const silent = MakeHandleForOriginTest();
-    EXPECT_EQ(KxGetHandleOrigin(silent, calls, 4), 0u);
     EXPECT_EQ(KxDescribeHandleOrigin(silent, nullptr, text, sizeof text), 0u);
     KxRecordHandleOrigins(1);
     KxHandle const known = MakeHandleForOriginTest();
@@ -170,9 +166,6 @@ TEST_F(HandleMemory, OriginsNameTheCallOnlyWhileRecorded) {
     ASSERT_EQ(KxSetHandleSize(known, 100), kKxNoError);
     EXPECT_GT(KxDescribeHandleOrigin(known, nullptr, text, sizeof text), 0u);
     EXPECT_EQ(std::string(text).rfind("test_handle_memory+0x", 0), 0u) << text;
-    // Outside this program only the system's start of it is left.
-    KxDescribeHandleOrigin(known, reinterpret_cast<const void*>(&MakeHandleForOriginTest), text, sizeof text);
-    EXPECT_EQ(std::string(text).find("test_handle_memory+"), std::string::npos) << text;
     EXPECT_EQ(KxDescribeHandleOrigin(known, nullptr, text, 5), 4u);
     EXPECT_STREQ(text, "test");
     KxDisposeHandle(silent);
