@@ -36,33 +36,53 @@ struct WarpRun {
     alignas(64) std::uint32_t farPixels[2 * (kWarpRun + kMaxLanes)];
 };
 
-// One coordinate of a block: base + fraction + step * n / (1 + shrink * n) for its n-th pixel.
-struct WarpAxis {
-    std::int32_t base;
-    float fraction;
-    float step;
-    float lowest; ///< of the picture, from the base
-    float highest;
+using DD = hn::Repartition<double, DF>;
+constexpr DD dd;
 
-    WarpAxis(double at, double slope, int last) {
+// Towards zero; of floats that integers hold, for which the library's conversion looks out.
+HWY_INLINE Dwords Truncated(VF v) {
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
+    return Dwords{_mm512_cvttps_epi32(v.raw)};
+#elif HWY_ARCH_X86 && HWY_TARGET == HWY_AVX2
+    return Dwords{_mm256_cvttps_epi32(v.raw)};
+#else
+    return hn::ConvertTo(di, v);
+#endif
+}
+
+// One coordinate of the blocks of a run: base + fraction + step * n / (1 + shrink * n) for the n-th pixel of each.
+struct WarpAxis {
+    static constexpr std::size_t kBlocks = kWarpRun / kWarpBlock;
+    alignas(64) std::int32_t base[kBlocks];
+    alignas(64) float fraction[kBlocks];
+    alignas(64) float step[kBlocks];
+    alignas(64) float lowest[kBlocks]; ///< of the picture, from the base
+    alignas(64) float highest[kBlocks];
+
+    // From block b on as many as fit a vector.
+    HWY_INLINE void Start(std::size_t b, hn::Vec<DD> at, hn::Vec<DD> slope, int last) {
         // Pixels that count lie in the picture. For the others any number will do that is one.
-        const double whole = std::floor(std::min(std::max(at, -2.0), 2.0 * kLargestWarpSide));
-        base = static_cast<std::int32_t>(whole);
-        fraction = static_cast<float>(at - whole);
-        step = static_cast<float>(slope);
-        lowest = static_cast<float>(-base);
-        highest = static_cast<float>(last - base);
+        constexpr double kFarthest = 2.0 * kLargestWarpSide;
+        const auto whole = hn::Floor(hn::Min(hn::Max(at, hn::Set(dd, -2.0)), hn::Set(dd, kFarthest)));
+        constexpr hn::Rebind<float, DD> floats;
+        constexpr hn::Rebind<std::int32_t, DD> integers;
+        hn::StoreU(hn::DemoteTo(integers, whole), integers, base + b);
+        hn::StoreU(hn::DemoteTo(floats, hn::Sub(at, whole)), floats, fraction + b);
+        hn::StoreU(hn::DemoteTo(floats, slope), floats, step + b);
+        hn::StoreU(hn::DemoteTo(floats, hn::Sub(hn::Zero(dd), whole)), floats, lowest + b);
+        hn::StoreU(hn::DemoteTo(floats, hn::Sub(hn::Set(dd, static_cast<double>(last)), whole)), floats, highest + b);
     }
 
-    HWY_INLINE void Sample(VF steps, std::int32_t* index, std::uint32_t* weights) const {
-        const VF place = hn::Add(hn::Mul(steps, hn::Set(df, step)), hn::Set(df, fraction));
-        const VF inside = hn::Min(hn::Max(place, hn::Set(df, lowest)), hn::Set(df, highest));
+    HWY_INLINE void Sample(std::size_t b, VF steps, std::int32_t* index, std::uint32_t* weights) const {
+        const VF low = hn::Set(df, lowest[b]), high = hn::Set(df, highest[b]);
+        const VF place = hn::Add(hn::Mul(steps, hn::Set(df, step[b])), hn::Set(df, fraction[b]));
+        const VF inside = hn::Min(hn::Max(place, low), high);
         // On the last column the nearer one is that before it, where there is one.
-        const VF nearer = hn::Max(hn::Min(hn::Floor(inside), hn::Set(df, highest - 1)), hn::Set(df, lowest));
+        const VF nearer = hn::Max(hn::Min(hn::Floor(inside), hn::Sub(high, hn::Set(df, 1.0F))), low);
         const VF scaled =
             hn::Add(hn::Mul(hn::Sub(inside, nearer), hn::Set(df, float{1 << kWarpBits})), hn::Set(df, 0.5F));
-        const auto far = hn::BitCast(du, hn::ConvertTo(di, scaled));
-        hn::StoreU(hn::Add(hn::ConvertTo(di, nearer), hn::Set(di, base)), di, index);
+        const auto far = hn::BitCast(du, Truncated(scaled));
+        hn::StoreU(hn::Add(Truncated(nearer), hn::Set(di, base[b])), di, index);
         hn::StoreU(hn::Or(hn::Sub(hn::Set(du, 1U << kWarpBits), far), hn::ShiftLeft<16>(far)), du, weights);
     }
 };
@@ -70,21 +90,38 @@ struct WarpAxis {
 template <bool projective>
 HWY_INLINE void FindPlaces(const WarpSource& source, const WarpLine& line, int first, std::size_t pixels,
                            WarpRun& run) {
+    WarpAxis columns, rows;
+    alignas(64) float shrink[WarpAxis::kBlocks];
+    const auto set = [](double value) HWY_ATTR { return hn::Set(dd, value); };
+    for (std::size_t b = 0; b * kWarpBlock < pixels; b += hn::Lanes(dd)) {
+        const double start = static_cast<double>(first) + static_cast<double>(b * kWarpBlock);
+        const auto at = hn::Add(set(start), hn::Mul(hn::Iota(dd, 0.0), set(double{kWarpBlock})));
+        auto depth = set(1 / line.w[0]);
+        if constexpr (projective) {
+            depth = hn::Div(set(1), hn::Add(set(line.w[0]), hn::Mul(set(line.w[1]), at)));
+            hn::StoreU(hn::DemoteTo(hn::Rebind<float, DD>(), hn::Mul(set(line.w[1]), depth)), hn::Rebind<float, DD>(),
+                       shrink + b);
+        }
+        const auto startAxis = [&](const double(&place)[3], int last, WarpAxis& axis) HWY_ATTR {
+            const auto here = hn::Mul(hn::Add(set(place[0]), hn::Mul(set(place[1]), at)), depth);
+            auto slope = set(place[1]);
+            if constexpr (projective) {
+                slope = hn::Sub(slope, hn::Mul(here, set(line.w[1])));
+            }
+            axis.Start(b, here, hn::Mul(slope, depth), last);
+        };
+        startAxis(line.x, source.lastColumn, columns);
+        startAxis(line.y, source.lastRow, rows);
+    }
     for (std::size_t i = 0; i < pixels; i += kWarpBlock) {
-        const double at = static_cast<double>(first) + static_cast<double>(i);
-        const double depth = projective ? 1 / (line.w[0] + line.w[1] * at) : 1 / line.w[0];
-        const double x = (line.x[0] + line.x[1] * at) * depth;
-        const double y = (line.y[0] + line.y[1] * at) * depth;
-        const WarpAxis columns(x, (projective ? line.x[1] - x * line.w[1] : line.x[1]) * depth, source.lastColumn);
-        const WarpAxis rows(y, (projective ? line.y[1] - y * line.w[1] : line.y[1]) * depth, source.lastRow);
-        const VF shrink = hn::Set(df, static_cast<float>(line.w[1] * depth));
+        const std::size_t b = i / kWarpBlock;
         for (std::size_t lane = 0; lane < kWarpBlock; lane += LaneCount()) {
             VF steps = hn::Iota(df, static_cast<float>(lane));
             if constexpr (projective) {
-                steps = hn::Div(steps, hn::Add(hn::Mul(steps, shrink), hn::Set(df, 1.0F)));
+                steps = hn::Div(steps, hn::Add(hn::Mul(steps, hn::Set(df, shrink[b])), hn::Set(df, 1.0F)));
             }
-            columns.Sample(steps, run.column + i + lane, run.across + i + lane);
-            rows.Sample(steps, run.row + i + lane, run.down + i + lane);
+            columns.Sample(b, steps, run.column + i + lane, run.across + i + lane);
+            rows.Sample(b, steps, run.row + i + lane, run.down + i + lane);
         }
     }
 }
@@ -100,34 +137,69 @@ HWY_INLINE std::ptrdiff_t BytesAhead(const WarpSource& source, const WarpLine& l
     return step(line.y, source.lastRow) * source.stride + 4 * step(line.x, source.lastColumn);
 }
 
-// Fetches the four pixels around each place. Returns the bits that are set in all of them.
-template <bool oneColumn>
-HWY_INLINE std::uint64_t FetchSamples(const WarpSource& source, std::size_t pixels, std::ptrdiff_t ahead,
-                                      WarpRun& run) {
-    const std::uint8_t* const base = source.base;
-    const std::ptrdiff_t stride = source.stride;
-    const std::ptrdiff_t toFarRow = source.lastRow > 0 ? stride : 0;
-    std::uint64_t common = ~std::uint64_t{0};
+// Fetches the four pixels around each place.
+template <bool oneColumn, class Offset>
+HWY_INLINE void FetchPairs(const WarpSource& source, std::size_t pixels, std::ptrdiff_t ahead, const Offset& offset,
+                           WarpRun& run) {
+    const std::uint8_t* const nearRow = source.base;
+    const std::uint8_t* const farRow = source.base + (source.lastRow > 0 ? source.stride : 0);
+    // The address may lie beyond the picture, where a prefetch does nothing but a pointer must not be formed.
+    const std::uintptr_t rowAhead = reinterpret_cast<std::uintptr_t>(source.base) + static_cast<std::uintptr_t>(ahead);
     for (std::size_t i = 0; i < pixels; ++i) {
-        const std::uint8_t* const at = base + run.row[i] * stride + std::ptrdiff_t{4} * run.column[i];
+        const std::ptrdiff_t at = offset[i];
         if (i % kFetchPixels == 0) {
-            // The address may lie beyond the picture, where a prefetch does nothing but a pointer must not be formed.
-            hwy::Prefetch(reinterpret_cast<const std::uint8_t*>(reinterpret_cast<std::uintptr_t>(at) +
-                                                                static_cast<std::uintptr_t>(ahead)));
+            hwy::Prefetch(reinterpret_cast<const std::uint8_t*>(rowAhead + static_cast<std::uintptr_t>(at)));
         }
         std::uint64_t nearPixels = 0, farPixels = 0;
         constexpr std::size_t kBytes = oneColumn ? 4 : 8;
-        std::memcpy(&nearPixels, at, kBytes);
-        std::memcpy(&farPixels, at + toFarRow, kBytes);
+        std::memcpy(&nearPixels, nearRow + at, kBytes);
+        std::memcpy(&farPixels, farRow + at, kBytes);
         if constexpr (oneColumn) {
             nearPixels |= nearPixels << 32;
             farPixels |= farPixels << 32;
         }
         std::memcpy(run.nearPixels + 2 * i, &nearPixels, sizeof nearPixels);
         std::memcpy(run.farPixels + 2 * i, &farPixels, sizeof farPixels);
-        common &= nearPixels & farPixels;
     }
-    return common;
+}
+
+struct WideOffsets {
+    const WarpRun& run;
+    std::ptrdiff_t stride;
+    std::ptrdiff_t operator[](std::size_t i) const { return run.row[i] * stride + std::ptrdiff_t{4} * run.column[i]; }
+};
+
+template <bool oneColumn>
+HWY_INLINE void FetchSamples(const WarpSource& source, std::size_t pixels, std::ptrdiff_t ahead, WarpRun& run) {
+    constexpr std::int64_t kLargest = INT32_MAX;
+    if (source.lastRow * std::int64_t{std::abs(source.stride)} + 4 * std::int64_t{source.lastColumn} > kLargest) {
+        FetchPairs<oneColumn>(source, pixels, ahead, WideOffsets{run, source.stride}, run);
+        return;
+    }
+    alignas(64) std::int32_t offsets[kWarpRun + kMaxLanes];
+    const auto stride = hn::Set(di, static_cast<std::int32_t>(source.stride));
+    for (std::size_t i = 0; i < pixels; i += LaneCount()) {
+        const auto rows = hn::Mul(hn::Load(di, run.row + i), stride);
+        hn::Store(hn::Add(rows, hn::ShiftLeft<2>(hn::Load(di, run.column + i))), di, offsets + i);
+    }
+    FetchPairs<oneColumn>(source, pixels, ahead, offsets, run);
+}
+
+// Whether a byte of all that was fetched is 255.
+HWY_INLINE bool IsOpaque(int byte, std::size_t pixels, const WarpRun& run) {
+    const auto opaque = hn::Set(du, 0xFFU << (8 * byte));
+    auto common = opaque;
+    const auto both = [&](std::size_t i) HWY_ATTR {
+        return hn::And(hn::Load(du, run.nearPixels + i), hn::Load(du, run.farPixels + i));
+    };
+    std::size_t i = 0;
+    for (; i + LaneCount() <= 2 * pixels; i += LaneCount()) {
+        common = hn::And(common, both(i));
+    }
+    if (i < 2 * pixels) {
+        common = hn::And(common, hn::IfThenElse(hn::FirstN(du, 2 * pixels - i), both(i), opaque));
+    }
+    return hn::AllTrue(du, hn::Eq(common, opaque));
 }
 
 // Sums of neighbours, two pixels out of every block of 16 bytes, in words with 7 bits behind the point.
@@ -265,17 +337,15 @@ void SampleRow(const WarpSource& source, const WarpLine& line, int first, std::u
     WarpRun run;
     std::memset(run.nearPixels, 0, sizeof run.nearPixels); // the last vector may take more than was fetched
     std::memset(run.farPixels, 0, sizeof run.farPixels);
-    const std::uint64_t alpha = source.weighedAlpha < 0 ? 0 : std::uint64_t{0xFF000000FF} << (8 * source.weighedAlpha);
     for (std::size_t done = 0; done < pixels; done += kWarpRun) {
         const std::size_t count = std::min(kWarpRun, pixels - done);
         const int column = first + static_cast<int>(done);
         (line.w[1] != 0 ? FindPlaces<true> : FindPlaces<false>)(source, line, column, count, run);
-        const std::uint64_t common =
-            (source.lastColumn > 0
-                 ? FetchSamples<false>
-                 : FetchSamples<true>)(source, count, BytesAhead(source, line, column + static_cast<double>(count / 2)),
-                                       run);
-        if ((common & alpha) == alpha) {
+        (source.lastColumn > 0 ? FetchSamples<false>
+                               : FetchSamples<true>)(source, count,
+                                                     BytesAhead(source, line, column + static_cast<double>(count / 2)),
+                                                     run);
+        if (source.weighedAlpha < 0 || IsOpaque(source.weighedAlpha, count, run)) {
             StoreSamples(BilinearPixels(), run, destination + 4 * done, count);
         } else {
             StoreSamples(WeighedPixels(source.weighedAlpha), run, destination + 4 * done, count);
