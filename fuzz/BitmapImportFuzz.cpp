@@ -3,6 +3,7 @@
 #include "BitmapImport.h"
 #include "VideoFrameUtilities.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace {
