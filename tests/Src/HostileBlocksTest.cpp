@@ -14,7 +14,6 @@
 #include <cstring>
 #include <functional>
 #include <limits>
-#include <random>
 #include <thread>
 #include <vector>
 
@@ -175,55 +174,6 @@ TEST_F(HostileBlocks, HeadersThatChangeDuringTheCopy) {
     }
     done = true;
     EXPECT_GT(copied, 0U);
-}
-
-// Blocks with headers full of nonsense: accessors answer from the header, pixel operations stay inside the block.
-TEST_F(HostileBlocks, FullOfNonsense) {
-    constexpr auto kLow = kRenderQuality_Low;
-    std::mt19937 random(4711);
-    FrameRef destination = MakeFrame(kPixelFormat_BGRA_4444_8u, 16, 16);
-    for (unsigned round = 0; round < 600; ++round) {
-        SharedMemoryVideoFrameHeader header{};
-        auto* const words = reinterpret_cast<std::uint32_t*>(&header);
-        for (std::size_t i = 0; i < 32; ++i) {
-            words[i] = round % 2 == 0 ? random() % 64 : random();
-        }
-        header.version = round % 3 == 0 ? 5 : 6;
-        if (round % 5 != 0) {
-            const auto& table = kPixelFormatTable;
-            header.pixelFormat = table[random() % table.size()].format;
-        }
-        if (round % 7 == 0) {
-            header.pixelFormat.name = FourCharacterCode("@own");
-        }
-        if (round % 4 == 0) {
-            header.rowBytes = -(header.rowBytes & 0xFFFF);
-        }
-        const boost::shared_ptr<ExactBlock> block(new ExactBlock(128 + random() % 4096));
-        std::memcpy(block->bytes.data(), &header, sizeof(header));
-        const std::vector<std::uint8_t> before = block->bytes;
-        const FrameRef frame = Wrap(block, Guid::Generate());
-        const Rect bounds = frame->GetBounds();
-        static_cast<void>(Manipulators::CopyFrame(frame, destination, kLow));
-        // What lies in the block fits a buffer of the block's size, whatever larger buffer is claimed.
-        std::vector<std::uint8_t> buffer(before.size());
-        static_cast<void>(VF::CopyVideoFrameIntoSharedMemoryBuffer(frame, buffer.data(), kAnySize));
-        const bool rows = static_cast<bool>(BRT::QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>(frame));
-        for (int selector = rows ? 0 : 2; selector < 3; ++selector) {
-            EXPECT_EQ(Manipulators::CopyRect(frame, bounds, destination, {0, 0, 16, 16}, kLow, selector), 0);
-        }
-        if (bounds.right < 64 && bounds.bottom < 64) {
-            FrameRef addressable;
-            try {
-                static_cast<void>(
-                    Manipulators::MakeAddressableVideoFrame(frame, addressable, kPixelFormat_BGRA_4444_8u, kLow));
-            } catch (const BRT::NullInterfaceException&) {
-                // No frame of the size that the header claims.
-            }
-        }
-        EXPECT_EQ(Manipulators::CopyFrame(destination, frame, kLow), 0);
-        EXPECT_EQ(block->bytes, before) << "what others read was written";
-    }
 }
 
 } // namespace

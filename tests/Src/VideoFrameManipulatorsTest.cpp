@@ -19,38 +19,30 @@ constexpr RenderQuality kLow = kRenderQuality_Low;
 
 class CopyRectTest : public LibraryTest {};
 
-TEST_F(CopyRectTest, MovesPictureRectangles) {
+TEST_F(CopyRectTest, MovesRectanglesThatAreClampedEachIntoItsOwnFrame) {
     FrameRef source = MakeFrame(kPixelFormat_BGRA_4444_8u, 20, 10);
-    FrameRef destination = MakeFrame(kPixelFormat_BGRA_4444_8u, 30, 12);
     PaintCoordinates(source);
-    EXPECT_EQ(CopyRect(source, {2, 1, 7, 4}, destination, {10, 5, 15, 8}, kLow, -1), 0);
-    for (int y = 0; y < 12; ++y) {
-        for (int x = 0; x < 30; ++x) {
-            const bool inside = x >= 10 && x < 15 && y >= 5 && y < 8;
-            EXPECT_EQ(PixelAt(destination, x, y), inside ? PixelAt(source, x - 8, y - 4) : 0xFF000000U)
-                << x << "," << y;
+    struct Case {
+        Rect from, to, copied; ///< the pixels of the destination that become others
+        int left, top;         ///< from where in the source
+    };
+    for (const Case& c : {Case{{2, 1, 7, 4}, {3, 5, 8, 8}, {3, 5, 8, 8}, 2, 1},
+                          Case{{16, 6, 100, 100}, {-5, -5, 4, 4}, {0, 0, 4, 4}, 16, 6},
+                          // Outside, inverted and empty ones leave the picture alone.
+                          Case{{20, 0, 40, 10}, {0, 0, 8, 8}, {}, 0, 0}, Case{{5, 5, 2, 2}, {0, 0, 8, 8}, {}, 0, 0},
+                          Case{{0, 0, 8, 8}, {3, 3, 3, 9}, {}, 0, 0}, Case{{0, 0, 8, 8}, {-9, -9, -2, -2}, {}, 0, 0}}) {
+        FrameRef destination = MakeFrame(kPixelFormat_BGRA_4444_8u, 8, 8);
+        EXPECT_EQ(CopyRect(source, c.from, destination, c.to, kLow, 2), 0);
+        for (int y = 0; y < 8; ++y) {
+            for (int x = 0; x < 8; ++x) {
+                const bool inside =
+                    x >= c.copied.left && x < c.copied.right && y >= c.copied.top && y < c.copied.bottom;
+                EXPECT_EQ(PixelAt(destination, x, y),
+                          inside ? PixelAt(source, x - c.copied.left + c.left, y - c.copied.top + c.top) : 0xFF000000U)
+                    << x << "," << y;
+            }
         }
     }
-}
-
-TEST_F(CopyRectTest, ClampsEachRectangleIntoItsOwnFrame) {
-    FrameRef source = MakeFrame(kPixelFormat_BGRA_4444_8u, 20, 10);
-    FrameRef destination = MakeFrame(kPixelFormat_BGRA_4444_8u, 8, 8);
-    PaintCoordinates(source);
-    // The source's part is 4 x 4 after clamping, the destination's too.
-    EXPECT_EQ(CopyRect(source, {16, 6, 100, 100}, destination, {-5, -5, 4, 4}, kLow, 2), 0);
-    EXPECT_EQ(PixelAt(destination, 0, 0), PixelAt(source, 16, 6));
-    EXPECT_EQ(PixelAt(destination, 3, 3), PixelAt(source, 19, 9));
-    EXPECT_EQ(PixelAt(destination, 4, 4), 0xFF000000U);
-    // Outside, inverted and empty rectangles leave the picture alone.
-    const std::vector<std::uint8_t> before(Pixels(destination), Pixels(destination) + 256);
-    for (const Rect& rect : {Rect{20, 0, 40, 10}, Rect{5, 5, 2, 2}, Rect{3, 3, 3, 9}, Rect{-9, -9, -2, -2}}) {
-        EXPECT_EQ(CopyRect(source, rect, destination, {0, 0, 8, 8}, kLow, 2), 0);
-        EXPECT_EQ(
-            CopyRect(source, {0, 0, 8, 8}, destination, Rect{rect.left + 8, rect.top + 8, rect.left + 9, 7}, kLow, 2),
-            0);
-    }
-    EXPECT_TRUE(std::equal(before.begin(), before.end(), Pixels(destination)));
 }
 
 TEST_F(CopyRectTest, FieldSelectorsTakeEverySecondRowOfMemory) {
@@ -141,7 +133,7 @@ TEST_F(CopyFrameTest, CarriesPropertiesAndAlphaBoundsOfEqualSizes) {
     for (const std::uint32_t width : {8U, 4U}) {
         FrameRef destination = MakeFrame(kPixelFormat_BGRA_4444_32f, width, 8);
         EXPECT_EQ(CopyFrame(source, destination, kRenderQuality_High), 0);
-        EXPECT_EQ(destination->GetOrigin(), (BRT::ParamPoint<BRT::CPoint>{5, 6}));
+        EXPECT_EQ(destination->GetOrigin(), source->GetOrigin());
         destination->GetAlphaBounds(bounds);
         EXPECT_EQ(bounds, width == 8 ? (Rect{1, 2, 3, 4}) : (Rect{0, 0, 4, 8}));
     }
@@ -158,10 +150,6 @@ TEST_F(CopyFrameTest, AlphaTypeChoosesTheVariant) {
         // 0x40 of alpha: 0x10 becomes 0x04, 0x20 0x08, 0x30 0x0C.
         const std::uint32_t expected[4] = {0, 0x400C0804U, 0x40302010U, 0xFF302010U};
         EXPECT_EQ(PixelAt(premultiplied, 1, 1), expected[alphaType]) << alphaType;
-        FrameRef same = MakeFrame(kPixelFormat_BGRA_4444_8u, 4, 4);
-        EXPECT_EQ(CopyFrame(source, same, kRenderQuality_High), 0);
-        EXPECT_EQ(PixelAt(same, 2, 2) & 0xFFFFFFU, 0x302010U);
-        EXPECT_EQ(same->GetAlphaType(), alphaType);
     }
 }
 
@@ -195,28 +183,6 @@ TEST_F(CopyFrameTest, WhatTheConverterCannotDoFails) {
     EXPECT_EQ(CopyFrame(sixteen, frame, kRenderQuality_High), VF::kResult_Failed);
 }
 
-TEST_F(CopyFrameTest, EveryFormatReachesEveryOther) {
-    for (const PixelFormatRow& from : kPixelFormatTable) {
-        if (from.converterValue == 0 || IsDV(StorageOf(from.format))) {
-            continue;
-        }
-        FrameRef source = MakeFrame(from.format, 12, 8);
-        BRT::QueryInterface<RK::IVideoFrameClearable>(source)->FillWithOpaqueWhite();
-        for (const PixelFormatRow& to : kPixelFormatTable) {
-            if (to.converterValue == 0 || IsDV(StorageOf(to.format))) {
-                continue;
-            }
-            FrameRef destination = MakeFrame(to.format, 12, 8);
-            FrameRef back = MakeFrame(kPixelFormat_BGRA_4444_8u, 12, 8);
-            EXPECT_EQ(CopyFrame(source, destination, kRenderQuality_High), 0) << from.constant << to.constant;
-            EXPECT_EQ(CopyFrame(destination, back, kRenderQuality_High), 0) << from.constant << to.constant;
-            for (const int x : {0, 11}) {
-                EXPECT_EQ(PixelAt(back, x, x / 2), 0xFFFFFFFFU) << from.constant << " -> " << to.constant;
-            }
-        }
-    }
-}
-
 TEST_F(CopyFrameTest, AddressableCopies) {
     struct Case {
         PixelFormat source, preferred;
@@ -229,8 +195,6 @@ TEST_F(CopyFrameTest, AddressableCopies) {
           Case{kPixelFormat_V210_422_10u, kPixelFormat_BGRA_4444_8u, 3, kPixelFormat_VUYA_4444_8u},
           Case{kPixelFormat_V210_422_10u, kPixelFormat_BGRA_4444_8u, 5, kPixelFormat_VUYA_4444_32f},
           Case{kPixelFormat_V210_422_10u_709, kPixelFormat_BGRA_4444_15u, 3, kPixelFormat_VUYA_4444_32f_709},
-          Case{kPixelFormat_V210_422_10u, kPixelFormat_VUYA_4444_16u, 3, kPixelFormat_VUYA_4444_32f},
-          Case{kPixelFormat_V210_422_10u, kPixelFormat_UYVY_422_8u, 3, kPixelFormat_VUYA_4444_32f},
           Case{kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_709, kPixelFormat_Invalid, 3,
                kPixelFormat_VUYA_4444_8u_709}}) {
         FrameRef source = MakeFrame(c.source, 12, 8);

@@ -72,13 +72,10 @@ TEST_F(MultiCamTest, DerivedParametersFollowTheLayout) {
         double scale;
         std::int32_t unscaledWidth, unscaledHeight;
     } cases[] = {
-        {VF::UnSelectedRenderParams(monitor, false), 960, 540, 0.5, 1920, 1080},
         {VF::UnSelectedRenderParams(monitor, true), 480, 540, 0.5, 960, 1080},
-        {VF::SelectedRenderParams(monitor, false), 960, 540, 0.5, 1920, 1080},
         {VF::SelectedRenderParams(monitor, true), 960, 1081, 1, 960, 1081},
         {VF::UnSelectedRenderParams(Params(11, 11, monitor.pixelFormat, 2 * 11 / 15.0), false), 5, 5, 11 / 15.0, 6, 6},
         {VF::SelectedRenderParams(Params(8, 8, monitor.pixelFormat, 0), true), 4, 8, 0, 0, 0},
-        {VF::SelectedRenderParams(Params(8, 8, monitor.pixelFormat, 1e-9), true), 4, 8, 1e-9, 0, 0},
         {VF::SelectedRenderParams(Params(8, 8, monitor.pixelFormat, NAN), true), 4, 8, NAN, 0, 0},
     };
     for (const auto& [got, width, height, scale, unscaledWidth, unscaledHeight] : cases) {

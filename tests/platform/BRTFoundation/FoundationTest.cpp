@@ -51,10 +51,4 @@ TEST(FoundationTest, LocksAreRecursiveAndCarryTheInnermostLabel) {
     std::jthread([&] { section.TryEnter() ? section.Leave() : ADD_FAILURE(); });
 }
 
-TEST(FoundationTest, RectanglesWrapInsteadOfOverflowing) {
-    const ParamRect<CRect> rect(-2'000'000'000, -2'000'000'000, 2'000'000'000, 2'000'000'000);
-    EXPECT_EQ(rect.Width(), static_cast<std::int32_t>(4'000'000'000u));
-    EXPECT_EQ(rect.Height(), rect.Width());
-}
-
 } // namespace

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <iterator>
 #include <limits>
 #include <numeric>
@@ -19,87 +18,31 @@ using reference::Layout;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-/// Where rows lie in the memory that all pictures of a test share: the first row at so many strides, the next after so
-/// many more, and so many bytes further on.
-struct Place {
-    int firstRow, rowStep, bytes = 0;
+struct Rows {
+    std::uint8_t* first;
+    std::ptrdiff_t stride;
 };
-
-/// Pictures of one format and size in one piece of memory, with a copy from before the call.
-class Arena {
-public:
-    Arena(std::int32_t value, int pictureWidth, int pictureHeight, std::uint32_t seed)
-        : format(value), width(pictureWidth), height(format.HasRows() ? pictureHeight : 1), planarHeight(pictureHeight),
-          mStride(static_cast<std::ptrdiff_t>(RowBytes() + (format.HasRows() ? Padding(seed) : 0))),
-          mBuffer(static_cast<std::size_t>(mStride) * static_cast<std::size_t>(3 * height) + 64) {
-        // Pictures behind one another, so that memory between their rows holds codes as well.
-        TestPicture noise(value, width, planarHeight, 0);
-        noise.Randomise(seed);
-        const auto pixels = noise.Pixels();
-        for (std::size_t i = 0; i < mBuffer.size(); ++i) {
-            mBuffer.data()[i] = pixels[(i / 4 * 28 + i % 4) % pixels.size()];
-        }
-        if (format.layout == Layout::Floats && pixels.size() > 96) {
-            for (const float special : {kNaN, kInfinity, -kInfinity, -0.0F}) {
-                std::memcpy(mBuffer.data() + (seed++ * 20 % pixels.size()) / 4 * 4, &special, 4);
-            }
-        }
-        mBefore.assign(mBuffer.data(), mBuffer.data() + mBuffer.size());
-    }
-    std::uint8_t* At(const Place& place) { return mBuffer.data() + Offset(place); }
-    int Stride(const Place& place) const { return static_cast<int>(place.rowStep * mStride); }
-    reference::Picture Before(const Place& place) const { return Codes(place, mBefore.data()); }
-    reference::Picture After(const Place& place) const { return Codes(place, mBuffer.data()); }
-    std::vector<std::uint8_t> Bytes() const { return {mBuffer.data(), mBuffer.data() + mBuffer.size()}; }
-    void Restore() { std::copy(mBefore.begin(), mBefore.end(), mBuffer.data()); }
-
-    /// Whether all bytes but the rows at the place are what they were.
-    bool OthersUntouched(const Place& place) const {
-        auto now = Bytes();
-        for (int row = 0; row < height; ++row) {
-            const auto at = Offset(place) + row * Stride(place);
-            std::copy_n(mBefore.begin() + at, RowBytes(), now.begin() + at);
-        }
-        return now == mBefore;
-    }
-
-    reference::Format format;
-    int width, height, planarHeight;
-
-private:
-    std::size_t RowBytes() const {
-        return format.HasRows() ? format.RowBytes(width) : format.ImageBytes(width, planarHeight);
-    }
-    // Strides of V210 are larger than its rows; others move rows off every alignment that their elements do not need.
-    std::size_t Padding(std::uint32_t seed) const {
-        return format.StrideUnit(width) - RowBytes() + seed % 3 * (format.layout == Layout::Floats ? 4U : 2U);
-    }
-    std::ptrdiff_t Offset(const Place& place) const { return place.firstRow * mStride + place.bytes; }
-    reference::Picture Codes(const Place& place, const std::uint8_t* memory) const {
-        return reference::ReadCodes(format, memory + Offset(place), Stride(place), width, planarHeight);
-    }
-    std::ptrdiff_t mStride;
-    GuardedBuffer mBuffer;
-    std::vector<std::uint8_t> mBefore;
-};
-
-struct Layouts {
-    const char* name;
-    Place a, b, destination;
-};
-// Of pictures of height h.
-std::vector<Layouts> LayoutsOf(int h) {
-    return {{"apart", {0, 1}, {h, 1}, {2 * h, 1}},
-            {"one source", {0, 1}, {0, 1}, {2 * h, 1}},
-            {"in place of a", {0, 1}, {h, 1}, {0, 1}},
-            {"in place of b", {0, 1}, {3 * h - 1, -1}, {3 * h - 1, -1}},
-            {"between", {0, 2}, {2, 2}, {1, 2}},
-            {"turned over", {0, 1}, {h, 1}, {h - 1, -1}},
-            {"rows moved", {0, 1}, {h, 1}, {1, 1}},
-            {"bytes moved", {0, 1}, {h, 1}, {0, 1, 16}},
-            {"bytes moved back", {h, 1}, {0, 1, 16}, {0, 1}},
-            {"other stride", {0, 1}, {0, 2}, {h / 2, 2}}};
+Rows RowsOf(const TestPicture& picture) {
+    return {picture.base, picture.stride};
 }
+
+// Calls of rows of one format, as different as their parameters. Only the mix looks at a second source.
+struct Operation {
+    enum { Mix, SetAlpha, InvertAlpha } kind;
+    float weight = 0;
+
+    int Run(Rows a, Rows b, Rows to, std::int32_t value, int width, int height) const {
+        const auto bytes = [](Rows rows) { return static_cast<int>(rows.stride); };
+        return kind == Mix ? PB_CrossDissolve(a.first, bytes(a), value, b.first, bytes(b), value, to.first, bytes(to),
+                                              value, width, height, weight, 4)
+               : kind == SetAlpha
+                   ? PB_CopyAndSetAlpha(a.first, bytes(a), to.first, bytes(to), value, width, height, weight)
+                   : PB_InvertAlpha(a.first, bytes(a), to.first, bytes(to), value, width, height);
+    }
+    bool Takes(const reference::Format& format) const {
+        return kind == Mix || (format.Is444() && format.alpha != reference::Alpha::None);
+    }
+};
 
 // Whether a code is the exact value, rounded.
 bool IsRounded(const reference::Format& format, double got, double exact, double magnitude, bool halvesUp) {
@@ -112,31 +55,24 @@ bool IsRounded(const reference::Format& format, double got, double exact, double
     return halvesUp ? got == std::floor(exact + 0.5) : std::abs(got - exact) <= 0.51;
 }
 
-class RowsOfEveryFormat : public testing::TestWithParam<std::int32_t> {
-protected:
-    /// Calls with the kernels of every processor. Each gives the same bytes and touches none but those of the place,
-    /// and there isRight holds for each code: its plane, its number and the code.
-    static void Expect(Arena& arena, const Place& to, const std::function<int()>& call,
-                       const std::function<bool(int, std::size_t, double)>& isRight) {
-        std::vector<std::uint8_t> first;
-        OnEveryTarget([&] {
-            arena.Restore();
-            ASSERT_EQ(call(), kPB_Success);
-            ASSERT_TRUE(arena.OthersUntouched(to));
-            if (!first.empty()) {
-                ASSERT_EQ(arena.Bytes(), first);
-                return;
-            }
-            first = arena.Bytes();
-            const reference::Picture got = arena.After(to);
-            for (int c = 0; c < (arena.format.Is444() ? 4 : 3); ++c) {
-                for (std::size_t i = 0; i < got.plane[c].samples.size(); ++i) {
-                    ASSERT_TRUE(isRight(c, i, got.plane[c].samples[i])) << c << ": " << got.plane[c].samples[i];
-                }
-            }
-        });
+// Whether component c is what the definition makes of x and y.
+bool IsRight(const Operation& operation, const reference::Format& format, int c, double x, double y, double got) {
+    const double share = operation.weight > 0 ? std::min(operation.weight, 1.0F) : 0;
+    if (operation.kind == Operation::Mix && share > 0 && share < 1) {
+        return IsRounded(format, got, x * (1 - share) + y * share, std::abs(x) + std::abs(y), share == 0.5);
     }
-};
+    if (operation.kind == Operation::Mix || c < 3) {
+        return IsRounded(format, got, operation.kind == Operation::Mix && share == 1 ? y : x, 0, true);
+    }
+    const double white = format.layout == Layout::Bytes ? 255 : format.layout == Layout::Words ? 32768 : 1;
+    if (operation.kind == Operation::SetAlpha) {
+        return IsRounded(format, got, share * white, 1, operation.weight != 0.3F);
+    }
+    const double inverted = format.layout == Layout::Floats ? 1 - x : std::max(white - x, 0.0);
+    return IsRounded(format, got, inverted, std::abs(x) + 1, true);
+}
+
+class RowsOfEveryFormat : public testing::TestWithParam<std::int32_t> {};
 INSTANTIATE_TEST_SUITE_P(Mix, RowsOfEveryFormat,
                          testing::ValuesIn(reference::AllFormats().begin(), reference::AllFormats().end()),
                          [](const auto& format) {
@@ -145,78 +81,117 @@ INSTANTIATE_TEST_SUITE_P(Mix, RowsOfEveryFormat,
                              return name.str();
                          });
 
-TEST_P(RowsOfEveryFormat, IsMixedAsDefined) {
+TEST_P(RowsOfEveryFormat, BecomeWhatTheDefinitionsSay) {
     constexpr int kWidths[] = {1, 2, 5, 6, 7, 16, 31, 48, 65, 131, 200};
-    constexpr float kWeights[] = {0.5F, 0.25F, 0.3F,  0.9F, 0.49999997F, 0.0001F, 0.999999F,
-                                  0.5F, 0.0F,  -0.1F, 1.0F, 2.0F,        kNaN,    0.7431F};
-    auto turn = static_cast<std::uint32_t>(GetParam() % 97);
-    for (const int height : {1, 4, 7}) {
-        for (const Layouts& layout : LayoutsOf(height)) {
-            for (int round = 0; round < 4; ++round, ++turn) {
-                Arena arena(GetParam(), kWidths[turn % std::size(kWidths)], height, turn);
-                const bool planar = !arena.format.HasRows();
-                if (planar && (layout.a.rowStep != 1 || layout.destination.firstRow % height != 0)) {
-                    continue; // has no rows
-                }
-                const auto scaled = [&](Place place) { // a planar image is one row
-                    place.firstRow /= planar ? height : 1;
-                    return place;
-                };
-                const Place a = scaled(layout.a), b = scaled(layout.b), to = scaled(layout.destination);
-                const float weight = kWeights[turn % std::size(kWeights)];
-                const double share = weight > 0 ? std::min(weight, 1.0F) : 0;
-                SCOPED_TRACE(testing::Message()
-                             << layout.name << " " << arena.width << "x" << height << " weight " << weight);
-                const reference::Picture codesOfA = arena.Before(a), codesOfB = arena.Before(b);
-                const auto mix = [&] {
-                    return PB_CrossDissolve(arena.At(a), arena.Stride(a), GetParam(), arena.At(b), arena.Stride(b),
-                                            GetParam(), arena.At(to), arena.Stride(to), GetParam(), arena.width, height,
-                                            weight, 4);
-                };
-                Expect(arena, to, mix, [&](int c, std::size_t i, double got) {
-                    const double x = codesOfA.plane[c].samples[i], y = codesOfB.plane[c].samples[i];
-                    const bool copied = share == 0 || share == 1;
-                    const double exact = copied ? (share == 0 ? x : y) : x * (1 - share) + y * share;
-                    const double magnitude = copied ? 0 : std::abs(x) + std::abs(y);
-                    return IsRounded(arena.format, got, exact, magnitude, share == 0.5);
-                });
+    std::vector<Operation> operations{{Operation::InvertAlpha}, {Operation::InvertAlpha}, {Operation::InvertAlpha}};
+    for (const float weight :
+         {0.5F, 0.25F, 0.3F, 0.9F, 0.49999997F, 0.0001F, 0.999999F, 0.0F, -0.1F, 1.0F, 2.0F, kNaN, 0.7431F}) {
+        operations.insert(operations.end(), 4, {Operation::Mix, weight});
+        operations.push_back({Operation::SetAlpha, weight});
+    }
+    auto turn = static_cast<unsigned>(GetParam() % 97);
+    for (const Operation& operation : operations) {
+        ++turn;
+        const int width = kWidths[turn % std::size(kWidths)], height = 1 + static_cast<int>(turn % 5);
+        const int padding = static_cast<int>(turn % 3) * 4;
+        TestPicture a(GetParam(), width, height, padding, turn % 4 == 1), b(GetParam(), width, height, padding);
+        a.Randomise(turn);
+        b.Randomise(turn + 1);
+        const auto line = a.Lines()[0];
+        for (std::size_t at = 0; const float special : {kNaN, kInfinity, -kInfinity, -0.0F}) {
+            if (a.format.layout == Layout::Floats && at + 4 <= line.size()) {
+                std::memcpy(line.data() + at, &special, 4);
             }
+            at += 20;
         }
+        SCOPED_TRACE(testing::Message() << "kind " << operation.kind << ", weight " << operation.weight << ", " << width
+                                        << "x" << height);
+        std::vector<std::uint8_t> first;
+        OnEveryTarget([&] {
+            TestPicture to(GetParam(), width, height, padding, turn % 4 == 2);
+            const int result = operation.Run(RowsOf(a), RowsOf(b), RowsOf(to), GetParam(), width, height);
+            if (!operation.Takes(to.format)) {
+                ASSERT_EQ(result, kPB_UnsupportedFormat);
+                ASSERT_TRUE(to.Untouched());
+                return;
+            }
+            ASSERT_EQ(result, kPB_Success);
+            ASSERT_TRUE(to.PaddingUntouched());
+            if (!first.empty()) {
+                ASSERT_EQ(to.Pixels(), first);
+                return;
+            }
+            first = to.Pixels();
+            const reference::Picture x = a.Codes(), y = b.Codes(), got = to.Codes();
+            for (int c = 0; c < (to.format.Is444() ? 4 : 3); ++c) {
+                for (std::size_t i = 0; i < got.plane[c].samples.size(); ++i) {
+                    const double code = got.plane[c].samples[i];
+                    ASSERT_TRUE(IsRight(operation, to.format, c, x.plane[c].samples[i], y.plane[c].samples[i], code))
+                        << code << " of " << x.plane[c].samples[i] << " and " << y.plane[c].samples[i] << ", " << c;
+                }
+            }
+        });
     }
 }
 
-TEST_P(RowsOfEveryFormat, HasItsAlphaReplacedAlone) {
-    auto turn = static_cast<std::uint32_t>(GetParam() % 97);
-    for (const Layouts& layout : LayoutsOf(5)) {
-        for (const float alpha : {-1.0F, 0.0F, 0.3F, 0.5F, 1.0F, 7.0F, kNaN, kInfinity}) { // the last one inverts
-            Arena arena(GetParam(), 1 + static_cast<int>(turn * 7 % 90), 5, turn);
-            ++turn;
-            const bool invert = std::isinf(alpha);
-            const Place from = layout.a, to = layout.destination;
-            const auto run = [&] {
-                return invert ? PB_InvertAlpha(arena.At(from), arena.Stride(from), arena.At(to), arena.Stride(to),
-                                               GetParam(), arena.width, 5)
-                              : PB_CopyAndSetAlpha(arena.At(from), arena.Stride(from), arena.At(to), arena.Stride(to),
-                                                   GetParam(), arena.width, 5, alpha);
-            };
-            SCOPED_TRACE(testing::Message() << layout.name << " width " << arena.width << " alpha " << alpha);
-            if (!arena.format.Is444() || arena.format.alpha == reference::Alpha::None) {
-                const auto before = arena.Bytes();
-                ASSERT_EQ(arena.format.HasRows() ? run() : kPB_UnsupportedFormat, kPB_UnsupportedFormat);
-                ASSERT_EQ(arena.Bytes(), before);
+/// Where rows lie in memory that all share: the first row at so many strides, the next after so many more, and so many
+/// bytes further on.
+struct Place {
+    int firstRow, rowStep, bytes = 0;
+};
+
+TEST_P(RowsOfEveryFormat, MayOverlap) {
+    constexpr int kWidth = 67, kHeight = 5;
+    const reference::Format format(GetParam());
+    const int h = format.HasRows() ? kHeight : 1; // a planar image is one row
+    const struct {
+        const char* name;
+        Place a, b, to;
+    } layouts[] = {{"one source", {0, 1}, {0, 1}, {2 * h, 1}},
+                   {"in place of a", {0, 1}, {h, 1}, {0, 1}},
+                   {"in place of b", {0, 1}, {3 * h - 1, -1}, {3 * h - 1, -1}},
+                   {"between", {0, 2}, {2, 2}, {1, 2}},
+                   {"turned over", {0, 1}, {h, 1}, {h - 1, -1}},
+                   {"rows moved", {0, 1}, {h, 1}, {1, 1}},
+                   {"bytes moved", {0, 1}, {h, 1}, {0, 1, 16}},
+                   {"bytes moved back", {h, 1}, {0, 1, 16}, {0, 1}},
+                   {"other stride", {0, 1}, {0, 2}, {h / 2, 2}}};
+    const std::size_t rowBytes = format.HasRows() ? format.RowBytes(kWidth) : format.ImageBytes(kWidth, kHeight);
+    const auto stride = static_cast<std::ptrdiff_t>(format.HasRows() ? format.StrideUnit(kWidth) + 4 : rowBytes);
+    TestPicture noise(GetParam(), kWidth, kHeight);
+    noise.Randomise(1);
+    const auto pixels = noise.Pixels();
+    std::vector<std::uint8_t> before(static_cast<std::size_t>(stride * 3 * h + 64));
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        before[i] = pixels[(i / 4 * 28 + i % 4) % pixels.size()]; // codes also between rows
+    }
+    for (const Operation& operation : {Operation{Operation::Mix, 0.5F},
+                                       {Operation::Mix, 0.3F},
+                                       {Operation::Mix, 1},
+                                       {Operation::SetAlpha, 0.5F},
+                                       {Operation::InvertAlpha}}) {
+        for (const auto& layout : layouts) {
+            if (!operation.Takes(format)) {
                 continue;
             }
-            const double white = arena.format.layout == Layout::Bytes   ? 255
-                                 : arena.format.layout == Layout::Words ? 32768
-                                                                        : 1;
-            const double clipped = alpha > 0 ? std::min(alpha, 1.0F) : 0;
-            const reference::Picture before = arena.Before(from);
-            Expect(arena, to, run, [&](int c, std::size_t i, double is) {
-                const double was = before.plane[c].samples[i];
-                const double inverted = arena.format.layout == Layout::Floats ? 1 - was : std::max(white - was, 0.0);
-                const double wanted = c < 3 ? was : invert ? inverted : clipped * white;
-                const double magnitude = c < 3 ? 0 : invert ? std::abs(was) + 1 : 1;
-                return IsRounded(arena.format, is, wanted, magnitude, c < 3 || invert || alpha != 0.3F);
+            std::vector<std::uint8_t> memory = before, source = before, expected = before;
+            const auto rowsAt = [&](std::vector<std::uint8_t>& bytes, const Place& place) {
+                return Rows{bytes.data() + place.firstRow * stride + place.bytes, place.rowStep * stride};
+            };
+            TestPicture apart(GetParam(), kWidth, kHeight);
+            ASSERT_EQ(operation.Run(rowsAt(source, layout.a), rowsAt(source, layout.b), RowsOf(apart), GetParam(),
+                                    kWidth, kHeight),
+                      kPB_Success);
+            for (int row = 0; row < h; ++row) {
+                const Rows to = rowsAt(expected, layout.to);
+                std::memcpy(to.first + row * to.stride, apart.base + row * apart.stride, rowBytes);
+            }
+            OnEveryTarget([&] {
+                memory = before;
+                ASSERT_EQ(operation.Run(rowsAt(memory, layout.a), rowsAt(memory, layout.b), rowsAt(memory, layout.to),
+                                        GetParam(), kWidth, kHeight),
+                          kPB_Success);
+                ASSERT_TRUE(memory == expected) << layout.name << ", kind " << operation.kind;
             });
         }
     }
@@ -228,44 +203,33 @@ TEST(MixOfLargePictures, GivesTheSameBytesAsRows) {
         std::int32_t value;
         int width, height, oddBytes;
     };
-    for (const Size& size :
+    for (const auto& [value, width, height, oddBytes] :
          {Size{0x4, 1921, 1080, 1}, Size{0x811, 1921, 1080, 3}, Size{0x88, 1001, 1080, 2}, Size{0x88, 1001, 1080, 8},
           Size{0x851, 1915, 1080, 4}, Size{0x104, 701, 900, 4}, Size{0x1104, 701, 900, 20}}) {
-        const auto& [value, width, height, oddBytes] = size;
-        const reference::Format format(value);
-        const auto stride = static_cast<int>(format.StrideUnit(width));
         TestPicture a(value, width, height), b(value, width, height);
         a.Randomise(1);
         b.Randomise(2);
-        using Call = std::function<int(std::ptrdiff_t first, std::uint8_t * to, int rows)>;
-        const auto mix = [&](float weight) -> Call {
-            return [&, weight](std::ptrdiff_t first, std::uint8_t* to, int rows) {
-                return PB_CrossDissolve(a.base + first, stride, size.value, b.base + first, stride, size.value, to,
-                                        stride, size.value, size.width, rows, weight, 4);
-            };
-        };
-        std::vector<Call> calls{mix(0.5F), mix(0.4F), [&](std::ptrdiff_t first, std::uint8_t* to, int rows) {
-                                    const std::size_t bytes = format.RowBytes(size.width);
-                                    PB_CopyMemory(to, a.base + first,
-                                                  static_cast<std::size_t>((rows - 1) * stride) + bytes);
-                                    return 0;
-                                }};
-        if (format.Is444()) {
-            calls.emplace_back([&](std::ptrdiff_t first, std::uint8_t* to, int rows) {
-                return PB_InvertAlpha(a.base + first, stride, to, stride, size.value, size.width, rows);
-            });
-            calls.emplace_back([&](std::ptrdiff_t first, std::uint8_t* to, int rows) {
-                return PB_CopyAndSetAlpha(a.base + first, stride, to, stride, size.value, size.width, rows, 0.5F);
-            });
-        }
-        for (const Call& call : calls) {
-            std::vector<std::uint8_t> rows(static_cast<std::size_t>(stride * height + 64)), whole(rows.size());
-            for (std::ptrdiff_t first = 0; first < stride * height; first += stride) {
-                ASSERT_EQ(call(first, rows.data() + oddBytes + first, 1), 0);
+        const std::ptrdiff_t stride = a.stride;
+        const auto bytes = static_cast<std::size_t>(stride * height);
+        std::vector<std::uint8_t> rows(bytes + 64), whole(bytes + 64);
+        for (const Operation& operation : {Operation{Operation::Mix, 0.5F},
+                                           {Operation::Mix, 0.4F},
+                                           {Operation::SetAlpha, 0.5F},
+                                           {Operation::InvertAlpha}}) {
+            if (!operation.Takes(a.format)) {
+                continue;
             }
-            ASSERT_EQ(call(0, whole.data() + oddBytes, height), 0);
-            EXPECT_TRUE(rows == whole) << std::hex << value << " call " << &call - calls.data();
+            for (std::ptrdiff_t row = 0; row < stride * height; row += stride) {
+                ASSERT_EQ(operation.Run({a.base + row, stride}, {b.base + row, stride},
+                                        {rows.data() + oddBytes + row, stride}, value, width, 1),
+                          0);
+            }
+            ASSERT_EQ(operation.Run(RowsOf(a), RowsOf(b), {whole.data() + oddBytes, stride}, value, width, height), 0);
+            EXPECT_TRUE(rows == whole) << std::hex << value << " kind " << operation.kind;
         }
+        const std::size_t used = bytes - static_cast<std::size_t>(stride) + a.format.RowBytes(width);
+        PB_CopyMemory(whole.data() + oddBytes, a.base, used);
+        EXPECT_EQ(std::memcmp(whole.data() + oddBytes, a.base, used), 0) << std::hex << value;
     }
 }
 

@@ -16,6 +16,23 @@ TEST_F(ListTest, TellsNamesSizesErrorsAndWhoHoldsWhat) {
     ASSERT_EQ(PutBinaryDataGenerationError(Id(9), INT32_MIN), kResult_Success);
     ASSERT_EQ(PutBinaryDataGenerationError(Id(8), 0), kResult_Success);
 
+    // Of two other holders one is stopped and one was killed.
+    const auto hold = [] {
+        const Readable own = InitializeClient() ? Open(Id(4)) : nullptr;
+        ::raise(SIGSTOP);
+        return true;
+    };
+    const pid_t stopped = Spawn(hold), killed = Spawn(hold);
+    WaitUntilStopped(stopped);
+    WaitUntilStopped(killed);
+    ::kill(killed, SIGKILL);
+    EXPECT_EQ(Wait(killed), SIGKILL);
+    std::vector<std::int32_t> both{self, stopped};
+    std::ranges::sort(both);
+    EXPECT_EQ(Find(List(), Id(4))->holders, both);
+    ::kill(stopped, SIGKILL);
+    EXPECT_EQ(Wait(stopped), SIGKILL);
+
     DirectoryContents contents = List();
     ASSERT_EQ(contents.blocks.size(), 3U);
     const struct {
@@ -44,46 +61,6 @@ TEST_F(ListTest, TellsNamesSizesErrorsAndWhoHoldsWhat) {
     }
     UninitializeClient();
     EXPECT_EQ(ListBlocks(contents), kResult_NotInitialized);
-}
-
-TEST_F(ListTest, HoldersAreTheProcessesThatLive) {
-    const std::int32_t self = ::getpid();
-    const Readable reference = PutAndOpen(Id(1), 5000, 1);
-    std::vector<pid_t> holders;
-    for (unsigned n = 0; n < 3; ++n) {
-        holders.push_back(Spawn([] {
-            const Readable own = InitializeClient() ? Open(Id(1)) : nullptr;
-            const Readable second = Open(Id(1));
-            ::raise(SIGSTOP);
-            return Holds(own, 5000, 1);
-        }));
-        WaitUntilStopped(holders.back());
-    }
-    // One that has only looked, and lives on with what it may keep mapped.
-    const Counter steps;
-    const pid_t former = Spawn([&] {
-        const bool good = InitializeClient() && Holds(Open(Id(1)), 5000, 1);
-        ++*steps;
-        WaitUntil(steps, 2);
-        UninitializeClient();
-        return good;
-    });
-    WaitUntil(steps, 1);
-    const auto listed = [] { return Find(List(), Id(1)) ? Find(List(), Id(1))->holders : std::vector<std::int32_t>(); };
-    std::vector<std::int32_t> expected = {self, holders[0], holders[1], holders[2]};
-    std::ranges::sort(expected);
-    EXPECT_EQ(listed(), expected) << "the stopped count, once each";
-    ::kill(holders[1], SIGKILL);
-    EXPECT_EQ(Wait(holders[1]), SIGKILL);
-    ::kill(holders[0], SIGCONT);
-    EXPECT_EQ(Wait(holders[0]), 0);
-    std::erase_if(expected, [&](std::int32_t holder) { return holder == holders[0] || holder == holders[1]; });
-    EXPECT_EQ(listed(), expected);
-    ::kill(holders[2], SIGCONT);
-    EXPECT_EQ(Wait(holders[2]), 0);
-    ++*steps;
-    EXPECT_EQ(Wait(former), 0);
-    EXPECT_EQ(listed(), std::vector<std::int32_t>({self}));
 }
 
 } // namespace framebroker

@@ -201,21 +201,4 @@ TEST_F(FullFileSystemTest, IdleMemoryOfAllProcessesGoesFirstAndThenTheOldestPuts
     EXPECT_EQ(Wait(other), 0);
 }
 
-TEST_F(FullFileSystemTest, MemoryOfRemovedBlocksIsFreeWhateverOthersKeepMapped) {
-    const Counter steps;
-    const pid_t maker = Spawn([&] {
-        const bool put = InitializeClient() && PutBlock(Id(1), 700'000, 1) == kResult_Success;
-        ++*steps;
-        WaitUntil(steps, 2);
-        UninitializeClient();
-        return put;
-    });
-    WaitUntil(steps, 1);
-    EXPECT_TRUE(Holds(Open(Id(1)), 700'000, 1));
-    ++*steps;
-    EXPECT_EQ(Wait(maker), 0);
-    EXPECT_TRUE(TrueInClientProcess([] { return MakeBlock(700'000, 2) != nullptr; }))
-        << "this process sleeps and has nothing open";
-}
-
 } // namespace framebroker
