@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <span>
@@ -17,6 +18,7 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t kHeaderSize = sizeof(BITMAPINFOHEADER);
+constexpr DWORD kLaterHeaderSizes[] = {52, 56, 108, 124}; // versions that begin as this one and go on
 constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
 
 struct DisposePixmap {
@@ -59,7 +61,8 @@ std::optional<PackedBitmap> Unpack(Bytes resource) {
     bitmap.width = static_cast<std::int16_t>(bitmap.header.biWidth);
     bitmap.height = static_cast<std::int16_t>(bitmap.header.biHeight);
     bitmap.colours = ColourCount(bitmap.header);
-    const Bytes afterHeader = From(resource, kHeaderSize);
+    const bool isLater = std::ranges::find(kLaterHeaderSizes, bitmap.header.biSize) != std::end(kLaterHeaderSizes);
+    const Bytes afterHeader = From(resource, isLater ? bitmap.header.biSize : kHeaderSize);
     bitmap.colourTable = afterHeader.first(std::min(bitmap.colours * sizeof(RGBQUAD), afterHeader.size()));
     bitmap.rows = From(afterHeader, bitmap.colours * sizeof(RGBQUAD));
     return bitmap;

@@ -63,8 +63,12 @@ TEST_F(BitmapImportTest, BitmapsOfEveryConvertedDepthShowTheirPicture) {
                  {"pal8w124", "pal8w124"}, {"pal8w125", "pal8w125"}, {"pal8w126", "pal8w126"}, {"rgb24", "rgb24"},
                  {"rgb24pal", "rgb24"},    {"pal1", nullptr},        {"rgb16", nullptr},       {"rgb32", nullptr}};
     for (const auto& [bitmap, picture] : cases) {
-        const TPixHand hand = Import(Packed(std::string(bitmap) + ".bmp"));
-        ASSERT_NE(hand, nullptr) << bitmap;
+        Bytes packed = Packed(std::string(bitmap) + ".bmp");
+        const TPixHand plain = Import(packed);
+        packed[0] = 124; // the same with a header of the fifth version
+        packed.insert(packed.begin() + 40, 84, 0x55);
+        const TPixHand hand = Import(packed);
+        ASSERT_TRUE(plain != nullptr && hand != nullptr) << bitmap;
         const RECT bounds = (*hand)->bounds;
         const int height = bounds.bottom;
         EXPECT_EQ(height, Packed(std::string(bitmap) + ".bmp")[8]) << bitmap;
@@ -80,8 +84,9 @@ TEST_F(BitmapImportTest, BitmapsOfEveryConvertedDepthShowTheirPicture) {
                     << bitmap << " at " << x << ", " << y;
             }
             ASSERT_EQ((*hand)->pixels[(height - 1 - y) * (*hand)->rowbytes + x * 4 + 3], 255);
+            ASSERT_EQ(tpixGetPixel(plain, x, y), pixel) << bitmap;
         }
-        tpixDispose(hand);
+        tpixDispose(plain), tpixDispose(hand);
     }
 }
 

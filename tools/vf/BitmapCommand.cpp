@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -39,24 +40,39 @@ OpenModule Open(const std::string& path) {
     return module;
 }
 
-/// What a bitmap's header says; the header may lie at any address, and lie about anything.
-std::string HeaderText(HMODULE module, LPCWSTR name) {
+/// A bitmap's header, which may lie at any address, and lie about anything.
+std::optional<BITMAPINFOHEADER> HeaderOf(HMODULE module, LPCWSTR name) {
     const HRSRC resource = FindResourceW(module, name, RT_BITMAP);
     const void* data = LockResource(LoadResource(module, resource));
     BITMAPINFOHEADER header{};
     if (data == nullptr || SizeofResource(module, resource) < sizeof header) {
-        return "no bitmap";
+        return std::nullopt;
     }
     std::memcpy(&header, data, sizeof header);
-    return std::to_string(header.biWidth) + "x" + std::to_string(header.biHeight) + ", " +
-           std::to_string(header.biBitCount) + " bits" +
-           (header.biCompression == BI_RLE8 ? ", run-length encoded" : "");
+    return header;
+}
+
+constexpr DWORD kRunLength4 = 2; // of 4 bits a pixel
+
+std::string HeaderText(const std::optional<BITMAPINFOHEADER>& header) {
+    if (!header) {
+        return "no bitmap";
+    }
+    const bool isRunLength = header->biCompression == BI_RLE8 || header->biCompression == kRunLength4;
+    return std::to_string(header->biWidth) + "x" + std::to_string(header->biHeight) + ", " +
+           std::to_string(header->biBitCount) + " bits" + (isRunLength ? ", run-length encoded" : "");
+}
+
+/// Of other bitmaps the import takes the size alone.
+bool IsConverted(const BITMAPINFOHEADER& header) {
+    return (header.biBitCount == 4 && header.biCompression != kRunLength4) || header.biBitCount == 8 ||
+           header.biBitCount == 24;
 }
 
 BOOL ListOne(HMODULE module, LPCWSTR, LPCWSTR name, LONG_PTR) {
     const std::string text = IS_INTRESOURCE(name) ? std::to_string(reinterpret_cast<std::uintptr_t>(name))
                                                   : '"' + std::filesystem::path(std::u16string(name)).string() + '"';
-    std::printf("%-20s %s\n", text.c_str(), HeaderText(module, name).c_str());
+    std::printf("%-20s %s\n", text.c_str(), HeaderText(HeaderOf(module, name)).c_str());
     return TRUE;
 }
 
@@ -72,6 +88,11 @@ void ShowBitmap(const BitmapArguments& arguments) {
     const auto id = ParseNumber(arguments.id);
     if (!id || *id > 0xFFFF) {
         throw Failure(ExitCode::Usage, arguments.id + ": bitmaps have numbers up to 65535");
+    }
+    const auto header = HeaderOf(module.get(), MAKEINTRESOURCEW(*id));
+    if (header && !IsConverted(*header)) {
+        throw Failure(ExitCode::ConversionRefused, arguments.module + ": bitmap " + arguments.id + " is " +
+                                                       HeaderText(header) + ", which is not converted");
     }
     const LentTPix picture(Bmp2TPix(static_cast<unsigned short>(*id), module.get(), nullptr));
     if (!picture) {
