@@ -42,6 +42,7 @@ public:
         ClipReader reader(mArguments.input, [this](const std::string& what) { mReports.Damage(what); });
         const double rate = av_q2d(reader.FrameRate());
         std::int64_t shown = 0;
+        std::int64_t late = 0;
         std::int64_t firstTime = 0;
         steady_clock::time_point start;
         bool goesOn = true;
@@ -61,9 +62,11 @@ public:
                 start = steady_clock::now();
             }
             const std::chrono::duration<double> after(static_cast<double>(time - firstTime) / rate);
-            goesOn =
-                mWindow->AttendUntil(start + std::chrono::duration_cast<steady_clock::duration>(after), mInterruption);
+            const steady_clock::time_point due = start + std::chrono::duration_cast<steady_clock::duration>(after);
+            const bool isLate = shown > 0 && steady_clock::now() > due;
+            goesOn = mWindow->AttendUntil(due, mInterruption);
             if (goesOn) {
+                late += isLate ? 1 : 0;
                 mWindow->Show(frame);
                 ++shown;
             }
@@ -75,8 +78,8 @@ public:
         if (goesOn && shown == 1) { // a still stays until the user has seen it
             mWindow->AttendUntil(steady_clock::time_point::max(), mInterruption);
         }
-        std::printf("%s: %s shown, %.1f frames/s%s\n", mArguments.input.c_str(),
-                    Plural(static_cast<std::uint64_t>(shown), "frame").c_str(),
+        std::printf("%s: %s shown, %lld late, %.1f frames/s%s\n", mArguments.input.c_str(),
+                    Plural(static_cast<std::uint64_t>(shown), "frame").c_str(), static_cast<long long>(late),
                     shown > 1 ? static_cast<double>(shown - 1) / seconds.count() : 0.0, mReports.DamageText().c_str());
     }
 
