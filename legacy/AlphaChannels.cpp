@@ -29,9 +29,11 @@ public:
         }
         mPixels.emplace(hand);
         // A field's record may reach a row beyond its block; one that begins elsewhere claims what is not there.
-        const VF::Details::PixelRows rows =
-            mPixels->Contained({record.pixels, record.rowbytes, static_cast<std::int32_t>(height),
-                                kPixelBytes * static_cast<std::size_t>(width)});
+        VF::Details::PixelRows rows{record.pixels, record.rowbytes, static_cast<std::int32_t>(height),
+                                    kPixelBytes * static_cast<std::size_t>(width)};
+        if (!mPixels->Contain(rows)) {
+            rows = mPixels->Contained(rows);
+        }
         if (rows.data == record.pixels && rows.rowBytes == record.rowbytes &&
             (access == Access::Read || mPixels->MayWrite())) {
             mData = record.pixels;

@@ -1,5 +1,6 @@
 // The pixmap's own functions: row sizes, fields of the record, fills, field views and worlds.
 
+#include "AlphaChannels.h"
 #include "ContractLog.h"
 #include "FrameBlock.h"
 #include "FrameKinds.h"
@@ -140,6 +141,12 @@ TEST_F(Pixmap, ANewRecordShowsItsFrame) {
     frame->SetAlphaBounds({1, 2, 3, 4});
     tpixGetAlphaBounds(hand, &found);
     EXPECT_TRUE(found.left == 1 && found.top == 2 && found.right == 3 && found.bottom == 4);
+    FrameRef view;
+    EXPECT_EQ(VF::CreateVideoSubFrame(view, frame, Rect{5, 2, 9, 7}), 0);
+    TPixHand const part = VF::NewTPixFromVideoFrame(view);
+    tpixGetAlphaBounds(part, &found); // not known, and counted in the parent
+    EXPECT_TRUE(found.left == 5 && found.top == 2 && found.right == 9 && found.bottom == 7);
+    EXPECT_EQ(tpixDispose(part), 0);
     EXPECT_EQ(tpixDispose(hand), 0);
     EXPECT_EQ(tpixDispose(hand), 0);
     EXPECT_EQ(tpixGetPixels(hand), nullptr);
@@ -265,10 +272,34 @@ TEST_F(Pixmap, FramesOfOtherProcessesStayAsTheyAre) {
         TPixHand const hand = VF::NewTPixFromVideoFrame(frame);
         const std::uint32_t before = PixelAt(frame, 3, 2);
         EXPECT_EQ(tpixFillRect(hand, nullptr, 0x123456) == 0, kind.writable) << kind.name;
+        const std::array<std::uint8_t, 8 * 4> grey{};
         tpixFillAlpha(hand, 1);
+        AlphaToRGB(hand);
+        AlphaToInverseRGB(hand);
+        GreyBufferToAlpha(hand, grey.data());
         EXPECT_EQ(PixelAt(frame, 3, 2) == before, !kind.writable) << kind.name;
+        std::array<std::uint8_t, 8 * 4> read;
+        AlphaToGreyBuffer(hand, read.data());
+        EXPECT_EQ(read[0], kind.writable ? 0 : 255) << kind.name;
         tpixDispose(hand);
     }
+}
+
+TEST_F(Pixmap, AlphaIsReadAndWrittenInRowsFromTheTopDown) {
+    const FrameRef frame = MakeFrame(kPixelFormat_BGRA_4444_8u, 2, 3);
+    TPixHand const hand = VF::NewTPixFromVideoFrame(frame);
+    (*hand)->pixels += 2 * (*hand)->rowbytes;
+    (*hand)->rowbytes = -(*hand)->rowbytes;
+    const std::array<std::uint8_t, 6> grey{1, 2, 3, 4, 5, 6};
+    std::array<std::uint8_t, 6> back{};
+    GreyBufferToAlpha(hand, grey.data());
+    AlphaToGreyBuffer(hand, back.data());
+    EXPECT_EQ(back, grey);
+    EXPECT_EQ(PixelAt(frame, 1, 2), 6u << 24);
+    (*hand)->bounds.bottom = 1 << 16; // down to before the frame
+    AlphaToRGB(hand);
+    EXPECT_EQ(PixelAt(frame, 1, 2), 6u << 24);
+    tpixDispose(hand);
 }
 
 TEST_F(Pixmap, FieldsByFlagAndHeight) {
