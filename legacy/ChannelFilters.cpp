@@ -10,8 +10,6 @@ using namespace VF::Pixmaps;
 
 namespace {
 
-// Integers up to here are floats without rounding, and so are their sums.
-constexpr int kFloatIntegers = 1 << 24;
 constexpr int kLargestWord = INT16_MAX;
 
 int Scaled(int sum, float scale) noexcept {
@@ -49,6 +47,11 @@ bool FindWordScale(int divisor, Convolution& convolution) noexcept {
     return true;
 }
 
+std::uint64_t DistanceBetween(const void* a, const void* b) noexcept {
+    const auto first = reinterpret_cast<std::uintptr_t>(a), second = reinterpret_cast<std::uintptr_t>(b);
+    return first < second ? second - first : first - second;
+}
+
 SumWidth Prepare(const std::int16_t* kernel, Convolution& convolution) noexcept {
     std::copy_n(kernel, 9, convolution.weights);
     convolution.bias = kernel[kConvolveKernel_Bias];
@@ -60,13 +63,8 @@ SumWidth Prepare(const std::int16_t* kernel, Convolution& convolution) noexcept 
         largest += 255 * std::abs(weight);
         fitBytes = fitBytes && weight >= INT8_MIN && weight <= INT8_MAX;
     }
-    if (largest >= kFloatIntegers) {
-        return SumWidth::Floats;
-    }
-    if (largest <= kLargestWord && fitBytes && divisor > 0 && FindWordScale(divisor, convolution)) {
-        return SumWidth::Words;
-    }
-    return SumWidth::Dwords;
+    return largest <= kLargestWord && fitBytes && divisor > 0 && FindWordScale(divisor, convolution) ? SumWidth::Words
+                                                                                                     : SumWidth::Floats;
 }
 
 } // namespace
@@ -77,7 +75,7 @@ void bn_DoIndexMap(const void* inSource, void* outDestination, std::uint16_t inR
     if (inRedMap == nullptr || inGreenMap == nullptr || inBlueMap == nullptr) {
         return;
     }
-    const auto map = KernelsOfThisMachine().channels.mapColours;
+    const auto map = LookUpsOfThisMachine().mapColours;
     EachRun({static_cast<const std::uint8_t*>(inSource), static_cast<std::uint8_t*>(outDestination), inWidth, inHeight,
              inRowBytes, inRowBytes},
             4, 4,
@@ -93,17 +91,25 @@ void DoConvolve(const void* inSource, void* outDestination, const std::int16_t* 
         return;
     }
     const std::size_t bytes = 4 * static_cast<std::size_t>(inWidth);
+    constexpr auto kTogether = static_cast<std::int32_t>(kConvolvedTogether);
+    using Window = RowWindow<kTogether>;
     const ScratchPtr scratch = NewScratch(
-        std::max(static_cast<std::size_t>(inRowBytes) * 8 + 64, RollingRows::SizeInBytes(bytes, 4, kConvolvePadding)));
+        std::max(static_cast<std::size_t>(inRowBytes) * 8 + 64, Window::SizeInBytes(bytes, 4, kConvolvePadding)));
     if (!scratch) {
         return;
     }
     Convolution convolution{};
     const auto convolve = KernelsOfThisMachine().convolve[static_cast<int>(Prepare(inKernel, convolution))];
-    RollingRows rows(scratch.get(), static_cast<const std::uint8_t*>(inSource), bytes, inRowBytes, inHeight, 4,
-                     kConvolvePadding);
-    for (std::int32_t row = 0; row < inHeight; ++row) {
-        convolve(rows.Advance(row).data(),
-                 static_cast<std::uint8_t*>(outDestination) + std::ptrdiff_t{row} * inRowBytes, bytes, convolution);
+    Window window(scratch.get(), static_cast<const std::uint8_t*>(inSource), bytes, inRowBytes, inHeight, 4,
+                  kConvolvePadding);
+    auto* const destination = static_cast<std::uint8_t*>(outDestination);
+    // Pictures that overlap otherwise than whole change rows ahead, which are read row by row.
+    const std::uint64_t distance = DistanceBetween(inSource, outDestination);
+    const bool together =
+        distance == 0 || distance >= static_cast<std::uint64_t>(inRowBytes) * static_cast<std::uint64_t>(inHeight);
+    for (std::int32_t row = 0, count = 0; row < inHeight; row += count) {
+        count = together ? std::min(kTogether, inHeight - row) : 1;
+        convolve(window.Advance(row, count).data(), static_cast<std::size_t>(count),
+                 destination + std::ptrdiff_t{row} * inRowBytes, inRowBytes, bytes, convolution);
     }
 }

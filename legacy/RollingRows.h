@@ -10,36 +10,42 @@
 
 namespace VF::Pixmaps {
 
-/// Copies of three rows on their way through a picture, so that its rows can be overwritten behind them. Beyond the
-/// first and last row, and beside each row's ends, the nearest element is repeated.
-class RollingRows {
+/// Copies of rows and their neighbours on the way through a picture, so many rows at once, so that its rows can be
+/// overwritten behind them. Beyond the first and last row, and beside each row's ends, the nearest element is repeated.
+template <std::int32_t kTogether>
+class RowWindow {
 public:
     /// Bytes that the copies take.
     static constexpr std::size_t SizeInBytes(std::size_t rowBytes, std::size_t elementBytes,
                                              std::size_t padding) noexcept {
-        return 3 * (rowBytes + 2 * elementBytes + padding);
+        return kRows * (rowBytes + 2 * elementBytes + padding);
     }
 
     /// buffer holds SizeInBytes of these arguments. padding bytes behind the repeated element may be read; they are 0.
-    RollingRows(std::uint8_t* buffer, const std::uint8_t* source, std::size_t rowBytes, std::ptrdiff_t step,
-                std::int32_t height, std::size_t elementBytes, std::size_t padding) noexcept
+    RowWindow(std::uint8_t* buffer, const std::uint8_t* source, std::size_t rowBytes, std::ptrdiff_t step,
+              std::int32_t height, std::size_t elementBytes, std::size_t padding) noexcept
         : mBuffer(buffer), mSource(source), mRowBytes(rowBytes), mStep(step), mHeight(height), mElement(elementBytes),
-          mStride(SizeInBytes(rowBytes, elementBytes, padding) / 3) {
-        std::memset(buffer, 0, 3 * mStride);
-        Copy(0);
+          mStride(SizeInBytes(rowBytes, elementBytes, padding) / kRows) {
+        std::memset(buffer, 0, kRows * mStride);
     }
 
-    /// Moves on to a row, the one after that of the call before. The rows before, at and after it.
-    std::array<const std::uint8_t*, 3> Advance(std::int32_t row) noexcept {
-        if (row + 1 < mHeight) {
-            Copy(row + 1);
+    /// Moves on to the row behind those of the call before, and count - 1 more; the first call is for row 0. The row
+    /// before them, they, and the row after them.
+    std::array<const std::uint8_t*, kTogether + 2> Advance(std::int32_t row, std::int32_t count = 1) noexcept {
+        for (; mCopied <= std::min(row + count, mHeight - 1); ++mCopied) {
+            Copy(mCopied);
         }
-        return {Place(std::max(row - 1, 0)), Place(row), Place(std::min(row + 1, mHeight - 1))};
+        std::array<const std::uint8_t*, kTogether + 2> rows{};
+        for (std::int32_t i = 0; i < count + 2; ++i) {
+            rows[static_cast<std::size_t>(i)] = Place(std::clamp(row + i - 1, 0, mHeight - 1));
+        }
+        return rows;
     }
 
 private:
+    static constexpr std::size_t kRows = kTogether + 2;
     std::uint8_t* Place(std::int32_t row) const noexcept {
-        return mBuffer + static_cast<std::size_t>(row % 3) * mStride + mElement;
+        return mBuffer + static_cast<std::size_t>(row) % kRows * mStride + mElement;
     }
     void Copy(std::int32_t row) noexcept {
         std::uint8_t* const to = Place(row);
@@ -55,6 +61,9 @@ private:
     std::int32_t mHeight;
     std::size_t mElement;
     std::size_t mStride;
+    std::int32_t mCopied = 0; ///< rows
 };
+
+using RollingRows = RowWindow<1>;
 
 } // namespace VF::Pixmaps

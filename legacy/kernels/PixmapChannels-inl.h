@@ -210,24 +210,11 @@ void BlendThroughBits(const std::uint8_t* source, std::uint8_t* destination, std
     });
 }
 
-// Three tables of whole pixels cost less than three bytes put together.
-void MapColours(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels, const std::uint8_t red[256],
-                const std::uint8_t green[256], const std::uint8_t blue[256], const Transfer& /*in place*/) noexcept {
-    for (std::size_t i = 0; i < pixels; ++i) {
-        std::uint32_t pixel;
-        std::memcpy(&pixel, source + 4 * i, 4);
-        pixel = (pixel & 0xFF000000U) | static_cast<std::uint32_t>(red[pixel >> 16 & 0xFF]) << 16 |
-                static_cast<std::uint32_t>(green[pixel >> 8 & 0xFF]) << 8 | blue[pixel & 0xFF];
-        std::memcpy(destination + 4 * i, &pixel, 4);
-    }
-}
-
 constexpr ChannelKernels kChannelTable{
     .readAlpha = ChangePixels<ReadAlpha>,
     .writeAlpha = WriteAlpha,
     .selectAlpha = SelectAlpha,
     .markValue = MarkValue,
-    .mapColours = MapColours,
 };
 
 constexpr MaskKernels kMaskTable{

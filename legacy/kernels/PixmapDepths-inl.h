@@ -150,26 +150,6 @@ void AlphaToColour(const std::uint8_t* source, std::uint8_t* destination, std::s
               [=](Bytes v) HWY_ATTR { return hn::Xor(hn::TableLookupBytes(v, spread), flip); });
 }
 
-struct FromPalette {
-    static constexpr std::size_t kInBytes = 1, kOutBytes = 4, kInVectors = 1, kOutVectors = 4;
-    const std::uint8_t* palette;
-
-    template <class Stores>
-    HWY_INLINE void Run(const std::uint8_t* in, std::uint8_t* out) const {
-        const auto* const entries = reinterpret_cast<const std::int32_t*>(palette);
-        for (std::size_t i = 0; i < 4; ++i) {
-            const auto indexes = hn::PromoteTo(di, hn::LoadU(d8, in + i * LaneCount()));
-            Stores::Store(hn::BitCast(dbytes, hn::GatherIndex(di, entries, indexes)), out + i * hn::Lanes(dbytes));
-        }
-    }
-};
-
-void From8To32(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-               const std::uint8_t palette[1024], const Transfer& transfer) noexcept {
-    const FromPalette change{palette};
-    RunSteps(ChangeOp<FromPalette>{source, destination, change}, 0, pixels, destination, 4, transfer);
-}
-
 std::uint8_t LargestByte(const std::uint8_t* bytes, std::size_t count) noexcept {
     const std::size_t vector = hn::Lanes(dbytes);
     auto largest = hn::Zero(dbytes);
@@ -194,7 +174,6 @@ constexpr DepthKernels kDepthTable{
     .from555To32 = ChangePixels<From555To32>,
     .alphaToColour = AlphaToColour<false>,
     .alphaToInverseColour = AlphaToColour<true>,
-    .from8To32 = From8To32,
     .largestByte = LargestByte,
 };
 

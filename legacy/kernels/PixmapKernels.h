@@ -28,8 +28,6 @@ struct DepthKernels {
     PixelRun from555To32; ///< alpha 255
     PixelRun alphaToColour;
     PixelRun alphaToInverseColour;
-    void (*from8To32)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                      const std::uint8_t palette[1024], const Transfer& transfer) noexcept;
     std::uint8_t (*largestByte)(const std::uint8_t* bytes, std::size_t count) noexcept; ///< 0 for none
 };
 
@@ -40,6 +38,24 @@ struct ChannelKernels {
     void (*selectAlpha)(const std::uint8_t* a, const std::uint8_t* b, const std::uint8_t* selector,
                         std::uint8_t* pixels, std::size_t count) noexcept;
     void (*markValue)(std::uint8_t* bytes, std::size_t count, std::uint8_t value) noexcept; ///< 31 where equal, else 0
+};
+
+/// A palette as tables: its entries, and the same bytes by component. What lies beyond the last entry is 0.
+struct alignas(64) PaletteTables {
+    std::uint8_t entries[256][4];
+    std::uint8_t components[4][256];
+
+    void Set(std::size_t index, const std::uint8_t entry[4]) noexcept {
+        for (std::size_t i = 0; i < 4; ++i) {
+            entries[index][i] = components[i][index] = entry[i];
+        }
+    }
+};
+
+/// Look-ups of bytes. They have CPU targets of their own, and so a table of their own.
+struct LookUpKernels {
+    void (*from8To32)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
+                      const PaletteTables& palette, const Transfer& transfer) noexcept;
     void (*mapColours)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
                        const std::uint8_t red[256], const std::uint8_t green[256], const std::uint8_t blue[256],
                        const Transfer& transfer) noexcept;
@@ -70,10 +86,9 @@ struct MatteKernels {
 /// How the sums of a convolution may be formed without changing a bit of the result.
 enum class SumWidth {
     Words,  ///< sums fit 16 bits, weights are few, and a product of integers gives the scaled sum
-    Dwords, ///< sums are integers that a float holds
     Floats, ///< in floats, in the kernel's order
 };
-inline constexpr int kSumWidths = 3;
+inline constexpr int kSumWidths = 2;
 
 struct Convolution {
     std::int16_t weights[9];
@@ -85,9 +100,12 @@ struct Convolution {
 
 /// Bytes behind the last of a row that a convolution may read.
 inline constexpr std::size_t kConvolvePadding = 128;
+/// Rows of results that share work.
+inline constexpr std::size_t kConvolvedTogether = 4;
 
-using ConvolveRow = void (*)(ThreeRows rows, std::uint8_t* destination, std::size_t bytes,
-                             const Convolution& convolution) noexcept;
+/// count rows of so many bytes, step apart, out of count + 2 rows.
+using ConvolveRows = void (*)(const std::uint8_t* const* rows, std::size_t count, std::uint8_t* destination,
+                              std::ptrdiff_t step, std::size_t bytes, const Convolution& convolution) noexcept;
 
 /// The nearest of 256 palette entries to 32 colours that differ in blue. A key is a squared distance << 8 | the entry's
 /// number; distances[i] has red's and green's part, blue[b][i] that of blue << 8.
@@ -99,15 +117,18 @@ struct PixmapKernels {
     ChannelKernels channels;
     MaskKernels masks;
     MatteKernels mattes;
-    ConvolveRow convolve[kSumWidths]; ///< four bytes before each row and kConvolvePadding behind it are there
+    ConvolveRows convolve[kSumWidths]; ///< four bytes before each row and kConvolvePadding behind it are there
     NearestEntries nearestEntries;
     void (*finishStreaming)() noexcept;
 };
 
-/// The table for this machine.
+/// The tables for this machine.
 const PixmapKernels& KernelsOfThisMachine() noexcept;
 
-/// The table of ordinary loops.
+const LookUpKernels& LookUpsOfThisMachine() noexcept;
+
+/// The tables of ordinary loops.
 const PixmapKernels& PlainKernels() noexcept;
+const LookUpKernels& PlainLookUps() noexcept;
 
 } // namespace VF::Pixmaps

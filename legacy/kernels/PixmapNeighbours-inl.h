@@ -72,11 +72,6 @@ void PaintFringe(ThreeRows mask, std::uint8_t* outMask, std::uint8_t* outPixels,
     }
 }
 
-// Byte k of the 3 x 3 neighbourhood of the bytes from i on.
-HWY_INLINE Bytes Neighbour(ThreeRows rows, std::size_t i, int k) {
-    return hn::LoadU(dbytes, rows[k / 3] + i + 4 * (k % 3) - 4);
-}
-
 // bytes[2i] * weights[2i] + bytes[2i + 1] * weights[2i + 1], unsigned by signed; sums fit words.
 HWY_INLINE Words MulAddBytes(Bytes bytes, Bytes weights) {
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
@@ -93,6 +88,7 @@ HWY_INLINE Words MulAddBytes(Bytes bytes, Bytes weights) {
 #endif
 }
 
+// Both kinds of sums give the bytes from i on of so many rows. Loops are unrolled so that their vectors are registers.
 class ConvolveWords {
 public:
     explicit ConvolveWords(const Convolution& c)
@@ -103,15 +99,21 @@ public:
                 dbytes, hn::Set(dw, static_cast<std::uint16_t>(weight(2 * pair) | weight(2 * pair + 1) << 8)));
         }
     }
-    HWY_INLINE Bytes operator()(ThreeRows rows, std::size_t i) const {
-        Words low = mBias, high = mBias;
-        for (int pair = 0; pair < 5; ++pair) {
-            const Bytes a = Neighbour(rows, i, 2 * pair);
-            const Bytes b = pair < 4 ? Neighbour(rows, i, 2 * pair + 1) : hn::Zero(dbytes);
-            low = hn::Add(low, MulAddBytes(hn::InterleaveLower(dbytes, a, b), mWeights[pair]));
-            high = hn::Add(high, MulAddBytes(hn::InterleaveUpper(dbytes, a, b), mWeights[pair]));
+    template <std::size_t kRows>
+    HWY_INLINE void Run(const std::uint8_t* const* rows, std::size_t i, Bytes results[kRows]) const {
+        HWY_UNROLL(8)
+        for (std::size_t row = 0; row < kRows; ++row) {
+            const auto neighbour = [=](int k)
+                                       HWY_ATTR { return hn::LoadU(dbytes, rows[row + k / 3] + i + 4 * (k % 3) - 4); };
+            Words low = mBias, high = mBias;
+            HWY_UNROLL(8)
+            for (int pair = 0; pair < 5; ++pair) {
+                const Bytes a = neighbour(2 * pair), b = pair < 4 ? neighbour(2 * pair + 1) : hn::Zero(dbytes);
+                low = hn::Add(low, MulAddBytes(hn::InterleaveLower(dbytes, a, b), mWeights[pair]));
+                high = hn::Add(high, MulAddBytes(hn::InterleaveUpper(dbytes, a, b), mWeights[pair]));
+            }
+            results[row] = PackToBytes(Scaled(low), Scaled(high));
         }
-        return PackToBytes(Scaled(low), Scaled(high));
     }
 
 private:
@@ -124,74 +126,135 @@ private:
     Bytes mWeights[5];
 };
 
-class ConvolveDwords {
-public:
-    explicit ConvolveDwords(const Convolution& c) : mScale(hn::Set(df, c.scale)) {
-        for (int pair = 0; pair < 5; ++pair) {
-            mWeights[pair] = SetWords(c.weights[2 * pair], pair < 4 ? c.weights[2 * pair + 1] : c.bias);
-        }
-    }
-    HWY_INLINE Bytes operator()(ThreeRows rows, std::size_t i) const {
-        const auto zero = hn::Zero(dbytes);
-        Dwords sums[4] = {hn::Zero(di), hn::Zero(di), hn::Zero(di), hn::Zero(di)};
-        for (int pair = 0; pair < 5; ++pair) {
-            const Bytes a = Neighbour(rows, i, 2 * pair);
-            const Bytes b = pair < 4 ? Neighbour(rows, i, 2 * pair + 1) : hn::Set(dbytes, std::uint8_t{1});
-            const Bytes low = hn::InterleaveLower(dbytes, a, b), high = hn::InterleaveUpper(dbytes, a, b);
-            const Bytes parts[4] = {hn::InterleaveLower(dbytes, low, zero), hn::InterleaveUpper(dbytes, low, zero),
-                                    hn::InterleaveLower(dbytes, high, zero), hn::InterleaveUpper(dbytes, high, zero)};
-            for (int part = 0; part < 4; ++part) {
-                sums[part] = hn::Add(sums[part], MulAddPairs(hn::BitCast(ds, parts[part]), mWeights[pair]));
-            }
-        }
-        return PackToBytes(PackToWords(Scaled(sums[0]), Scaled(sums[1])),
-                           PackToWords(Scaled(sums[2]), Scaled(sums[3])));
-    }
+using Floats = hn::Vec<DF>;
 
-private:
-    HWY_INLINE Dwords Scaled(Dwords sum) const { return hn::ConvertTo(di, hn::Mul(hn::ConvertTo(df, sum), mScale)); }
-    hn::Vec<DF> mScale;
-    Words mWeights[5];
-};
+// A pixel's four floats are a block of a vector. The last block of a and all of b but its last one; all of a but its
+// first one and the first block of b; and floats that fit integers, cut off.
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
+HWY_INLINE Floats BehindLast(Floats a, Floats b) {
+    return Floats{_mm512_castsi512_ps(_mm512_alignr_epi32(_mm512_castps_si512(b.raw), _mm512_castps_si512(a.raw), 12))};
+}
+HWY_INLINE Floats BehindFirst(Floats a, Floats b) {
+    return Floats{_mm512_castsi512_ps(_mm512_alignr_epi32(_mm512_castps_si512(b.raw), _mm512_castps_si512(a.raw), 4))};
+}
+HWY_INLINE Dwords CutOff(Floats v) {
+    return Dwords{_mm512_cvttps_epi32(v.raw)};
+}
+#elif HWY_TARGET == HWY_AVX2
+HWY_INLINE Floats BehindLast(Floats a, Floats b) {
+    return Floats{_mm256_permute2f128_ps(a.raw, b.raw, 0x21)};
+}
+HWY_INLINE Floats BehindFirst(Floats a, Floats b) {
+    return BehindLast(a, b);
+}
+HWY_INLINE Dwords CutOff(Floats v) {
+    return Dwords{_mm256_cvttps_epi32(v.raw)};
+}
+#else // vectors of one block
+HWY_INLINE Floats BehindLast(Floats a, Floats /*b*/) {
+    return a;
+}
+HWY_INLINE Floats BehindFirst(Floats /*a*/, Floats b) {
+    return b;
+}
+HWY_INLINE Dwords CutOff(Floats v) {
+    return hn::ConvertTo(di, v);
+}
+#endif
 
+// A product of a byte and a weight is a float without rounding, so that fused operations round as separate ones do. A
+// row's floats serve all sums that they are part of.
 class ConvolveFloats {
 public:
     explicit ConvolveFloats(const Convolution& c)
-        : mBias(hn::Set(df, static_cast<float>(c.bias))), mScale(hn::Set(df, c.scale)), mConvolution(c) {}
-    HWY_INLINE Bytes operator()(ThreeRows rows, std::size_t i) const {
-        alignas(64) std::uint8_t result[4 * kMaxLanes];
-        for (std::size_t part = 0; part < 4; ++part) {
-            auto sum = hn::Zero(df);
-            for (int k = 0; k < 9; ++k) {
-                const auto* const at = rows[k / 3] + i + part * LaneCount() + 4 * (k % 3) - 4;
-                const auto value = hn::ConvertTo(df, hn::PromoteTo(di, hn::LoadU(d8, at)));
-                sum = hn::Add(sum, hn::Mul(value, hn::Set(df, static_cast<float>(mConvolution.weights[k]))));
-            }
-            const auto scaled = hn::ConvertTo(di, hn::Mul(hn::Add(sum, mBias), mScale));
-            // Clipped first: Highway narrows what is above 32767 to its remainder.
-            const auto clipped = hn::Min(hn::Max(scaled, hn::Zero(di)), hn::Set(di, 255));
-            hn::StoreU(hn::DemoteTo(d8, clipped), d8, result + part * LaneCount());
+        : mBias(hn::Set(df, static_cast<float>(c.bias))), mScale(hn::Set(df, c.scale)) {
+        for (int k = 0; k < 9; ++k) {
+            mWeights[k] = hn::Set(df, static_cast<float>(c.weights[k]));
         }
-        return hn::Load(dbytes, result);
+    }
+    template <std::size_t kRows>
+    HWY_INLINE void Run(const std::uint8_t* const* rows, std::size_t i, Bytes results[kRows]) const {
+        const auto floats = [](const std::uint8_t* at)
+                                HWY_ATTR { return hn::ConvertTo(df, hn::PromoteTo(di, hn::LoadU(d8, at))); };
+        Floats left[kRows + 2], centre[kRows + 2];
+        HWY_UNROLL(8)
+        for (std::size_t row = 0; row < kRows + 2; ++row) {
+            left[row] = floats(rows[row] + i - 4);
+            centre[row] = floats(rows[row] + i);
+        }
+        Dwords parts[kRows][4];
+        HWY_UNROLL(8)
+        for (std::size_t part = 0; part < 4; ++part) {
+            Floats sums[kRows];
+            HWY_UNROLL(8)
+            for (std::size_t row = 0; row < kRows + 2; ++row) {
+                const std::uint8_t* const end = rows[row] + i + (part + 1) * LaneCount();
+                const Floats next = floats(part < 3 ? end : end + 4 - LaneCount());
+                const Floats right = part < 3 ? BehindFirst(centre[row], next) : next;
+                HWY_UNROLL(8)
+                for (std::size_t above = 0; above < 3; ++above) {
+                    if (row >= above && row - above < kRows) {
+                        Floats& sum = sums[row - above];
+                        const Floats* const weights = mWeights + 3 * above;
+                        sum = above == 0 ? hn::Mul(left[row], weights[0]) : hn::MulAdd(left[row], weights[0], sum);
+                        sum = hn::MulAdd(right, weights[2], hn::MulAdd(centre[row], weights[1], sum));
+                    }
+                }
+                left[row] = BehindLast(centre[row], next);
+                centre[row] = next;
+            }
+            HWY_UNROLL(8)
+            for (std::size_t row = 0; row < kRows; ++row) {
+                parts[row][part] = CutOff(hn::Mul(hn::Add(sums[row], mBias), mScale));
+            }
+        }
+        HWY_UNROLL(8)
+        for (std::size_t row = 0; row < kRows; ++row) {
+            results[row] = Pieces::Transpose(
+                PackToBytes(PackToWords(parts[row][0], parts[row][1]), PackToWords(parts[row][2], parts[row][3])));
+        }
     }
 
 private:
-    hn::Vec<DF> mBias, mScale;
-    const Convolution& mConvolution;
+    Floats mBias, mScale;
+    Floats mWeights[9];
 };
 
-template <class Sums>
-void Convolve(ThreeRows rows, std::uint8_t* destination, std::size_t bytes, const Convolution& convolution) noexcept {
-    const Sums sums(convolution);
+template <std::size_t kRows, class Sums>
+HWY_INLINE void ConvolveTogether(const Sums& sums, const std::uint8_t* const* rows, std::uint8_t* destination,
+                                 std::ptrdiff_t step, std::size_t bytes) {
     const std::size_t vector = hn::Lanes(dbytes);
+    Bytes results[kRows];
     std::size_t i = 0;
     for (; i + vector <= bytes; i += vector) {
-        hn::StoreU(sums(rows, i), dbytes, destination + i);
+        sums.template Run<kRows>(rows, i, results);
+        HWY_UNROLL(8)
+        for (std::size_t row = 0; row < kRows; ++row) {
+            hn::StoreU(results[row], dbytes, destination + static_cast<std::ptrdiff_t>(row) * step + i);
+        }
     }
     if (i < bytes) { // rows go on behind their ends
-        alignas(64) std::uint8_t rest[4 * kMaxLanes];
-        hn::Store(sums(rows, i), dbytes, rest);
-        std::memcpy(destination + i, rest, std::min(bytes - i, sizeof rest));
+        sums.template Run<kRows>(rows, i, results);
+        for (std::size_t row = 0; row < kRows; ++row) {
+            alignas(64) std::uint8_t rest[4 * kMaxLanes];
+            hn::Store(results[row], dbytes, rest);
+            std::memcpy(destination + static_cast<std::ptrdiff_t>(row) * step + i, rest,
+                        std::min(bytes - i, sizeof rest));
+        }
+    }
+}
+
+template <class Sums>
+void Convolve(const std::uint8_t* const* rows, std::size_t count, std::uint8_t* destination, std::ptrdiff_t step,
+              std::size_t bytes, const Convolution& convolution) noexcept {
+    const Sums sums(convolution);
+    std::size_t row = 0;
+    for (; row + kConvolvedTogether <= count; row += kConvolvedTogether) {
+        ConvolveTogether<kConvolvedTogether>(sums, rows + row, destination + static_cast<std::ptrdiff_t>(row) * step,
+                                             step, bytes);
+    }
+    for (; row < count; ++row) {
+        ConvolveTogether<1>(sums, rows + row, destination + static_cast<std::ptrdiff_t>(row) * step, step, bytes);
     }
 }
 

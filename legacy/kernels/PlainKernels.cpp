@@ -57,10 +57,10 @@ void AlphaToColour(const std::uint8_t* source, std::uint8_t* destination, std::s
     }
 }
 
-void From8To32(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-               const std::uint8_t palette[1024], const Transfer&) noexcept {
+void From8To32(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels, const PaletteTables& palette,
+               const Transfer&) noexcept {
     for (std::size_t i = 0; i < pixels; ++i) {
-        std::memcpy(destination + 4 * i, palette + std::size_t{4} * source[i], 4);
+        std::memcpy(destination + 4 * i, palette.entries[source[i]], 4);
     }
 }
 
@@ -182,15 +182,18 @@ void PaintFringe(ThreeRows mask, std::uint8_t* outMask, std::uint8_t* outPixels,
     }
 }
 
-void Convolve(ThreeRows rows, std::uint8_t* destination, std::size_t bytes, const Convolution& convolution) noexcept {
-    for (std::size_t i = 0; i < bytes; ++i) {
-        float sum = 0;
-        for (int k = 0; k < 9; ++k) {
-            const std::uint8_t* const at = rows[k / 3] + i;
-            sum += static_cast<float>(convolution.weights[k]) * static_cast<float>(at[4 * (k % 3 - 1)]);
+void Convolve(const std::uint8_t* const* rows, std::size_t count, std::uint8_t* destination, std::ptrdiff_t step,
+              std::size_t bytes, const Convolution& convolution) noexcept {
+    for (; count > 0; --count, ++rows, destination += step) {
+        for (std::size_t i = 0; i < bytes; ++i) {
+            float sum = 0;
+            for (int k = 0; k < 9; ++k) {
+                const std::uint8_t* const at = rows[k / 3] + i;
+                sum += static_cast<float>(convolution.weights[k]) * static_cast<float>(at[4 * (k % 3 - 1)]);
+            }
+            const float scaled = (sum + static_cast<float>(convolution.bias)) * convolution.scale;
+            destination[i] = static_cast<std::uint8_t>(std::clamp(static_cast<int>(scaled), 0, 255));
         }
-        const float scaled = (sum + static_cast<float>(convolution.bias)) * convolution.scale;
-        destination[i] = static_cast<std::uint8_t>(std::clamp(static_cast<int>(scaled), 0, 255));
     }
 }
 
@@ -217,19 +220,22 @@ const PixmapKernels& PlainKernels() noexcept {
                   .from555To32 = From555To32,
                   .alphaToColour = AlphaToColour<false>,
                   .alphaToInverseColour = AlphaToColour<true>,
-                  .from8To32 = From8To32,
                   .largestByte = LargestByte},
         .channels = {.readAlpha = ReadAlpha,
                      .writeAlpha = WriteAlpha,
                      .selectAlpha = SelectAlpha,
-                     .markValue = MarkValue,
-                     .mapColours = MapColours},
+                     .markValue = MarkValue},
         .masks = {.throughBytes = ThroughBytes, .throughBits = ThroughBits, .blendThroughBits = BlendThroughBits},
         .mattes = {.smoothFringe = SmoothFringe, .paintFringe = PaintFringe},
-        .convolve = {Convolve, Convolve, Convolve},
+        .convolve = {Convolve, Convolve},
         .nearestEntries = Nearest,
         .finishStreaming = FinishStreaming,
     };
+    return table;
+}
+
+const LookUpKernels& PlainLookUps() noexcept {
+    static constexpr LookUpKernels table{.from8To32 = From8To32, .mapColours = MapColours};
     return table;
 }
 

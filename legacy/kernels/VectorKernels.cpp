@@ -23,7 +23,7 @@ const PixmapKernels* TableOfTarget() {
         .masks = kMaskTable,
         .mattes = {.smoothFringe = SmoothFringe, .paintFringe = PaintFringe},
         // In the order of SumWidth.
-        .convolve = {Convolve<ConvolveWords>, Convolve<ConvolveDwords>, Convolve<ConvolveFloats>},
+        .convolve = {Convolve<ConvolveWords>, Convolve<ConvolveFloats>},
         .nearestEntries = Nearest,
         .finishStreaming = FinishStreaming,
     };

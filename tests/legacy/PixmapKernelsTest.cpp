@@ -50,15 +50,24 @@ Convolution Sums(std::initializer_list<std::int16_t> weights, std::int16_t bias,
 }
 
 KernelCase Convolving(const char* name, SumWidth width, const Convolution& convolution) {
+    constexpr std::size_t kRows = kConvolvedTogether + 1; // all that share work, and another
     return {name,
             4,
-            4,
+            4 * kRows,
             [=](const PixmapKernels& k, const Memory& m) {
-                const std::uint8_t* const rows[3] = {m.in, m.in + 4, m.in + 8};
-                k.convolve[static_cast<int>(width)](rows, m.out, 4 * m.pixels, convolution);
+                const std::uint8_t* rows[kRows + 2];
+                for (std::size_t i = 0; i < kRows + 2; ++i) {
+                    rows[i] = m.in + 4 * i;
+                }
+                k.convolve[static_cast<int>(width)](rows, kRows, m.out, static_cast<std::ptrdiff_t>(4 * m.pixels),
+                                                    4 * m.pixels, convolution);
             },
             false,
-            kConvolvePadding + 8};
+            kConvolvePadding + 4 * (kRows + 1)};
+}
+
+const LookUpKernels& LookUps(const PixmapKernels& kernels) {
+    return &kernels == &PlainKernels() ? PlainLookUps() : LookUpsOfThisMachine();
 }
 
 const KernelCase kCases[] = {
@@ -73,11 +82,12 @@ const KernelCase kCases[] = {
     Run("write alpha", 1, 4, false, [](const PixmapKernels& k) { return k.channels.writeAlpha; }),
     {"8 to 32", 1, 4,
      [](const PixmapKernels& k, const Memory& m) {
-         alignas(4) std::uint8_t palette[1024];
-         for (std::size_t i = 0; i < sizeof palette; ++i) {
-             palette[i] = static_cast<std::uint8_t>(i * i * 37 >> 3);
+         PaletteTables palette{};
+         for (std::size_t i = 0; i < 256; ++i) {
+             const std::uint32_t entry = static_cast<std::uint32_t>(i) * 2654435761U;
+             palette.Set(i, reinterpret_cast<const std::uint8_t*>(&entry));
          }
-         k.depth.from8To32(m.in, m.out, m.pixels, palette, m.transfer);
+         LookUps(k).from8To32(m.in, m.out, m.pixels, palette, m.transfer);
      }},
     {"largest byte", 1, 1,
      [](const PixmapKernels& k, const Memory& m) { *m.out = k.depth.largestByte(m.in, m.pixels); }},
@@ -92,7 +102,7 @@ const KernelCase kCases[] = {
          for (std::size_t i = 0; i < sizeof maps; ++i) {
              maps[i / 256][i % 256] = static_cast<std::uint8_t>(i * 91 + i / 256);
          }
-         k.channels.mapColours(m.in, m.out, m.pixels, maps[0], maps[1], maps[2], m.transfer);
+         LookUps(k).mapColours(m.in, m.out, m.pixels, maps[0], maps[1], maps[2], m.transfer);
      },
      true},
     {"copy through bytes", 4, 4,
@@ -126,8 +136,8 @@ const KernelCase kCases[] = {
      }},
     Convolving("blur", SumWidth::Words, Sums({1, 2, 1, 2, 4, 2, 1, 2, 1}, 8, 1.0F / 16, 2048, 4080)),
     Convolving("emboss", SumWidth::Words, Sums({-2, -1, 0, -1, 1, 1, 0, 1, 2}, 128, 1.0F, 32768, 255)),
-    Convolving("dwords", SumWidth::Dwords, Sums({-999, 2, 300, -2, 4321, 2, -999, 2, 1}, -8, 1.0F / 61)),
-    Convolving("negative divisor", SumWidth::Dwords, Sums({-1, -2, -1, 0, 0, 0, 1, 2, 1}, 3, -1.0F / 3)),
+    Convolving("large weights", SumWidth::Floats, Sums({-999, 2, 300, -2, 4321, 2, -999, 2, 1}, -8, 1.0F / 61)),
+    Convolving("negative divisor", SumWidth::Floats, Sums({-1, -2, -1, 0, 0, 0, 1, 2, 1}, 3, -1.0F / 3)),
     Convolving("floats", SumWidth::Floats,
                Sums({32767, -32768, 32767, 1, 32767, -3, -32768, 32767, -32768}, 32767, 1.0F / 30011)),
 };
@@ -184,7 +194,7 @@ TEST_P(Kernel, GivesTheBytesOfOrdinaryLoops) {
             };
             const Bytes expected = result(PlainKernels());
             ASSERT_TRUE(std::equal(out.begin(), out.begin() + kGuard, expected.begin()));
-            for (const std::int64_t target : {HWY_SSSE3, HWY_AVX2, HWY_AVX3}) {
+            for (const std::int64_t target : {HWY_SSSE3, HWY_AVX2, HWY_AVX3, HWY_AVX3_DL}) {
                 if ((targets & target) != 0) {
                     hwy::GetChosenTarget().Update(target);
                     ASSERT_EQ(result(KernelsOfThisMachine()), expected)
