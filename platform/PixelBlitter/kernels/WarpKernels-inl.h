@@ -230,15 +230,6 @@ private:
 
 class BilinearPixels {
 public:
-    BilinearPixels() {
-        alignas(64) std::int32_t lanes[2][kMaxLanes];
-        for (std::size_t i = 0; i < kMaxLanes; ++i) {
-            lanes[0][i] = static_cast<std::int32_t>(i / 4 * 2);
-            lanes[1][i] = static_cast<std::int32_t>(i / 4 * 2 + 1);
-        }
-        std::memcpy(mLanes, lanes, sizeof lanes);
-    }
-
     // One vector of pixels.
     HWY_INLINE Bytes operator()(const WarpRun& run, std::size_t i) const {
         const std::size_t half = LaneCount() / 2;
@@ -248,7 +239,7 @@ public:
 
 private:
     HWY_INLINE Words Codes(const WarpRun& run, std::size_t i) const {
-        const auto firsts = hn::SetTableIndices(du, mLanes[0]), seconds = hn::SetTableIndices(du, mLanes[1]);
+        const auto firsts = hn::SetTableIndices(du, kFirsts), seconds = hn::SetTableIndices(du, kSeconds);
         const auto across = hn::LoadU(du, run.across + i), down = hn::LoadU(du, run.down + i);
         const Words acrossOfFirst = hn::BitCast(ds, hn::TableLookupLanes(across, firsts));
         const Words acrossOfSecond = hn::BitCast(ds, hn::TableLookupLanes(across, seconds));
@@ -264,8 +255,10 @@ private:
         constexpr int kDropped = kWarpBits + 7;
         return hn::ShiftRight<kDropped>(hn::Add(sum, hn::Set(di, 1 << (kDropped - 1))));
     }
+    // The weight of the first, and of the second pixel of each block of 16 bytes.
+    alignas(64) static constexpr std::int32_t kFirsts[] = {0, 0, 0, 0, 2, 2, 2, 2, 4, 4, 4, 4, 6, 6, 6, 6};
+    alignas(64) static constexpr std::int32_t kSeconds[] = {1, 1, 1, 1, 3, 3, 3, 3, 5, 5, 5, 5, 7, 7, 7, 7};
     AcrossSums mAcross;
-    alignas(64) std::int32_t mLanes[2][kMaxLanes]; // the weight of the first, and of the second pixel of each block
 };
 
 // Colours weighed by alpha, in floats; where nothing is visible, as if everything were.
@@ -335,16 +328,14 @@ HWY_INLINE void StoreSamples(const Pixels& samples, const WarpRun& run, std::uin
 void SampleRow(const WarpSource& source, const WarpLine& line, int first, std::uint8_t* destination,
                std::size_t pixels) noexcept {
     WarpRun run;
-    std::memset(run.nearPixels, 0, sizeof run.nearPixels); // the last vector may take more than was fetched
-    std::memset(run.farPixels, 0, sizeof run.farPixels);
     for (std::size_t done = 0; done < pixels; done += kWarpRun) {
         const std::size_t count = std::min(kWarpRun, pixels - done);
+        // The last vector takes more: places that do not count lie in the picture, too.
+        const std::size_t whole = (count + LaneCount() - 1) / LaneCount() * LaneCount();
         const int column = first + static_cast<int>(done);
         (line.w[1] != 0 ? FindPlaces<true> : FindPlaces<false>)(source, line, column, count, run);
-        (source.lastColumn > 0 ? FetchSamples<false>
-                               : FetchSamples<true>)(source, count,
-                                                     BytesAhead(source, line, column + static_cast<double>(count / 2)),
-                                                     run);
+        const std::ptrdiff_t ahead = BytesAhead(source, line, column + static_cast<double>(count / 2));
+        (source.lastColumn > 0 ? FetchSamples<false> : FetchSamples<true>)(source, whole, ahead, run);
         if (source.weighedAlpha < 0 || IsOpaque(source.weighedAlpha, count, run)) {
             StoreSamples(BilinearPixels(), run, destination + 4 * done, count);
         } else {
