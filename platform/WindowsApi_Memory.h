@@ -6,7 +6,7 @@
 /// and may be elsewhere after the next resize while it is not locked. A discarded object is a movable one without
 /// bytes. Blocks are 16-byte aligned, sizes are in bytes.
 ///
-/// What is said of Global functions holds for their Local namesakes.
+/// What is said of Global functions holds for their Local namesakes, but that LocalUnlock is FALSE for fixed objects.
 
 #include "WindowsApi_Types.h"
 

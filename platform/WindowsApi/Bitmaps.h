@@ -3,6 +3,7 @@
 #include "GraphicsObjects.h"
 #include "PixelRegion.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -30,8 +31,9 @@ public:
     /// Sets the pixels of a box that lies inside the bitmap.
     void Fill(const Box& inBox, COLORREF inColour) noexcept;
 
-    /// The one context that draws into it; null for none. The stock bitmap, which all new contexts share, keeps none.
-    const MemoryContext* context = nullptr;
+    /// The one context that draws into it; null for none. Contexts of several threads may want the same bitmap. The
+    /// stock bitmap, which all new contexts share, keeps none.
+    std::atomic<const MemoryContext*> context = nullptr;
 
 private:
     int mWidth;

@@ -143,13 +143,18 @@ void MemoryContext::LeaveBitmap() noexcept {
 }
 
 HGDIOBJ MemoryContext::SelectBitmap(HGDIOBJ inHandle, const std::shared_ptr<Bitmap>& inBitmap) noexcept {
-    if (inBitmap->context != nullptr && inBitmap->context != this) {
-        return nullptr;
+    const bool isStock = inBitmap->deletion == Deletion::Never;
+    if (!isStock) {
+        const MemoryContext* owner = nullptr;
+        if (!inBitmap->context.compare_exchange_strong(owner, this) && owner != this) {
+            return nullptr;
+        }
     }
-    LeaveBitmap();
-    if (inBitmap->deletion != Deletion::Never) {
-        mBitmap = inBitmap;
-        mBitmap->context = this;
+    if (inBitmap != mBitmap) {
+        LeaveBitmap();
+        if (!isStock) {
+            mBitmap = inBitmap;
+        }
     }
     return std::exchange(mBitmapHandle, inHandle);
 }

@@ -113,13 +113,14 @@ public:
         return mFixed.contains(inMemory) ? inMemory : nullptr;
     }
 
-    bool Unlock(HGLOBAL inMemory) {
+    /// Whether it is locked still, or is fixed and ofFixed is asked.
+    bool Unlock(HGLOBAL inMemory, bool ofFixed) {
         const std::lock_guard lock(mMutex);
         if (MovableObject* const object = mMovable.Find(inMemory)) {
             object->lockCount -= object->lockCount != 0 ? 1 : 0;
             return object->lockCount != 0;
         }
-        return mFixed.contains(inMemory);
+        return ofFixed && mFixed.contains(inMemory);
     }
 
     std::size_t Size(HGLOBAL inMemory) {
@@ -279,7 +280,7 @@ LPVOID GlobalLock(HGLOBAL inMemory) {
 }
 
 BOOL GlobalUnlock(HGLOBAL inMemory) {
-    return WindowsApi::Objects().Unlock(inMemory) ? TRUE : FALSE;
+    return WindowsApi::Objects().Unlock(inMemory, true) ? TRUE : FALSE;
 }
 
 SIZE_T GlobalSize(HGLOBAL inMemory) {
@@ -311,7 +312,7 @@ LPVOID LocalLock(HLOCAL inMemory) {
 }
 
 BOOL LocalUnlock(HLOCAL inMemory) {
-    return WindowsApi::Objects().Unlock(inMemory) ? TRUE : FALSE;
+    return WindowsApi::Objects().Unlock(inMemory, false) ? TRUE : FALSE;
 }
 
 SIZE_T LocalSize(HLOCAL inMemory) {

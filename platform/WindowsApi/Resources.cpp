@@ -59,12 +59,16 @@ public:
         const auto file = mFiles.Take(inModule);
         if (file) {
             Forget(mFound, inModule);
+            Forget(mRegistered, inModule);
         }
         return file.has_value();
     }
 
     bool Register(HMODULE inModule, Key inKey, std::span<const std::uint8_t> inBytes) {
         const std::lock_guard lock(mMutex);
+        if (const auto* file = mFiles.Find(inModule); file != nullptr && (*file)->Find(inKey.type, inKey.name)) {
+            return false;
+        }
         const auto [place, isNew] = mRegistered[inModule].try_emplace(std::move(inKey));
         if (!isNew) {
             return false;
