@@ -1,7 +1,7 @@
 #include "BitmapImport.h"
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "Options.h"
+#include "PictureCommands.h"
 #include "Pixmaps.h"
 
 #include <cstdio>
@@ -12,16 +12,9 @@
 #include <optional>
 #include <string>
 #include <type_traits>
-#include <vector>
 
 namespace tool {
 namespace {
-
-struct BitmapArguments {
-    std::string module;
-    std::string id;
-    std::string output;
-};
 
 struct CloseModule {
     void operator()(HMODULE module) const { FreeLibrary(module); }
@@ -76,6 +69,8 @@ BOOL ListOne(HMODULE module, LPCWSTR, LPCWSTR name, LONG_PTR) {
     return TRUE;
 }
 
+} // namespace
+
 void ShowBitmap(const BitmapArguments& arguments) {
     const LibraryGuard library;
     const OpenModule module = Open(arguments.module);
@@ -101,18 +96,6 @@ void ShowBitmap(const BitmapArguments& arguments) {
     const Frame frame = CopyOf(**picture, zynmediatypes::kPixelAspectRatio_Square);
     const std::string written = WritePicture(arguments.output, frame);
     std::printf("%s: %dx%d\n", written.c_str(), WidthOf(frame), HeightOf(frame));
-}
-
-} // namespace
-
-void AddBitmapCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<BitmapArguments>();
-    CLI::App* command = app.add_subcommand("bmp", "List the bitmap resources of a Windows module, or write one");
-    command->add_option("MODULE", arguments->module, ".exe or .dll to read")->required();
-    CLI::Option* id = command->add_option("ID", arguments->id, "the bitmap's number (default: list all)");
-    CLI::Option* output = command->add_option("OUT", arguments->output, "file to write: .png");
-    id->needs(output);
-    command->callback([arguments] { ShowBitmap(*arguments); });
 }
 
 } // namespace tool

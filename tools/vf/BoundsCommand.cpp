@@ -1,21 +1,14 @@
 #include "ClipReader.h"
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "Options.h"
+#include "PictureCommands.h"
 #include "PictureToFrame.h"
 #include "RunReports.h"
 #include "VideoFrameManipulators.h"
 
 #include <cstdio>
-#include <memory>
 
 namespace tool {
-namespace {
-
-struct BoundsArguments {
-    std::string input;
-    std::string frames;
-};
 
 void PrintBounds(const BoundsArguments& arguments) {
     const FrameRange range = arguments.frames.empty() ? FrameRange{} : ParseRange(arguments.frames);
@@ -40,19 +33,6 @@ void PrintBounds(const BoundsArguments& arguments) {
     if (!any) {
         throw Failure(ExitCode::Usage, "--frames " + arguments.frames + ": the input has fewer pictures");
     }
-}
-
-} // namespace
-
-void AddBoundsCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<BoundsArguments>();
-    CLI::App* command = app.add_subcommand("bounds", "Print the rectangle that holds what is visible of each picture");
-    command->add_option("FILE", arguments->input, "clip or still to read")->required();
-    command->add_option("--frames", arguments->frames, "A:B, pictures A up to but not including B, from 0");
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET); // damage is told by our own reports
-        PrintBounds(*arguments);
-    });
 }
 
 } // namespace tool

@@ -1,7 +1,6 @@
 #include "CameraLines.h"
 #include "ClipCard.h"
 #include "ClipTimeline.h"
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "FrameConverter.h"
 #include "FrameGuid.h"
@@ -9,6 +8,7 @@
 #include "PictureToFrame.h"
 #include "RunReports.h"
 #include "Sharing.h"
+#include "SharingCommands.h"
 #include "StageTime.h"
 #include "VideoFrameFactory.h"
 #include "VideoFrameInterfaces.h"
@@ -17,18 +17,9 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
-#include <memory>
 
 namespace tool {
 namespace {
-
-struct CameraArguments {
-    std::string input;
-    std::string name;
-    std::string cell;
-    std::string format;
-    std::uint64_t ahead = 1;
-};
 
 // The size in square pixels that shows a picture as large as the cell allows.
 PictureSize SizeInCell(const AVFrame& picture, AVRational sampleAspectRatio, PictureSize cell) {
@@ -128,19 +119,8 @@ private:
 
 } // namespace
 
-void AddCameraCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<CameraArguments>();
-    CLI::App* command = app.add_subcommand("camera", "Provide a monitor with the frames of a clip");
-    command->group(""); // started by the monitor, not by users
-    command->add_option("FILE", arguments->input)->required();
-    command->add_option("--name", arguments->name)->required();
-    command->add_option("--cell", arguments->cell)->required();
-    command->add_option("--format", arguments->format)->required();
-    command->add_option("--ahead", arguments->ahead)->required();
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET);
-        Camera(*arguments).Run();
-    });
+void RunCamera(const CameraArguments& arguments) {
+    Camera(arguments).Run();
 }
 
 } // namespace tool

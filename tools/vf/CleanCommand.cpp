@@ -1,5 +1,5 @@
 #include "BlockListing.h"
-#include "Commands.h"
+#include "SharingCommands.h"
 #include "Text.h"
 
 #include <sys/stat.h>
@@ -48,6 +48,8 @@ std::string ExpectedFolder() {
     return configured && *configured ? configured : "/dev/shm/vf-sharehub-" + std::to_string(geteuid());
 }
 
+} // namespace
+
 void Clean() {
     const std::string expected = ExpectedFolder();
     const Total before = TotalOf(expected);
@@ -56,12 +58,6 @@ void Clean() {
     const std::string folder = framebroker::GetDirectory();
     const Total after = TotalOf(folder);
     std::printf("%s: %s before; %s now\n", folder.c_str(), TotalText(before).c_str(), TotalText(after).c_str());
-}
-
-} // namespace
-
-void AddCleanCommand(CLI::App& app) {
-    app.add_subcommand("clean", "Remove what processes that died left behind")->callback(&Clean);
 }
 
 } // namespace tool

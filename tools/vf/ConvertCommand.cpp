@@ -1,10 +1,10 @@
 #include "ClipReader.h"
-#include "Commands.h"
 #include "DeviceRoundTrip.h"
 #include "ExitCodes.h"
 #include "FrameConverter.h"
 #include "FrameEdits.h"
 #include "Options.h"
+#include "PictureCommands.h"
 #include "PictureToFrame.h"
 #include "PictureWriter.h"
 #include "RunReports.h"
@@ -14,25 +14,12 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
 namespace tool {
 namespace {
-
-struct ConvertArguments {
-    std::string input;
-    std::string output;
-    std::string size;
-    std::string format = "bgra";
-    int quality = zynmediatypes::kRenderQuality_High;
-    std::string frames;
-    std::string crop;
-    std::string device;
-    FrameEdits edits;
-};
 
 class Conversion {
 public:
@@ -126,35 +113,8 @@ private:
 
 } // namespace
 
-void AddConvertCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<ConvertArguments>();
-    CLI::App* command = app.add_subcommand("convert", "Convert a clip or still through a pixel format and a size");
-    command->add_option("IN", arguments->input, "clip or still to read")->required();
-    command->add_option("OUT", arguments->output, "file to write: .png (%04d numbers several), .y4m, .mp4, .mkv ...")
-        ->required();
-    command->add_option("--size", arguments->size, "WxH of the output; the input's own size without it");
-    command->add_option("--format", arguments->format, "code of the format to go through (see vf formats)")
-        ->capture_default_str();
-    command->add_option("--quality", arguments->quality, "0 fastest to 5 best")
-        ->capture_default_str()
-        ->check(CLI::Range(0, 5));
-    command->add_option("--frames", arguments->frames, "A:B, pictures A up to but not including B, from 0");
-    command->add_option("--via-device", arguments->device,
-                        "index of a device (see vf devices), or host: take each converted frame through its memory");
-    CLI::Option* const deinterlace =
-        command->add_option("--deinterlace", arguments->edits.keptField, "keep field 0 or 1 and rebuild the other");
-    deinterlace->check(CLI::Range(0, 1));
-    command->add_option("--field", arguments->edits.shownField, "field 0 or 1 alone, as a picture of half the height")
-        ->check(CLI::Range(0, 1))
-        ->excludes(deinterlace);
-    command->add_option("--crop", arguments->crop, "L,T,R,B, the part of each picture to take");
-    command->add_option("--alpha", arguments->edits.alpha, "invert the alpha of each picture, or make it opaque")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, AlphaEdit>{{"invert", AlphaEdit::Invert}, {"opaque", AlphaEdit::Opaque}}));
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET); // damage is told by our own reports
-        Conversion(*arguments).Run();
-    });
+void Convert(const ConvertArguments& arguments) {
+    Conversion(arguments).Run();
 }
 
 } // namespace tool

@@ -1,22 +1,13 @@
 #include "ChannelFilters.h"
-#include "Commands.h"
 #include "ExitCodes.h"
-#include "Libav.h"
+#include "PictureCommands.h"
 #include "PictureWriter.h"
 #include "Pixmaps.h"
 
 #include <cstdio>
-#include <memory>
 #include <vector>
 
 namespace tool {
-namespace {
-
-struct ConvolveArguments {
-    std::string input;
-    std::string output;
-    std::vector<std::int16_t> kernel;
-};
 
 void Convolve(const ConvolveArguments& arguments) {
     if (!TakesOnePicture(arguments.output)) {
@@ -46,26 +37,6 @@ void Convolve(const ConvolveArguments& arguments) {
     writer->Write(frame, 0, 0, Matrix::Other);
     writer->Finish();
     std::printf("%s: %s\n", writer->Description().c_str(), FrameText(frame).c_str());
-}
-
-} // namespace
-
-void AddConvolveCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<ConvolveArguments>();
-    CLI::App* command = app.add_subcommand("convolve", "Filter a picture with 3 x 3 weights, alpha included");
-    command->add_option("IN", arguments->input, "clip, of which the first picture is taken, or still")->required();
-    command->add_option("OUT", arguments->output, "file to write: .png")->required();
-    command
-        ->add_option("--kernel", arguments->kernel,
-                     "nine weights, from the left top to the right bottom, and where wanted a number to add and then "
-                     "one to divide by; without it the weights' sum, or 1 where that is not positive")
-        ->required()
-        ->delimiter(',')
-        ->expected(9, 11);
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET);
-        Convolve(*arguments);
-    });
 }
 
 } // namespace tool

@@ -1,12 +1,10 @@
-#include "Commands.h"
 #include "DeviceKit.h"
+#include "PictureCommands.h"
 #include "Text.h"
 
 #include <cstdio>
-#include <string>
 
 namespace tool {
-namespace {
 
 void PrintDevices() {
     std::printf("%-6s%-6s%12s%12s  %s\n", "index", "kind", "memory", "free", "name");
@@ -20,12 +18,6 @@ void PrintDevices() {
                     device->GetName().c_str(), known ? "" : (", CUDA error " + std::to_string(result)).c_str());
     }
     std::puts(DK::DescribeDriver().c_str());
-}
-
-} // namespace
-
-void AddDevicesCommand(CLI::App& app) {
-    app.add_subcommand("devices", "List devices that frames can live on, and their memory")->callback(&PrintDevices);
 }
 
 } // namespace tool

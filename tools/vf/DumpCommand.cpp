@@ -1,21 +1,14 @@
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "FrameGuid.h"
 #include "Options.h"
 #include "PictureWriter.h"
 #include "SharedFrame.h"
+#include "SharingCommands.h"
 
 #include <cstdio>
 #include <memory>
 
 namespace tool {
-namespace {
-
-struct DumpArguments {
-    std::string frame;
-    std::string output;
-    std::string wait = "0";
-};
 
 void Dump(const DumpArguments& arguments) {
     const Guid id = ParseFrame(arguments.frame);
@@ -37,18 +30,6 @@ void Dump(const DumpArguments& arguments) {
     writer->Write(frame, 0, 0, MatrixOf(frame));
     writer->Finish();
     std::printf("%s: %s\n", writer->Description().c_str(), FrameText(frame).c_str());
-}
-
-} // namespace
-
-void AddDumpCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<DumpArguments>();
-    CLI::App* command = app.add_subcommand("dump", "Write a frame that some process shares as a picture");
-    command->add_option("FRAME", arguments->frame, "Guid of the frame, or NAME:INDEX of a published clip's")
-        ->required();
-    command->add_option("OUT", arguments->output, "file to write: .png")->required();
-    command->add_option("--wait", arguments->wait, "seconds to wait for the frame")->capture_default_str();
-    command->callback([arguments] { Dump(*arguments); });
 }
 
 } // namespace tool

@@ -1,6 +1,6 @@
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "Options.h"
+#include "PictureCommands.h"
 #include "PixelBlitter.h"
 #include "PixelFormatUtilities.h"
 #include "Text.h"
@@ -9,19 +9,12 @@
 #include <array>
 #include <cinttypes>
 #include <cstdio>
-#include <memory>
 #include <new>
 #include <sstream>
 #include <string>
 
 namespace tool {
 namespace {
-
-struct ExplainArguments {
-    std::string source;
-    std::string destination;
-    int quality = zynmediatypes::kRenderQuality_High;
-};
 
 struct Side {
     zynmediatypes::PixelFormat format;
@@ -81,6 +74,8 @@ void PrintBytes(const char* title, std::uint64_t bytes) {
     std::printf("%-10s %" PRIu64 " bytes (%.1f MiB)\n", title, bytes, static_cast<double>(bytes) / kMebibyte);
 }
 
+} // namespace
+
 void Explain(const ExplainArguments& arguments) {
     const Side source = ParseSide("SRC", arguments.source, {1920, 1080});
     const Side destination = ParseSide("DST", arguments.destination, source.size);
@@ -100,22 +95,6 @@ void Explain(const ExplainArguments& arguments) {
                 plan.filter.c_str(), plan.bands);
     PrintBytes("temporary", plan.temporaryBytes);
     PrintBytes("moved", plan.bytesMoved);
-}
-
-} // namespace
-
-void AddExplainCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<ExplainArguments>();
-    CLI::App* command = app.add_subcommand("explain", "Print how the converter would take one picture to another");
-    command->add_option("SRC", arguments->source, "format, then size and fields where wanted: uyvy:1920x1080:upper")
-        ->required();
-    command
-        ->add_option("DST", arguments->destination, "the same; size and fields are the source's unless they are given")
-        ->required();
-    command->add_option("--quality", arguments->quality, "0 fastest to 5 best")
-        ->check(CLI::Range(0, 5))
-        ->capture_default_str();
-    command->callback([arguments] { Explain(*arguments); });
 }
 
 } // namespace tool

@@ -1,11 +1,10 @@
-#include "Commands.h"
+#include "PictureCommands.h"
 #include "PixelFormatUtilities.h"
 #include "Text.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -206,28 +205,17 @@ void PrintJson(const std::vector<FormatDescription>& formats) {
 
 } // namespace
 
-void AddFormatsCommand(CLI::App& app) {
-    enum class Style { Text, Json, Markdown };
-    const auto style = std::make_shared<Style>(Style::Text);
-    CLI::App* command = app.add_subcommand("formats", "Print the table of pixel formats");
-    auto* json = command->add_flag_callback(
-        "--json", [style] { *style = Style::Json; }, "as JSON");
-    command
-        ->add_flag_callback(
-            "--markdown", [style] { *style = Style::Markdown; }, "as docs/formats.md")
-        ->excludes(json);
-    command->callback([style] {
-        std::vector<FormatDescription> formats;
-        std::transform(kPixelFormatTable.begin(), kPixelFormatTable.end(), std::back_inserter(formats), Describe);
-        switch (*style) {
-        case Style::Text:
-            return PrintText(formats);
-        case Style::Json:
-            return PrintJson(formats);
-        case Style::Markdown:
-            return PrintMarkdown(formats);
-        }
-    });
+void PrintFormats(const FormatsArguments& arguments) {
+    std::vector<FormatDescription> formats;
+    std::transform(kPixelFormatTable.begin(), kPixelFormatTable.end(), std::back_inserter(formats), Describe);
+    switch (arguments.style) {
+    case FormatsArguments::Style::Text:
+        return PrintText(formats);
+    case FormatsArguments::Style::Json:
+        return PrintJson(formats);
+    case FormatsArguments::Style::Markdown:
+        return PrintMarkdown(formats);
+    }
 }
 
 } // namespace tool

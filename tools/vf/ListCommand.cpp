@@ -1,12 +1,11 @@
 #include "BlockListing.h"
-#include "Commands.h"
+#include "SharingCommands.h"
 #include "Text.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <map>
-#include <memory>
 
 namespace tool {
 namespace {
@@ -118,16 +117,10 @@ void PrintJson(const Snapshot& now) {
 
 } // namespace
 
-void AddListCommand(CLI::App& app) {
-    const auto json = std::make_shared<bool>(false);
-    CLI::App* command =
-        app.add_subcommand("list", "List the frames that processes of this user share, and who holds them");
-    command->add_flag("--json", *json, "for programs");
-    command->callback([json] {
-        const SharingGuard sharing;
-        const Snapshot now;
-        *json ? PrintJson(now) : PrintText(now);
-    });
+void ListBlocks(const ListArguments& arguments) {
+    const SharingGuard sharing;
+    const Snapshot now;
+    arguments.json ? PrintJson(now) : PrintText(now);
 }
 
 } // namespace tool

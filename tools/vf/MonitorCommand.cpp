@@ -1,4 +1,3 @@
-#include "Commands.h"
 #include "DisplayWindow.h"
 #include "ExitCodes.h"
 #include "MonitorCamera.h"
@@ -6,6 +5,7 @@
 #include "PictureWriter.h"
 #include "RenderKit_MediaManager.h"
 #include "SharedFrame.h"
+#include "SharingCommands.h"
 #include "Text.h"
 #include "Y4mWriter.h"
 
@@ -25,18 +25,6 @@ using std::chrono::steady_clock;
 
 constexpr const char* kStandardOutput = "/dev/stdout";
 constexpr int kLargestRateDenominator = 100000; // of a rate that is written as a decimal number
-
-struct MonitorArguments {
-    std::vector<std::string> files;
-    int selected = 1;
-    bool large = false;
-    bool yellow = false;
-    std::string size = "1920x1080";
-    std::string rate;
-    std::string frames;
-    std::string output; // empty: no file
-    bool show = false;
-};
 
 bool IsFolder(const std::string& path) {
     std::error_code ignored;
@@ -323,27 +311,9 @@ private:
 
 } // namespace
 
-void AddMonitorCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<MonitorArguments>();
-    CLI::App* command =
-        app.add_subcommand("monitor", "Show up to four clips side by side, each decoded by a process of its own");
-    command->add_option("FILES", arguments->files, "clips or stills, one for each cell")->required()->expected(1, 4);
-    command->add_option("-o,--output", arguments->output,
-                        "file to write (.mp4, .y4m, .png ...), a folder for stills, or - for Y4M on the output");
-    command->add_flag("--show", arguments->show, "show the composites in a window (Esc or q ends), too or alone");
-    command->add_option("--selected", arguments->selected, "camera with the border, from 1; 0 for none")
-        ->capture_default_str()
-        ->check(CLI::Range(0, 4));
-    command->add_flag("--large", arguments->large, "show the selected camera large beside the others");
-    command->add_flag("--yellow", arguments->yellow, "a yellow border, not a red one");
-    command->add_option("--size", arguments->size, "WxH of the composites")->capture_default_str();
-    command->add_option("--rate", arguments->rate, "composites a second; the first camera's without it");
-    command->add_option("--frames", arguments->frames, "A:B, composites A up to but not including B, from 0");
-    command->callback([arguments] {
-        std::signal(SIGPIPE, SIG_IGN); // a camera or a reader that has gone is noticed where it matters
-        av_log_set_level(AV_LOG_QUIET);
-        Monitor(*arguments).Run();
-    });
+void RunMonitor(const MonitorArguments& arguments) {
+    std::signal(SIGPIPE, SIG_IGN); // a camera or a reader that has gone is noticed where it matters
+    Monitor(arguments).Run();
 }
 
 } // namespace tool

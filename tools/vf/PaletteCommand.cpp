@@ -1,8 +1,7 @@
-#include "Commands.h"
 #include "ExitCodes.h"
-#include "Libav.h"
 #include "OutputFile.h"
 #include "PaletteQuantizer.h"
+#include "PictureCommands.h"
 #include "PictureWriter.h"
 #include "Pixmaps.h"
 #include "WindowsApi_DeviceContexts.h"
@@ -16,12 +15,6 @@
 
 namespace tool {
 namespace {
-
-struct PaletteArguments {
-    std::string input;
-    std::string output;
-    int colours = 256;
-};
 
 struct DeletePalette {
     void operator()(HPALETTE palette) const noexcept { DeleteObject(palette); }
@@ -63,6 +56,8 @@ void WriteIndexed(const std::string& path, int width, int height, const std::vec
     file.Write(encoded, bytes);
     file.Close();
 }
+
+} // namespace
 
 void Quantize(const PaletteArguments& arguments) {
     if (!TakesOnePicture(arguments.output)) {
@@ -112,24 +107,6 @@ void Quantize(const PaletteArguments& arguments) {
     }
     std::printf("%s: %dx%d, %zu entries, mean squared error %.2f\n", arguments.output.c_str(), width, height,
                 entries.size(), squares / (3.0 * width * height));
-}
-
-} // namespace
-
-void AddPaletteCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<PaletteArguments>();
-    CLI::App* command = app.add_subcommand("palette", "Reduce a picture to a palette's colours");
-    command->add_option("IN", arguments->input, "clip, of which the first picture is taken, or still")->required();
-    command->add_option("OUT", arguments->output, "file to write: .png with a palette")->required();
-    command
-        ->add_option("--colors,--colours", arguments->colours,
-                     "entries wanted, 1 to 256; above 236 the palette keeps 20 static colours at its ends")
-        ->check(CLI::Range(1, 256))
-        ->capture_default_str();
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET);
-        Quantize(*arguments);
-    });
 }
 
 } // namespace tool

@@ -1,23 +1,13 @@
-#include "Commands.h"
 #include "ExitCodes.h"
-#include "Libav.h"
+#include "PictureCommands.h"
 #include "Pixmaps.h"
 #include "Polygon.h"
 
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace tool {
-namespace {
-
-struct PolygonArguments {
-    std::string input;
-    std::string output;
-    std::vector<float> coordinates;
-    bool isBezier = false;
-};
 
 void DrawPolygon(const PolygonArguments& arguments) {
     if (arguments.coordinates.size() % 2 != 0) {
@@ -40,24 +30,6 @@ void DrawPolygon(const PolygonArguments& arguments) {
     const PolygonPointArray array{points.data(), points.size(), points.capacity()};
     (arguments.isBezier ? DoRenderPolyBezier : DoRenderPolygon)(to.get(), from.get(), &array, cut->GetPixelType().name);
     std::printf("%s\n", WritePicture(arguments.output, cut).c_str());
-}
-
-} // namespace
-
-void AddPolygonCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<PolygonArguments>();
-    CLI::App* command = app.add_subcommand("poly", "Cut a polygon, or a shape of curves, out of a picture");
-    command->add_option("IN", arguments->input, "clip or still to read")->required();
-    command->add_option("OUT", arguments->output, "file to write: .png")->required();
-    command->add_option("--points", arguments->coordinates, "x,y,x,y,... in pixels from the picture's top left")
-        ->required()
-        ->delimiter(',');
-    command->add_flag("--bezier", arguments->isBezier,
-                      "the points are those of cubic curves: 3 for each, and the first");
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET);
-        DrawPolygon(*arguments);
-    });
 }
 
 } // namespace tool

@@ -1,6 +1,5 @@
 #include "ClipCard.h"
 #include "ClipReader.h"
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "FrameConverter.h"
 #include "FrameGuid.h"
@@ -9,6 +8,7 @@
 #include "PictureToFrame.h"
 #include "RunReports.h"
 #include "Sharing.h"
+#include "SharingCommands.h"
 #include "Text.h"
 #include "VideoFrameFactory.h"
 #include "VideoFrameInterfaces.h"
@@ -24,19 +24,6 @@ namespace tool {
 namespace {
 
 using std::chrono::steady_clock;
-
-struct PublishArguments {
-    std::string input;
-    std::string name;
-    std::string size;
-    std::string format;
-    std::string frames;
-    std::int64_t every = 1;
-    bool loop = false;
-    std::string rate;
-    std::string hold;
-    std::uint64_t budget = framebroker::kDefaultPutBudget;
-};
 
 class Publication {
 public:
@@ -184,29 +171,8 @@ private:
 
 } // namespace
 
-void AddPublishCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<PublishArguments>();
-    CLI::App* command = app.add_subcommand("publish", "Share the frames of a clip with other processes of this user");
-    command->add_option("FILE", arguments->input, "clip or still to read")->required();
-    command->add_option("--name", arguments->name,
-                        "name of the clip; the file's name without folder and extension else");
-    command->add_option("--frames", arguments->frames, "A:B, pictures A up to but not including B, from 0");
-    command->add_option("--every", arguments->every, "publish every Nth picture, from A on")
-        ->capture_default_str()
-        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1'000'000}));
-    command->add_option("--size", arguments->size, "WxH of the frames; the pictures' own size without it");
-    command->add_option("--format", arguments->format, "code of the frames' format; the pictures' own without it");
-    command->add_flag("--loop", arguments->loop, "start over at the end, and go on counting");
-    command->add_option("--rate", arguments->rate, "frames a second, or max; the clip's own speed without it");
-    command->add_option("--hold", arguments->hold,
-                        "seconds to keep the frames after the last; until Ctrl-C without it");
-    command->add_option("--budget", arguments->budget, "bytes of frames to keep, oldest dropped first (500MB, 2GB)")
-        ->capture_default_str()
-        ->transform(CLI::AsSizeValue(true));
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET); // damage is told by our own reports
-        Publication(*arguments).Run();
-    });
+void Publish(const PublishArguments& arguments) {
+    Publication(arguments).Run();
 }
 
 } // namespace tool

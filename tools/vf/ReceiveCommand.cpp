@@ -1,29 +1,21 @@
 #include "ClipFollower.h"
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "FrameConverter.h"
 #include "Options.h"
 #include "PictureWriter.h"
 #include "RunReports.h"
 #include "SharedFrame.h"
+#include "SharingCommands.h"
 #include "Text.h"
 
 #include <chrono>
 #include <cstdio>
-#include <memory>
 #include <optional>
 
 namespace tool {
 namespace {
 
 using std::chrono::steady_clock;
-
-struct ReceiveArguments {
-    std::string name;
-    std::string output;
-    std::string frames;
-    std::string wait;
-};
 
 class Reception {
 public:
@@ -110,18 +102,8 @@ private:
 
 } // namespace
 
-void AddReceiveCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<ReceiveArguments>();
-    CLI::App* command = app.add_subcommand("receive", "Write the frames of a clip that another process publishes");
-    command->add_option("NAME", arguments->name, "name of the clip")->required();
-    command->add_option("OUT", arguments->output, "file to write: .png (%04d numbers several), .y4m, .mp4, .mkv ...")
-        ->required();
-    command->add_option("--frames", arguments->frames, "A:B, frames A up to but not including B, from 0");
-    command->add_option("--wait", arguments->wait, "seconds to wait for the clip; until Ctrl-C without it");
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET);
-        Reception(*arguments).Run();
-    });
+void Receive(const ReceiveArguments& arguments) {
+    Reception(arguments).Run();
 }
 
 } // namespace tool

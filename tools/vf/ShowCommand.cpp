@@ -1,9 +1,9 @@
 #include "ClipReader.h"
-#include "Commands.h"
 #include "DisplayWindow.h"
 #include "ExitCodes.h"
 #include "Interruption.h"
 #include "Options.h"
+#include "PictureCommands.h"
 #include "PictureToFrame.h"
 #include "RunReports.h"
 #include "Text.h"
@@ -12,7 +12,6 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -21,15 +20,9 @@ namespace {
 
 using std::chrono::steady_clock;
 
-struct ShowArguments {
-    std::string input;
-    std::string frames;
-    std::string size;
-};
-
-class Show {
+class Showing {
 public:
-    explicit Show(const ShowArguments& arguments) : mArguments(arguments) {
+    explicit Showing(const ShowArguments& arguments) : mArguments(arguments) {
         if (!arguments.size.empty()) {
             mSize = ParseSize("--size", arguments.size);
         }
@@ -101,16 +94,8 @@ private:
 
 } // namespace
 
-void AddShowCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<ShowArguments>();
-    CLI::App* command = app.add_subcommand("show", "Play a clip, or show a still, in a window (Esc or q ends)");
-    command->add_option("FILE", arguments->input, "clip or still to show")->required();
-    command->add_option("--size", arguments->size, "WxH of the window; the picture's own size without it");
-    command->add_option("--frames", arguments->frames, "A:B, pictures A up to but not including B, from 0");
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET);
-        Show(*arguments).Run();
-    });
+void ShowClip(const ShowArguments& arguments) {
+    Showing(arguments).Run();
 }
 
 } // namespace tool

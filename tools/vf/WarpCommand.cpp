@@ -1,7 +1,7 @@
 #include "ClipReader.h"
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "FrameConverter.h"
+#include "PictureCommands.h"
 #include "PictureToFrame.h"
 #include "PictureWriter.h"
 #include "PixelBlitter.h"
@@ -10,21 +10,12 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
-#include <memory>
 #include <string>
-#include <vector>
 
 namespace tool {
 namespace {
 
 constexpr PB_PixelFormat kBGRA = 0x4;
-
-struct WarpArguments {
-    std::string input;
-    std::string output;
-    std::vector<double> quad;
-    std::string background = "000000";
-};
 
 // "RRGGBB" or "RRGGBBAA" as B G R A.
 std::array<std::uint8_t, 4> ParseColour(const std::string& text) {
@@ -40,6 +31,8 @@ std::array<std::uint8_t, 4> ParseColour(const std::string& text) {
     const auto byte = [=](int shift) { return static_cast<std::uint8_t>(value >> shift); };
     return {byte(8), byte(16), byte(24), byte(0)};
 }
+
+} // namespace
 
 void Warp(const WarpArguments& arguments) {
     if (!TakesOnePicture(arguments.output)) {
@@ -82,28 +75,6 @@ void Warp(const WarpArguments& arguments) {
     writer->Write(warped, 0, 0, Matrix::Other);
     writer->Finish();
     std::printf("%s: %s\n", writer->Description().c_str(), FrameText(warped).c_str());
-}
-
-} // namespace
-
-void AddWarpCommand(CLI::App& app) {
-    const auto arguments = std::make_shared<WarpArguments>();
-    CLI::App* command = app.add_subcommand("warp", "Project a picture onto a quadrilateral");
-    command->add_option("IN", arguments->input, "clip, of which the first picture is taken, or still")->required();
-    command->add_option("OUT", arguments->output, "file to write: .png")->required();
-    command
-        ->add_option("--quad", arguments->quad,
-                     "x,y,x,y,x,y,x,y: where the picture's corners go, from its left top one clockwise, in pixels from "
-                     "the left top of the result")
-        ->required()
-        ->delimiter(',')
-        ->expected(8);
-    command->add_option("--background", arguments->background, "RRGGBB or RRGGBBAA around it, in hexadecimal")
-        ->capture_default_str();
-    command->callback([arguments] {
-        av_log_set_level(AV_LOG_QUIET);
-        Warp(*arguments);
-    });
 }
 
 } // namespace tool

@@ -1,7 +1,7 @@
 #include "BlockListing.h"
-#include "Commands.h"
 #include "ExitCodes.h"
 #include "Interruption.h"
+#include "SharingCommands.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <ctime>
 #include <map>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -154,11 +153,8 @@ private:
 
 } // namespace
 
-void AddWatchCommand(CLI::App& app) {
-    const auto json = std::make_shared<bool>(false);
-    CLI::App* command = app.add_subcommand("watch", "Follow what processes of this user share, until Ctrl-C");
-    command->add_flag("--json", *json, "one object a line, for programs");
-    command->callback([json] { Watch(*json).Run(); });
+void WatchBlocks(const WatchArguments& arguments) {
+    Watch(arguments.json).Run();
 }
 
 } // namespace tool
