@@ -4,8 +4,8 @@
 #include "MaskedCopy.h"
 #include "PixelBlitter.h"
 #include "PixmapPlace.h"
+#include "RowWalk.h"
 #include "TPixCopy.h"
-#include "kernels/PixelCopyKernels.h"
 
 #include <limits>
 
@@ -141,16 +141,17 @@ void CopyThroughBytes(TPixHand mask, const Place& from, const Place& to) {
 }
 
 void CopyRows(const Place& from, const Place& to, const Mask& mask, std::uint8_t weight) {
-    const PixelCopyKernels& kernels = PixelCopyKernelsOfThisMachine();
-    for (std::int32_t row = 0; row < from.height; ++row) {
-        const std::uint8_t* const source = from.first + std::ptrdiff_t{row} * from.rowBytes;
-        std::uint8_t* const destination = to.first + std::ptrdiff_t{row} * to.rowBytes;
-        if (weight == kWholeSource) {
-            kernels.copy(source, destination, from.Pixels(), mask.Row(row));
-        } else {
-            kernels.blend(source, destination, from.Pixels(), mask.Row(row), weight);
-        }
-    }
+    constexpr std::size_t kMovedBytes = 12; // a pixel of the source and of the destination read, one written
+    const MaskKernels& kernels = KernelsOfThisMachine().masks;
+    EachRow({from.first, to.first, from.width, from.height, from.rowBytes, to.rowBytes}, kMovedBytes,
+            [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t row, const Transfer& transfer) {
+                const std::uint8_t* const bits = mask.Row(static_cast<std::int64_t>(row));
+                if (weight == kWholeSource) {
+                    kernels.throughBits(source, destination, from.Pixels(), bits, transfer);
+                } else {
+                    kernels.blendRounded(source, destination, from.Pixels(), bits, weight, transfer);
+                }
+            });
 }
 
 void CopySameSize(const Place& from, const Place& to, const Mask& mask, std::uint8_t weight, bool whole) {

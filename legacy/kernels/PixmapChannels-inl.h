@@ -141,8 +141,12 @@ public:
         mBits = hn::Load(du, bits);
     }
     static HWY_INLINE std::uint32_t All() { return (1U << LaneCount()) - 1; }
-    // Of the vector that starts at a pixel whose number is a multiple of the lanes, of which so many are there.
+    // Of the vector that starts at a pixel whose number is a multiple of the lanes, of which so many are there. Null
+    // for bits that are all set.
     static HWY_INLINE std::uint32_t At(const std::uint8_t* mask, std::size_t pixel, std::size_t count) {
+        if (mask == nullptr) {
+            return All() & ~(All() >> count);
+        }
         const std::uint32_t first = mask[pixel / 8];
         std::uint32_t bits = LaneCount() == 4 ? first >> (4 - pixel % 8) & 15U : first;
         if (LaneCount() == 16) {
@@ -159,16 +163,22 @@ private:
 // mix(source, destination) gives the pixels where bits are set.
 template <class Mix>
 HWY_INLINE void RunThroughBits(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                               const std::uint8_t* mask, const Mix& mix) {
+                               const std::uint8_t* mask, const Transfer& transfer, const Mix& mix) {
     const BitMasks masks;
+    const auto run = [=](const std::uint8_t* from, std::uint8_t* to, std::uint32_t bits) HWY_ATTR {
+        const auto d = LoadPixels(to);
+        // Lanes of a mask become a masked load of d, which on some processors waits for memory without looking ahead.
+        const auto set = hn::VecFromMask(du, masks.Lanes(bits));
+        StorePixels(hn::IfVecThenElse(set, mix(LoadPixels(from), d), d), to);
+    };
     const std::size_t lanes = LaneCount();
     std::size_t i = 0;
     for (; i + lanes <= pixels; i += lanes) {
+        FetchVectors<1>(source + 4 * i, transfer.ahead);
+        FetchVectors<1>(destination + 4 * i, transfer.ahead);
         const std::uint32_t bits = BitMasks::At(mask, i, lanes);
         if (bits != 0) {
-            const auto d = LoadPixels(destination + 4 * i);
-            const auto mixed = mix(LoadPixels(source + 4 * i), d);
-            StorePixels(hn::IfThenElse(masks.Lanes(bits), mixed, d), destination + 4 * i);
+            run(source + 4 * i, destination + 4 * i, bits);
         }
     }
     if (i < pixels) {
@@ -176,26 +186,26 @@ HWY_INLINE void RunThroughBits(const std::uint8_t* source, std::uint8_t* destina
         const std::size_t rest = std::min(pixels - i, kMaxLanes);
         std::memcpy(from, source + 4 * i, 4 * rest);
         std::memcpy(to, destination + 4 * i, 4 * rest);
-        const auto d = LoadPixels(to);
-        const auto set = masks.Lanes(BitMasks::At(mask, i, rest));
-        StorePixels(hn::IfThenElse(set, mix(LoadPixels(from), d), d), to);
+        run(from, to, BitMasks::At(mask, i, rest));
         std::memcpy(destination + 4 * i, to, 4 * rest);
     }
 }
 
 void ThroughBits(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels, const std::uint8_t* mask,
-                 const Transfer& /*in place*/) noexcept {
-    RunThroughBits(source, destination, pixels, mask, [](hn::Vec<DU> s, hn::Vec<DU> /*kept*/) HWY_ATTR { return s; });
+                 const Transfer& transfer) noexcept {
+    RunThroughBits(source, destination, pixels, mask, transfer,
+                   [](hn::Vec<DU> s, hn::Vec<DU> /*kept*/) HWY_ATTR { return s; });
 }
 
+template <std::uint16_t rounding>
 void BlendThroughBits(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
-                      const std::uint8_t* mask, std::uint8_t weight, const Transfer& /*in place*/) noexcept {
+                      const std::uint8_t* mask, std::uint8_t weight, const Transfer& transfer) noexcept {
     const auto ofSource = hn::Set(dw, std::uint16_t{weight});
     const auto ofDestination = hn::Set(dw, static_cast<std::uint16_t>(255 - weight));
     const auto zero = hn::Zero(dbytes);
-    // floor(x / 255) of x below 65535.
+    // floor((x + rounding) / 255) of what is below 65535: x / 255 = (x + 1 + x / 256) / 256.
     const auto scaled = [](hn::Vec<DW> x, hn::Vec<DW> factor) HWY_ATTR {
-        const auto product = hn::Mul(x, factor);
+        const auto product = hn::Add(hn::Mul(x, factor), hn::Set(dw, rounding));
         const auto one = hn::Set(dw, std::uint16_t{1});
         return hn::ShiftRight<8>(hn::Add(hn::Add(product, one), hn::ShiftRight<8>(product)));
     };
@@ -203,11 +213,13 @@ void BlendThroughBits(const std::uint8_t* source, std::uint8_t* destination, std
         return hn::BitCast(ds,
                            hn::Add(scaled(hn::BitCast(dw, s), ofSource), scaled(hn::BitCast(dw, d), ofDestination)));
     };
-    RunThroughBits(source, destination, pixels, mask, [=](hn::Vec<DU> source4, hn::Vec<DU> destination4) HWY_ATTR {
-        const auto s = hn::BitCast(dbytes, source4), d = hn::BitCast(dbytes, destination4);
-        return PixelsOf(PackToBytes(sum(hn::InterleaveLower(dbytes, s, zero), hn::InterleaveLower(dbytes, d, zero)),
-                                    sum(hn::InterleaveUpper(dbytes, s, zero), hn::InterleaveUpper(dbytes, d, zero))));
-    });
+    RunThroughBits(
+        source, destination, pixels, mask, transfer, [=](hn::Vec<DU> source4, hn::Vec<DU> destination4) HWY_ATTR {
+            const auto s = hn::BitCast(dbytes, source4), d = hn::BitCast(dbytes, destination4);
+            return PixelsOf(
+                PackToBytes(sum(hn::InterleaveLower(dbytes, s, zero), hn::InterleaveLower(dbytes, d, zero)),
+                            sum(hn::InterleaveUpper(dbytes, s, zero), hn::InterleaveUpper(dbytes, d, zero))));
+        });
 }
 
 constexpr ChannelKernels kChannelTable{
@@ -220,7 +232,8 @@ constexpr ChannelKernels kChannelTable{
 constexpr MaskKernels kMaskTable{
     .throughBytes = ThroughBytes,
     .throughBits = ThroughBits,
-    .blendThroughBits = BlendThroughBits,
+    .blendThroughBits = BlendThroughBits<0>,
+    .blendRounded = BlendThroughBits<127>,
 };
 
 } // namespace

@@ -65,11 +65,14 @@ struct LookUpKernels {
 struct MaskKernels {
     void (*throughBytes)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
                          const std::uint8_t* mask, const Transfer& transfer) noexcept;
-    // Bits, most significant first.
+    // Bits, most significant first; null for bits that are all set. Only bytes that hold bits of the run are read.
     void (*throughBits)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
                         const std::uint8_t* mask, const Transfer& transfer) noexcept;
     void (*blendThroughBits)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
                              const std::uint8_t* mask, std::uint8_t weight, const Transfer& transfer) noexcept;
+    /// The same with (s * weight + 127) / 255 + (d * (255 - weight) + 127) / 255, where that adds no 127.
+    void (*blendRounded)(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
+                         const std::uint8_t* mask, std::uint8_t weight, const Transfer& transfer) noexcept;
 };
 
 /// Three rows, the middle one in the middle.

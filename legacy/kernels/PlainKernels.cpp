@@ -120,7 +120,7 @@ void ThroughBytes(const std::uint8_t* source, std::uint8_t* destination, std::si
 }
 
 bool BitOf(const std::uint8_t* mask, std::size_t i) noexcept {
-    return (mask[i / 8] << i % 8 & 0x80) != 0;
+    return mask == nullptr || (mask[i / 8] << i % 8 & 0x80) != 0;
 }
 
 void ThroughBits(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels, const std::uint8_t* mask,
@@ -132,12 +132,13 @@ void ThroughBits(const std::uint8_t* source, std::uint8_t* destination, std::siz
     }
 }
 
+template <int rounding>
 void BlendThroughBits(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels,
                       const std::uint8_t* mask, std::uint8_t weight, const Transfer&) noexcept {
     std::array<std::array<std::uint8_t, 2>, 256> table;
     for (int i = 0; i < 256; ++i) {
-        table[static_cast<std::size_t>(i)] = {static_cast<std::uint8_t>(weight * i / 255),
-                                              static_cast<std::uint8_t>(i * (255 - weight) / 255)};
+        table[static_cast<std::size_t>(i)] = {static_cast<std::uint8_t>((weight * i + rounding) / 255),
+                                              static_cast<std::uint8_t>((i * (255 - weight) + rounding) / 255)};
     }
     for (std::size_t i = 0; i < pixels; ++i) {
         for (std::size_t at = 4 * i; BitOf(mask, i) && at < 4 * i + 4; ++at) {
@@ -225,7 +226,10 @@ const PixmapKernels& PlainKernels() noexcept {
                      .writeAlpha = WriteAlpha,
                      .selectAlpha = SelectAlpha,
                      .markValue = MarkValue},
-        .masks = {.throughBytes = ThroughBytes, .throughBits = ThroughBits, .blendThroughBits = BlendThroughBits},
+        .masks = {.throughBytes = ThroughBytes,
+                  .throughBits = ThroughBits,
+                  .blendThroughBits = BlendThroughBits<0>,
+                  .blendRounded = BlendThroughBits<127>},
         .mattes = {.smoothFringe = SmoothFringe, .paintFringe = PaintFringe},
         .convolve = {Convolve, Convolve},
         .nearestEntries = Nearest,

@@ -114,6 +114,11 @@ const KernelCase kCases[] = {
          k.masks.blendThroughBits(m.in, m.out, m.pixels, m.mask, static_cast<std::uint8_t>(1 + m.mask[0] % 254),
                                   m.transfer);
      }},
+    {"blend rounded", 4, 4,
+     [](const PixmapKernels& k, const Memory& m) {
+         k.masks.blendRounded(m.in, m.out, m.pixels, m.pixels % 3 == 0 ? m.mask : nullptr,
+                              static_cast<std::uint8_t>(m.mask[0]), m.transfer);
+     }},
     {"smooth fringe", 4, 4,
      [](const PixmapKernels& k, const Memory& m) {
          Bytes marks(m.mask, m.mask + m.pixels); // elements of the middle row only have neighbours
