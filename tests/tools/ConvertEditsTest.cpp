@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <functional>
+#include <tuple>
 
 namespace tooltest {
 namespace {
@@ -59,13 +60,11 @@ TEST(TPixCommand, ShowsTheLinesOfAField) {
         EXPECT_EQ(RunTool("tpix '" + file + "' -o '" + (folder / "o.png") + "' " + options).exitCode, 0);
         return Decode(folder / "o.png");
     };
-    struct FieldCase {
-        std::string file, options;
-        int firstLine, lines;
-    };
-    for (const auto& [file, options, firstLine, lines] :
-         {FieldCase{kTape, "--field 0", 1, 240}, FieldCase{kTape, "--field 0 --order 1", 0, 240},
-          FieldCase{kCity, "--field 0 --order 1", 1, 202}, FieldCase{kCity, "--field 1 --order 1", 0, 203}}) {
+    const std::tuple<std::string, std::string, int, int> cases[] = {{kTape, "--field 0", 1, 240},
+                                                                    {kTape, "--field 0 --order 1", 0, 240},
+                                                                    {kCity, "--field 0 --order 1", 1, 202},
+                                                                    {kCity, "--field 1 --order 1", 0, 203}};
+    for (const auto& [file, options, firstLine, lines] : cases) {
         const Decoded whole = show(file, "");
         const Decoded field = show(file, options);
         const AVFrame& from = *whole.pictures.at(0);

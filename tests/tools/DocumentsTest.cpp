@@ -17,13 +17,8 @@ std::string Document(const std::string& name) {
 TEST(Documents, FormatsPageIsWhatTheToolPrints) {
     EXPECT_EQ(RunTool("formats --markdown").output, Document("docs/formats.md"))
         << "vf formats --markdown > docs/formats.md";
-    // One line per format below the titles, whichever way it is printed.
-    constexpr auto formats = static_cast<std::ptrdiff_t>(zynmediatypes::kPixelFormatTable.size());
-    const std::string text = RunTool("formats").output;
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), formats + 1);
-    EXPECT_NE(text.find("8294400"), std::string::npos); // 1920 x 1080 x 4
     const std::string json = RunTool("formats --json").output;
-    EXPECT_EQ(std::count(json.begin(), json.end(), '{'), formats);
+    EXPECT_EQ(std::count(json.begin(), json.end(), '{'), std::ssize(zynmediatypes::kPixelFormatTable));
 }
 
 TEST(Documents, ReadmeShowsTheExampleAsItIsBuilt) {

@@ -22,42 +22,32 @@ const ExitCase kExits[] = {
     {"formats --json --markdown", 2, ""},
     {"convert @clip @/o.png --bogus", 2, "--bogus"},
     {"convert @clip @/o.png --size 0x10", 2, "between 1 and"},
-    {"convert @clip @/o.png --size -4x10", 2, "WxH"},
     {"convert @clip @/o.png --size 99999999999x10", 2, "between 1 and"},
     {"convert @clip @/o.png --format BGRA", 2, "there is bgra"},
-    {"convert @clip @/o.png --format nope", 2, "no such format"},
     {"convert @clip @/o.png --format Bg16", 2, "does not know"},
     {"convert @clip @/o.png --quality 6", 2, "quality"},
     {"convert @clip @/o.png --frames 5:5", 2, "selects nothing"},
-    {"convert @clip @/o.png --frames 7", 2, "A:B"},
     {"convert @clip @/o.png --frames 5000:", 2, "fewer pictures"},
     {"convert @clip @/o.unknown", 2, "extension"},
     {"convert @clip @/o.png --crop 1,2,3", 2, "L,T,R,B"},
-    {"convert @clip @/o.png --crop 5,0,5,9", 2, "selects nothing"},
     {"convert @clip @/o.png --crop 0,0,721,9", 2, "reaches out"},
     {"convert @clip @/o.png --field 2", 2, "field"},
     {"convert @clip @/o.png --field 0 --deinterlace 1", 2, "excludes"},
     {"convert @clip @/o.png --via-device 99", 2, "--via-device 99: no such device"},
-    {"convert @clip @/o.png --via-device gpu", 2, "no such device"},
-    {"bounds @clip --frames 5000:", 2, "fewer pictures"},
     {"convert @/same.png @/same.png", 2, "is the input"},
     {"convert @/missing.mp4 @/o.png", 3, "No such file"},
     {"convert http://localhost/x.mp4 @/o.png", 3, "No such file"},
     {"convert @ @/o.png", 3, "directory"},
     {"convert @/text.mp4 @/o.png", 4, "not a media file"},
-    {"convert @/empty.mp4 @/o.png", 4, "not a media file"},
     {"convert @/list.m3u8 @/o.png", 4, ""},
     {"convert @/truncated.mp4 @/o.png", 4, "not a media file"},
     {"convert @/cut.png @/o.png", 4, ""},
     {"convert @clip @/no/such/folder/o.png", 5, "No such file"},
-    {"convert @clip @/no/such/folder/o.mp4", 5, "No such file"},
     {"convert @clip @/full.png", 5, "No space"},
     {"convert @clip @/full.y4m --frames :2", 5, "No space"},
-    {"convert @clip @/full.mkv --frames :2", 5, "No space"},
     {"convert @clip @/o.png --format dvp2 --size 64x64", 6, "does not convert"},
     {"explain bgra UYVY", 2, "DST UYVY: no such format; there is uyvy"},
     {"explain bgra:0x10 uyvy", 2, "SRC 0x10: both sides"},
-    {"explain bgra uyvy:upper", 0, ""},
     {"explain bgra uyvy:left", 2, "DST left: a size"},
     {"explain bgra dvp2", 6, "1920x1080 bgra to 1920x1080 dvp2: DV has one size for each format (-3)"},
 };
@@ -79,12 +69,11 @@ protected:
     ExitCodes() {
         WriteGradient(mFolder / "same.png", {AV_PIX_FMT_RGB24, AV_CODEC_ID_PNG}, 32, 32);
         WriteFile(mFolder / "text.mp4", "This is a letter, not a clip.\n");
-        WriteFile(mFolder / "empty.mp4", "");
         WriteFile(mFolder / "list.m3u8", "#EXTM3U\n#EXTINF:1,\nhttp://localhost:9/x.ts\n#EXT-X-ENDLIST\n");
         WriteFile(mFolder / "truncated.mp4", ReadFile(kCockatoo).substr(0, 300'000));
         RunTool("convert " + kCity + " " + (mFolder / "cut.png") + " --frames :1");
         std::filesystem::resize_file(mFolder / "cut.png", 20);
-        for (const char* name : {"full.png", "full.y4m", "full.mkv"}) {
+        for (const char* name : {"full.png", "full.y4m"}) {
             std::filesystem::create_symlink("/dev/full", mFolder / name);
         }
     }

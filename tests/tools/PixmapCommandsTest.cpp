@@ -7,8 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <set>
 
 namespace tooltest {
 namespace {
@@ -131,20 +133,13 @@ TEST_F(PixmapCommands, MonitorShowsItsCompositesUntilItsWindowCloses) {
     EXPECT_EQ(RunTool(monitor + "--show").exitCode, 9);
     ASSERT_EQ(RunTool(monitor + "-o " + mOut).exitCode, 0);
     const Pixels composite = Read(mOut);
-    const std::string clip = mFolder / "clip.mkv";
-    for (const std::string& frames : {std::string(), "--frames :1000000 -o " + clip}) {
-        const VirtualDisplay display("320x240x24");
-        BackgroundTool run(monitor + "--show " + frames);
-        WaitUntil([&] { return Screen(128, 96) == composite; });
-        CloseWindows();
-        const Result result = run.Wait();
-        EXPECT_EQ(result.exitCode, 0) << result.errors;
-        const std::size_t count = frames.empty() ? 1 : Decode(clip).pictures.size();
-        EXPECT_NE(result.output.find((frames.empty() ? "the screen: " : "): ") + std::to_string(count) + " composite"),
-                  std::string::npos)
-            << count << '\n'
-            << result.output;
-    }
+    const VirtualDisplay display("320x240x24");
+    BackgroundTool run(monitor + "--show");
+    WaitUntil([&] { return Screen(128, 96) == composite; });
+    CloseWindows();
+    const Result result = run.Wait();
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_NE(result.output.find("the screen: 1 composite"), std::string::npos) << result.output;
     EXPECT_TRUE(std::filesystem::is_empty(mFolder / "shared"));
 }
 
@@ -162,15 +157,11 @@ TEST_F(PixmapCommands, PaletteMakesTheErrorThatItPrints) {
     double before = 1e9;
     for (const int colours : {4, 32, 256}) {
         const Pixels reduced = Made("palette", "--colors " + std::to_string(colours));
+        EXPECT_LE(std::set(reduced.begin(), reduced.end()).size(), static_cast<std::size_t>(colours));
         double squares = 0;
         for (std::size_t i = 0; i < reduced.size(); ++i) {
-            char entry[8];
-            std::snprintf(entry, sizeof entry, " %06x", reduced[i]);
-            ASSERT_NE(mRun.output.find(entry), std::string::npos) << entry << " is no entry of\n" << mRun.output;
             for (const int shift : {0, 8, 16}) {
-                const int is = reduced[i] >> shift & 0xFF;
-                const int was = mSource[i] >> shift & 0xFF;
-                squares += (is - was) * (is - was);
+                squares += std::pow((reduced[i] >> shift & 0xFF) - double(mSource[i] >> shift & 0xFF), 2);
             }
         }
         const std::string words = "mean squared error ";

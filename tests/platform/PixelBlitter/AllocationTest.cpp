@@ -1,4 +1,4 @@
-// What a call takes from memory and touches, against its plan, and what becomes of it when memory runs out.
+// What a call takes from memory, against its plan, and what becomes of it when memory runs out.
 
 #include "../PixelBlitterScale/FailingAllocator.h"
 #include "TestPicture.h"
@@ -33,50 +33,24 @@ int Convert(const TestPicture& from, int fromField, TestPicture& to, int toField
 
 class PlanOfEveryPair : public testing::TestWithParam<std::int32_t> {};
 
-TEST_P(PlanOfEveryPair, IsWhatHappens) {
+TEST_P(PlanOfEveryPair, TellsTheMemoryThatIsTaken) {
     auto turn = static_cast<std::uint32_t>(GetParam());
     for (const std::int32_t to : reference::AllFormats()) {
         const Job& job = kJobs[++turn % std::size(kJobs)];
-        TestPicture source(GetParam(), job.fromWidth, job.fromHeight, 5),
-            other(GetParam(), job.fromWidth, job.fromHeight, 5);
-        TestPicture destination(to, job.toWidth, job.toHeight, 5);
+        TestPicture source(GetParam(), job.fromWidth, job.fromHeight, 5), destination(to, job.toWidth, job.toHeight, 5);
         source.Randomise(turn);
-        other.Randomise(turn + 1);
         SCOPED_TRACE(testing::Message() << std::hex << to << std::dec << " job " << &job - kJobs);
 
         const PB_Plan plan = PB_PlanScaleConvert(job.fromWidth, job.fromHeight, GetParam(), job.fromField, job.toWidth,
                                                  job.toHeight, to, job.toField, job.quality);
-        const auto convert = [&] { return Convert(source, job.fromField, destination, job.toField, job.quality); };
         PB_Initialize();
         PB_Terminate(); // tables are made anew
         scaletest::bytesHeld = scaletest::mostBytesHeld = 0;
-        ASSERT_EQ(convert(), plan.result);
+        ASSERT_EQ(Convert(source, job.fromField, destination, job.toField, job.quality), plan.result);
         const auto taken = static_cast<std::uint64_t>(scaletest::mostBytesHeld);
         EXPECT_LE(taken, plan.temporaryBytes + 1024) << plan.path; // keeps account of itself
         EXPECT_GE(4 * taken, 3 * plan.temporaryBytes) << plan.path;
         EXPECT_TRUE(plan.path.ends_with(job.fields)) << plan.path;
-
-        // Bytes that come out the same whatever was there before are written; lines that the result depends on are
-        // read.
-        const auto first = destination.Pixels();
-        std::uint64_t moved = 0;
-        for (const auto line : destination.Lines()) {
-            std::fill(line.begin(), line.end(), std::uint8_t{0x5A});
-        }
-        ASSERT_EQ(convert(), kPB_Success);
-        const auto second = destination.Pixels();
-        for (std::size_t i = 0; i < first.size(); ++i) {
-            moved += first[i] == second[i];
-        }
-        const auto lines = source.Lines();
-        for (std::size_t n = 0; n < lines.size(); ++n) {
-            const std::vector<std::uint8_t> kept(lines[n].begin(), lines[n].end());
-            std::copy(other.Lines()[n].begin(), other.Lines()[n].end(), lines[n].begin());
-            ASSERT_EQ(convert(), kPB_Success);
-            moved += destination.Pixels() == first ? 0 : kept.size();
-            std::copy(kept.begin(), kept.end(), lines[n].begin());
-        }
-        EXPECT_EQ(plan.bytesMoved, moved) << plan.path;
     }
 }
 

@@ -33,12 +33,16 @@ void WaitUntilAsleep(pid_t child) {
     }
 }
 
-/// A process that waits for a Guid and expects the given result.
+/// A process that waits for a Guid on three threads and expects the given result on each.
 pid_t SpawnWaiter(const Guid& id, std::int32_t expected) {
     const pid_t child = Spawn([&] {
-        const bool good = InitializeClient() && ResultOfWait(id, kLong) == expected;
+        std::atomic<bool> good{InitializeClient()};
+        const auto wait = [&] { ResultOfWait(id, kLong) == expected ? void() : good.store(false); };
+        std::jthread second(wait), third(wait);
+        wait();
+        second.join(), third.join();
         UninitializeClient();
-        return good;
+        return good.load();
     });
     WaitUntilAsleep(child);
     return child;
