@@ -17,8 +17,8 @@ extern "C" {
 /// size of another width or height the picture is scaled, and the record's bounds begin at (0, 0) whatever the size's
 /// origin is; the picture is put where the size says.
 ///
-/// Null when there is no such resource, when it is no bitmap, when its width or height cut to 16 bits is not positive,
-/// or when memory is exhausted. A resource is not trusted: rows that are not there whole are opaque black,
+/// Null when there is no such resource, when it is no bitmap, when its width or height cut to 16 bits is negative, or
+/// when memory is exhausted. A resource is not trusted: rows that are not there whole are opaque black,
 /// and so are colours beyond the end of its table; what run-length data leave out has the first colour. May be called
 /// from any thread.
 VF_API TPixHand Bmp2TPix(unsigned short inResourceId, HMODULE inModule, const RECT* inSize);

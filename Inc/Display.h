@@ -21,8 +21,9 @@ extern "C" {
 VF_API int32_t tpixToScreen(TPixHand inHand, HDC inContext, const RECT* inDestination, const RECT* inSource);
 
 /// The same, source first. Sources of more than 800 columns or 600 rows are scaled (bicubic) into a temporary pixel map
-/// first, when the sizes differ; others, and all when there is no memory for that, are stretched as they are drawn. As
-/// ExecDrawDib, and 0 where nothing is drawn. May throw what the frame throws.
+/// first, when the sizes differ; others, and all when there is no memory for that, are stretched as they are drawn.
+/// What lies beside the picture is black where the source is scaled first; else nothing is drawn. 0 without a picture,
+/// else as ExecDrawDib. May throw what the frame throws.
 VF_API int32_t DoDrawDib(TPixHand inHand, HDC inContext, const RECT* inSource, const RECT* inDestination);
 
 /// Draws the record itself, taken as a bitmap of 32 bits that is rowbytes / 4 pixels wide and bounds.bottom high; of a

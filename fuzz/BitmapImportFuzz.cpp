@@ -15,7 +15,8 @@ bool IsSmall(const std::uint8_t* bitmap, std::size_t size) {
         return true;
     }
     std::memcpy(&header, bitmap, sizeof header);
-    return static_cast<std::int16_t>(header.biWidth) <= 300 && static_cast<std::int16_t>(header.biHeight) <= 300;
+    return static_cast<std::int16_t>(header.biWidth) <= 300 && static_cast<std::int16_t>(header.biHeight) <= 300 &&
+           header.biHeight <= 0x20000;
 }
 
 } // namespace

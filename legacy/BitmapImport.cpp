@@ -78,14 +78,15 @@ std::array<std::uint32_t, 256> PixelsOfColours(Bytes colourTable) {
     return pixels;
 }
 
-/// Rows of 8-bit indexes of a run-length encoded bitmap; empty when memory is exhausted. Only the rows that will be
-/// read are decoded, so a height that lies costs nothing.
+/// Rows of 8-bit indexes of a run-length encoded bitmap; empty when memory is exhausted. The stream may go on beyond
+/// the rows that are read, as far as the header's height; memory is taken for all, and of the rest only what it writes
+/// is touched.
 VF::Pixmaps::ScratchPtr DecodedRows(const PackedBitmap& bitmap) {
     const std::size_t rowBytes = VF::RunLength::RowBytes(bitmap.width);
-    const std::size_t size = rowBytes * static_cast<std::size_t>(bitmap.height);
-    VF::Pixmaps::ScratchPtr rows = bitmap.header.biHeight > 0 ? VF::Pixmaps::NewScratch(size) : nullptr;
+    const std::size_t size = rowBytes * static_cast<std::size_t>(std::max(bitmap.header.biHeight, 0));
+    VF::Pixmaps::ScratchPtr rows = size != 0 ? VF::Pixmaps::NewScratch(size) : nullptr;
     if (rows) {
-        std::memset(rows.get(), 0, size);
+        std::memset(rows.get(), 0, rowBytes * static_cast<std::size_t>(bitmap.height));
         VF::RunLength::Decode({bitmap.rows.data(), std::ssize(bitmap.rows)},
                               {rows.get(), static_cast<std::ptrdiff_t>(size)}, static_cast<std::uint16_t>(rowBytes));
     }
@@ -171,12 +172,16 @@ private:
 TPixHand Bmp2TPix(unsigned short inResourceId, HMODULE inModule, const RECT* inSize) {
     const LockedResource resource(inResourceId, inModule);
     const std::optional<PackedBitmap> bitmap = Unpack(resource.Content());
-    if (!bitmap || bitmap->width < 1 || bitmap->height < 1) {
+    if (!bitmap) {
         return nullptr;
     }
     const RECT whole{0, 0, bitmap->width, bitmap->height};
     OwnedPixmap picture(tpixNew(&whole));
-    if (!picture || (*picture)->pixels == nullptr || !ConvertRows(*bitmap, **picture)) {
+    if (!picture) {
+        return nullptr;
+    }
+    const bool hasPixels = bitmap->width > 0 && bitmap->height > 0;
+    if (hasPixels && ((*picture)->pixels == nullptr || !ConvertRows(*bitmap, **picture))) {
         return nullptr;
     }
     const bool isScaled = inSize != nullptr && (std::int64_t{inSize->right} - inSize->left != whole.right ||

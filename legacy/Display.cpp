@@ -5,6 +5,7 @@
 #include "TPixCopy.h"
 #include "WindowsApi_DrawDib.h"
 
+#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -75,12 +76,17 @@ int32_t DoDrawDib(TPixHand inHand, HDC inContext, const RECT* inSource, const RE
         const RECT whole{0, 0, width, height};
         const Pixmap scaled(tpixNew(&whole));
         if (scaled) {
+            if (height > 0 && !LiesInBlock(inHand, *live, *inSource)) { // the copy leaves out what is not there
+                const TPix& record = **scaled;
+                std::memset(record.pixels, 0,
+                            static_cast<std::size_t>(record.rowbytes) * static_cast<std::size_t>(height));
+            }
             tpixCopy(inHand, scaled.get(), inSource, &whole, 0);
             return ExecDrawDib(*scaled, inContext, &whole, inDestination);
         }
     }
     const TPix record = *live;
-    return LiesInBlock(inHand, record, *inSource) ? ExecDrawDib(&record, inContext, inSource, inDestination) : 0;
+    return ExecDrawDib(LiesInBlock(inHand, record, *inSource) ? &record : nullptr, inContext, inSource, inDestination);
 }
 
 int32_t ExecDrawDib(const TPix* inRecord, HDC inContext, const RECT* inSource, const RECT* inDestination) {

@@ -24,7 +24,8 @@ constexpr float kOutlineTolerance = 0.5F;
 /// Coordinates are single-precision floats, which beyond this no longer tell pixels apart.
 constexpr std::int64_t kLongestSide = std::int64_t{1} << 24;
 
-/// The picture behind a record, when it has 32-bit pixels that all lie in the memory behind the handle.
+/// The picture behind a record, when it has 32-bit pixels. Rows at its top that the memory behind the handle does not
+/// have, as a field's record claims one, are no part of it.
 std::optional<Surface> SurfaceOf(TPixHand hand, const LentPixels& memory) {
     const TPix& record = **hand;
     const std::int64_t width = std::int64_t{record.bounds.right} - record.bounds.left;
@@ -34,11 +35,13 @@ std::optional<Surface> SurfaceOf(TPixHand hand, const LentPixels& memory) {
         height > kLongestSide || step < width * 4) {
         return std::nullopt;
     }
-    const Surface surface{record.pixels, record.rowbytes, static_cast<std::int32_t>(width),
-                          static_cast<std::int32_t>(height)};
-    const VF::Details::PixelRows rows{record.pixels, record.rowbytes, surface.height,
-                                      static_cast<std::uint64_t>(width) * 4};
-    return memory.Contain(rows) ? std::optional(surface) : std::nullopt;
+    VF::Details::PixelRows rows{record.pixels, record.rowbytes, static_cast<std::int32_t>(height),
+                                static_cast<std::uint64_t>(width) * 4};
+    rows.height = memory.Contained(rows).height;
+    if (rows.height < 1 || !memory.Contain(rows)) {
+        return std::nullopt;
+    }
+    return Surface{record.pixels, record.rowbytes, static_cast<std::int32_t>(width), rows.height};
 }
 
 bool HasRecord(TPixHand hand) {

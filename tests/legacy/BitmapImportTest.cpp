@@ -124,7 +124,9 @@ TEST_F(BitmapImportTest, ResourcesThatLieAreReadOnlyAsFarAsTheyGo) {
             for (int change = 0; change < 4; ++change) { // in the header, mostly
                 packed[random() % (change == 0 ? packed.size() : 40)] = static_cast<std::uint8_t>(random());
             }
-            packed[5] = packed[9] = packed[6] = packed[7] = 0; // pictures of gigabytes would only cost time
+            for (const std::size_t high : {5, 6, 7, 9, 10, 11}) { // pictures of gigabytes would only cost time
+                packed[high] = 0;
+            }
             packed.resize(1 + random() % packed.size());
             if (const TPixHand hand = Import(packed)) {
                 EXPECT_GE(packed.size(), 40U);
@@ -132,6 +134,20 @@ TEST_F(BitmapImportTest, ResourcesThatLieAreReadOnlyAsFarAsTheyGo) {
             }
         }
     }
+    // A height above what 16 bits hold is cut, but the run goes on in the rows beyond it.
+    const Bytes tall{40, 0, 0, 0, 4, 0, 0, 0, 1, 0, 1, 0, 1, 0, 8, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                     0,  0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0, 0, 8, 1, 0, 1};
+    const TPixHand row = Import(tall);
+    ASSERT_NE(row, nullptr);
+    EXPECT_EQ(tpixGetPixel(row, 3, 0), 9U);
+    tpixDispose(row);
+    Bytes flat = tall;
+    flat[4] = 0;
+    const TPixHand none = Import(flat);
+    ASSERT_NE(none, nullptr) << "as tpixNew makes it";
+    EXPECT_EQ((*none)->bounds.right, 0);
+    tpixDispose(none);
+
     const TPixHand whole = Import(Packed("pal8.bmp"));
     Bytes cut = Packed("pal8.bmp");
     cut.resize(cut.size() - 2); // the top row has lost a pixel and its padding
@@ -181,12 +197,17 @@ TEST_F(BitmapImportTest, ModulesGiveTheirBitmapsByNumberAndName) {
     ASSERT_NE(picture, nullptr);
     EXPECT_EQ((*picture)->bounds.right, 127);
     tpixDispose(picture);
+    EXPECT_FALSE(RegisterModuleResource(module, u"LOGO", RT_BITMAP, "x", 1)) << "the name is taken";
+    EXPECT_TRUE(RegisterModuleResource(module, u"LOGOS", MAKEINTRESOURCEW(3), "x", 1));
+    const HRSRC registered = FindResourceW(module, u"LOGOS", MAKEINTRESOURCEW(3));
     EXPECT_EQ(FindResourceW(module, u"LOGOS", RT_BITMAP), nullptr);
     EXPECT_EQ(FindResourceW(module, MAKEINTRESOURCEW(3), MAKEINTRESOURCEW(3)), nullptr);
     const HRSRC stale = FindResourceW(module, u"LOGO", RT_BITMAP);
     EXPECT_TRUE(FreeLibrary(module));
     EXPECT_FALSE(FreeLibrary(module));
-    EXPECT_EQ(LockResource(LoadResource(module, stale)), nullptr);
+    for (const HRSRC gone : {stale, registered}) {
+        EXPECT_EQ(LockResource(LoadResource(module, gone)), nullptr);
+    }
     EXPECT_EQ(LoadLibraryExW(u"/", nullptr, LOAD_LIBRARY_AS_DATAFILE), nullptr);
     EXPECT_EQ(LoadLibraryExW(u"/none", nullptr, LOAD_LIBRARY_AS_DATAFILE), nullptr);
 

@@ -217,14 +217,23 @@ TEST_F(PolygonTest, PublishedPicturesAndOtherPixelsAreLeftAlone) {
 
     MakePictures(8, 8);
     const TPixHand hand = VF::NewTPixFromVideoFrame(mDestination);
-    (*hand)->bounds.bottom = 4000; // a record that claims more rows than its frame has
-    Points points = whole;
+    const TPixHand source = VF::NewTPixFromVideoFrame(mSource);
+    Points points{{0, 0}, {8, 0}, {8, 4000}, {0, 4000}};
     const PolygonPointArray array{points.data(), points.size(), 0};
-    DoRenderPolygon(hand, hand, &array, 0);
     DoRenderPolygon(nullptr, hand, &array, 0);
-    DoRenderPolygon(hand, hand, nullptr, 0);
-    VF::DisposeTPixFromVideoFrame(hand);
+    DoRenderPolygon(hand, source, nullptr, 0);
     EXPECT_EQ(CountDrawn(), 0);
+    // A record may claim more rows than its frame has; one of a field does.
+    TPixFieldsPrep(hand, 1);
+    TPixFields_PointAtField(hand, 0);
+    DoRenderPolygon(hand, source, &array, 0);
+    EXPECT_EQ(CountDrawn(), 32) << "the rows of the field";
+    TPixFieldsCleanup(hand);
+    (*hand)->bounds.bottom = 4000;
+    DoRenderPolygon(hand, source, &array, 0);
+    EXPECT_EQ(CountDrawn(), 64);
+    VF::DisposeTPixFromVideoFrame(hand);
+    VF::DisposeTPixFromVideoFrame(source);
 }
 
 } // namespace
