@@ -47,11 +47,6 @@ bool FindWordScale(int divisor, Convolution& convolution) noexcept {
     return true;
 }
 
-std::uint64_t DistanceBetween(const void* a, const void* b) noexcept {
-    const auto first = reinterpret_cast<std::uintptr_t>(a), second = reinterpret_cast<std::uintptr_t>(b);
-    return first < second ? second - first : first - second;
-}
-
 SumWidth Prepare(const std::int16_t* kernel, Convolution& convolution) noexcept {
     std::copy_n(kernel, 9, convolution.weights);
     convolution.bias = kernel[kConvolveKernel_Bias];
@@ -66,6 +61,93 @@ SumWidth Prepare(const std::int16_t* kernel, Convolution& convolution) noexcept 
     return largest <= kLargestWord && fitBytes && divisor > 0 && FindWordScale(divisor, convolution) ? SumWidth::Words
                                                                                                      : SumWidth::Floats;
 }
+
+constexpr auto kTogether = static_cast<std::int32_t>(kConvolvedTogether);
+using Window = RowWindow<kTogether>;
+
+class Convolver {
+public:
+    Convolver(const std::int16_t* kernel, const void* source, void* destination, std::int32_t rowBytes,
+              std::int32_t width, std::int32_t height) noexcept
+        : mConvolve(KernelsOfThisMachine().convolve[static_cast<int>(Prepare(kernel, mConvolution))]),
+          mSource(static_cast<const std::uint8_t*>(source)), mDestination(static_cast<std::uint8_t*>(destination)),
+          mStep(rowBytes), mBytes(4 * static_cast<std::size_t>(width)), mHeight(height) {}
+
+    void Run(std::uint8_t* scratch) const noexcept {
+        const std::uint64_t distance = Distance();
+        if (distance >= static_cast<std::uint64_t>(mStep) * static_cast<std::uint64_t>(mHeight)) {
+            EachRows(kTogether, [&](std::int32_t row, std::int32_t count) { ConvolveApart(row, count); });
+            return;
+        }
+        // Pictures that overlap otherwise than whole change rows ahead, which are read row by row.
+        Window window(scratch, mSource, mBytes, mStep, mHeight, kPixelBytes, kConvolvePadding);
+        EachRows(distance == 0 ? kTogether : 1, [&](std::int32_t row, std::int32_t count) {
+            Convolve(window.Advance(row, count).data(), row, count, 0, mBytes);
+        });
+    }
+
+private:
+    static constexpr std::size_t kPixelBytes = 4;
+
+    std::uint64_t Distance() const noexcept {
+        const auto from = reinterpret_cast<std::uintptr_t>(mSource),
+                   to = reinterpret_cast<std::uintptr_t>(mDestination);
+        return from < to ? to - from : from - to;
+    }
+    template <class Rows>
+    void EachRows(std::int32_t together, const Rows& rows) const noexcept {
+        for (std::int32_t row = 0; row < mHeight; row += together) {
+            rows(row, std::min(together, mHeight - row));
+        }
+    }
+    const std::uint8_t* Row(std::int32_t row) const noexcept {
+        return mSource + std::clamp(row, 0, mHeight - 1) * mStep;
+    }
+    void Convolve(const std::uint8_t* const* rows, std::int32_t row, std::int32_t count, std::size_t begin,
+                  std::size_t end) const noexcept {
+        mConvolve(rows, static_cast<std::size_t>(count), mDestination + row * mStep + begin, mStep, end - begin,
+                  mConvolution);
+    }
+
+    // What lies inside of rows is read where it is.
+    void ConvolveApart(std::int32_t row, std::int32_t count) const noexcept {
+        const std::size_t inside = (mBytes - kPixelBytes) / kConvolveStep * kConvolveStep;
+        if (inside <= kConvolveStep) {
+            ConvolveCopies(row, count, 0, mBytes);
+            return;
+        }
+        ConvolveCopies(row, count, 0, kConvolveStep);
+        const std::uint8_t* rows[kTogether + 2];
+        for (std::int32_t i = 0; i < count + 2; ++i) {
+            rows[i] = Row(row + i - 1) + kConvolveStep;
+        }
+        Convolve(rows, row, count, kConvolveStep, inside);
+        ConvolveCopies(row, count, inside, mBytes);
+    }
+
+    // At most two steps, whose neighbours beside the picture are to be repeated.
+    void ConvolveCopies(std::int32_t row, std::int32_t count, std::size_t begin, std::size_t end) const noexcept {
+        std::uint8_t copies[kTogether + 2][2 * kPixelBytes + 2 * kConvolveStep + kConvolvePadding] = {};
+        const std::uint8_t* rows[kTogether + 2];
+        for (std::int32_t i = 0; i < count + 2; ++i) {
+            const std::uint8_t* const from = Row(row + i - 1);
+            std::uint8_t* const to = copies[i] + kPixelBytes;
+            std::memcpy(to - kPixelBytes, from + (begin == 0 ? 0 : begin - kPixelBytes), kPixelBytes);
+            std::memcpy(to, from + begin, end - begin);
+            std::memcpy(to + (end - begin), from + std::min(end, mBytes - kPixelBytes), kPixelBytes);
+            rows[i] = to;
+        }
+        Convolve(rows, row, count, begin, end);
+    }
+
+    Convolution mConvolution{};
+    ConvolveRows mConvolve;
+    const std::uint8_t* mSource;
+    std::uint8_t* mDestination;
+    std::ptrdiff_t mStep;
+    std::size_t mBytes;
+    std::int32_t mHeight;
+};
 
 } // namespace
 
@@ -90,26 +172,11 @@ void DoConvolve(const void* inSource, void* outDestination, const std::int16_t* 
         inRowBytes < std::int64_t{4} * inWidth) {
         return;
     }
-    const std::size_t bytes = 4 * static_cast<std::size_t>(inWidth);
-    constexpr auto kTogether = static_cast<std::int32_t>(kConvolvedTogether);
-    using Window = RowWindow<kTogether>;
-    const ScratchPtr scratch = NewScratch(
-        std::max(static_cast<std::size_t>(inRowBytes) * 8 + 64, Window::SizeInBytes(bytes, 4, kConvolvePadding)));
-    if (!scratch) {
-        return;
-    }
-    Convolution convolution{};
-    const auto convolve = KernelsOfThisMachine().convolve[static_cast<int>(Prepare(inKernel, convolution))];
-    Window window(scratch.get(), static_cast<const std::uint8_t*>(inSource), bytes, inRowBytes, inHeight, 4,
-                  kConvolvePadding);
-    auto* const destination = static_cast<std::uint8_t*>(outDestination);
-    // Pictures that overlap otherwise than whole change rows ahead, which are read row by row.
-    const std::uint64_t distance = DistanceBetween(inSource, outDestination);
-    const bool together =
-        distance == 0 || distance >= static_cast<std::uint64_t>(inRowBytes) * static_cast<std::uint64_t>(inHeight);
-    for (std::int32_t row = 0, count = 0; row < inHeight; row += count) {
-        count = together ? std::min(kTogether, inHeight - row) : 1;
-        convolve(window.Advance(row, count).data(), static_cast<std::size_t>(count),
-                 destination + std::ptrdiff_t{row} * inRowBytes, inRowBytes, bytes, convolution);
+    const Convolver convolver(inKernel, inSource, outDestination, inRowBytes, inWidth, inHeight);
+    const ScratchPtr scratch =
+        NewScratch(std::max(static_cast<std::size_t>(inRowBytes) * 8 + 64,
+                            Window::SizeInBytes(4 * static_cast<std::size_t>(inWidth), 4, kConvolvePadding)));
+    if (scratch) {
+        convolver.Run(scratch.get());
     }
 }

@@ -203,11 +203,10 @@ void BlendThroughBits(const std::uint8_t* source, std::uint8_t* destination, std
     const auto ofSource = hn::Set(dw, std::uint16_t{weight});
     const auto ofDestination = hn::Set(dw, static_cast<std::uint16_t>(255 - weight));
     const auto zero = hn::Zero(dbytes);
-    // floor((x + rounding) / 255) of what is below 65535: x / 255 = (x + 1 + x / 256) / 256.
     const auto scaled = [](hn::Vec<DW> x, hn::Vec<DW> factor) HWY_ATTR {
         const auto product = hn::Add(hn::Mul(x, factor), hn::Set(dw, rounding));
-        const auto one = hn::Set(dw, std::uint16_t{1});
-        return hn::ShiftRight<8>(hn::Add(hn::Add(product, one), hn::ShiftRight<8>(product)));
+        // A 255th of any word, cut off.
+        return hn::ShiftRight<7>(hn::MulHigh(product, hn::Set(dw, std::uint16_t{0x8081})));
     };
     const auto sum = [=](Bytes s, Bytes d) HWY_ATTR {
         return hn::BitCast(ds,

@@ -101,7 +101,9 @@ struct Convolution {
     std::int16_t wordLimit;  ///< ... this, which gives 255, and to which larger sums are clipped
 };
 
-/// Bytes behind the last of a row that a convolution may read.
+/// Rows of a multiple of so many bytes are read up to a pixel behind them, others ...
+inline constexpr std::size_t kConvolveStep = 64;
+/// ... up to so many bytes.
 inline constexpr std::size_t kConvolvePadding = 128;
 /// Rows of results that share work.
 inline constexpr std::size_t kConvolvedTogether = 4;
@@ -120,7 +122,7 @@ struct PixmapKernels {
     ChannelKernels channels;
     MaskKernels masks;
     MatteKernels mattes;
-    ConvolveRows convolve[kSumWidths]; ///< four bytes before each row and kConvolvePadding behind it are there
+    ConvolveRows convolve[kSumWidths]; ///< a pixel before each row is read, too
     NearestEntries nearestEntries;
     void (*finishStreaming)() noexcept;
 };

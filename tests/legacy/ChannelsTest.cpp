@@ -190,6 +190,9 @@ TEST(Convolution, IsThatOfFloats) {
     std::vector<std::int16_t> identity(kConvolveKernel_Numbers);
     identity[4] = identity[kConvolveKernel_Divisor] = 1;
     EXPECT_EQ(Convolved(picture, 37, 6, identity, true), picture);
+    Bytes sliding = picture; // onto itself two rows on, which are read after they are written
+    DoConvolve(sliding.data(), sliding.data() + 8, identity.data(), 4, 1, 200);
+    EXPECT_TRUE(std::equal(sliding.begin() + 8, sliding.begin() + 808, sliding.begin()));
     identity[kConvolveKernel_Divisor] = 0;
     EXPECT_EQ(Convolved(picture, 37, 6, identity, false), Bytes(picture.size()));
     // 61 * 100 times the float nearest to 1 / 61 is a little less than 100.
