@@ -1,5 +1,6 @@
 #include "scale/Halving.h"
 
+#include <cstdlib>
 #include <new>
 
 namespace PixelBlitter {
@@ -23,13 +24,15 @@ PixelScaler::RowRange Halving::SourceRows(int top, int bottom) const noexcept {
 }
 
 void Halving::RunRows(const PixelJob& job, int, int top, int bottom) noexcept {
-    for (int row = top; row < bottom; ++row) {
-        RunRow(job, row);
+    // In the order of memory, where the processor's own fetching ahead goes on from row to row.
+    const bool backwards = job.source.stride < 0;
+    for (int i = 0; i < bottom - top; ++i) {
+        RunRow(job, backwards ? bottom - 1 - i : top + i);
     }
 }
 
 void Halving::RunRow(const PixelJob& job, int row) const noexcept {
-    const Transfer transfer{job.stream, 2 * job.source.stride};
+    const Transfer transfer{job.stream, 2 * std::abs(job.source.stride)};
     const std::uint8_t* const rows[2] = {job.source.Row(2 * row), job.source.Row(2 * row + 1)};
     std::uint8_t* const destination = job.destination.Row(row);
     const auto width = static_cast<std::size_t>(mWidth);
