@@ -30,7 +30,8 @@ enum { kColourIndexes = 32768 }; ///< counters of a histogram, entries of a look
 /// which FreeHistogram frees; null when memory is exhausted.
 VF_API void* InitHistogram(void* inHistogram);
 
-/// Frees a histogram of InitHistogram. It stops being the current one. Null and other pointers are left alone.
+/// Frees a histogram that InitHistogram made. It stops being the current one. Null and addresses that are not global
+/// memory's are left alone; a block of the caller's own global memory would be freed.
 VF_API void FreeHistogram(void* inHistogram);
 
 /// Makes a histogram the current one; null: none.

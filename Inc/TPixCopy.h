@@ -7,6 +7,8 @@
 /// outside the blocks behind their frames; what would has no effect. Handles that are null or were disposed of,
 /// records without pixels in rows (planar, compressed, of a device) on either side, and null rectangles have none
 /// either. Formats are those of the frames behind the handles, 32-bit BGRA where there is none. Results are 0 always.
+/// Source and destination may overlap: the source is read as it was before, for which masked and blended copies take
+/// memory, and do nothing without it.
 ///
 /// No state is shared; a record belongs to one caller at a time. Functions with handles may throw what their frames
 /// throw.

@@ -42,11 +42,12 @@ void CopyMask8(const void* inSource, void* ioDestination, std::int32_t inWidth, 
                        inHeight,
                        inSourceRowBytes,
                        inDestinationRowBytes};
-    EachRow(rows, kMovedBytes,
-            [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t row, const Transfer& transfer) {
-                const std::uint8_t* const mask = inMaskRow - static_cast<std::ptrdiff_t>(row) * inMaskStep;
-                copy(source, destination, rows.Pixels(), mask, transfer);
-            });
+    EachRowOfPixels(
+        rows, kMovedBytes,
+        [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t row, const Transfer& transfer) {
+            const std::uint8_t* const mask = inMaskRow - static_cast<std::ptrdiff_t>(row) * inMaskStep;
+            copy(source, destination, rows.Pixels(), mask, transfer);
+        });
 }
 
 void CopyMaskTPix(const TPix* inSource, TPix* ioDestination, const RECT* inSourceRect, const RECT* inDestinationRect,
@@ -75,14 +76,15 @@ void CopyMaskTPix(const TPix* inSource, TPix* ioDestination, const RECT* inSourc
     const std::size_t maskRowBytes = ((rows.Pixels() - 1) / 16 + 1) * 2;
     const auto* const mask = static_cast<const std::uint8_t*>(inMaskBits);
     const MaskKernels& kernels = KernelsOfThisMachine().masks;
-    EachRow(rows, kMovedBytes,
-            [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t row, const Transfer& transfer) {
-                // The last mask row is the picture's lowest line, which is stored first.
-                const std::uint8_t* const bits = mask + (static_cast<std::size_t>(height) - 1 - row) * maskRowBytes;
-                if (weight == kWholeSource) {
-                    kernels.throughBits(source, destination, rows.Pixels(), bits, transfer);
-                } else {
-                    kernels.blendThroughBits(source, destination, rows.Pixels(), bits, weight, transfer);
-                }
-            });
+    EachRowOfPixels(
+        rows, kMovedBytes,
+        [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t row, const Transfer& transfer) {
+            // The last mask row is the picture's lowest line, which is stored first.
+            const std::uint8_t* const bits = mask + (static_cast<std::size_t>(height) - 1 - row) * maskRowBytes;
+            if (weight == kWholeSource) {
+                kernels.throughBits(source, destination, rows.Pixels(), bits, transfer);
+            } else {
+                kernels.blendThroughBits(source, destination, rows.Pixels(), bits, weight, transfer);
+            }
+        });
 }

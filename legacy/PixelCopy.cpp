@@ -143,15 +143,16 @@ void CopyThroughBytes(TPixHand mask, const Place& from, const Place& to) {
 void CopyRows(const Place& from, const Place& to, const Mask& mask, std::uint8_t weight) {
     constexpr std::size_t kMovedBytes = 12; // a pixel of the source and of the destination read, one written
     const MaskKernels& kernels = KernelsOfThisMachine().masks;
-    EachRow({from.first, to.first, from.width, from.height, from.rowBytes, to.rowBytes}, kMovedBytes,
-            [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t row, const Transfer& transfer) {
-                const std::uint8_t* const bits = mask.Row(static_cast<std::int64_t>(row));
-                if (weight == kWholeSource) {
-                    kernels.throughBits(source, destination, from.Pixels(), bits, transfer);
-                } else {
-                    kernels.blendRounded(source, destination, from.Pixels(), bits, weight, transfer);
-                }
-            });
+    EachRowOfPixels(
+        {from.first, to.first, from.width, from.height, from.rowBytes, to.rowBytes}, kMovedBytes,
+        [&](const std::uint8_t* source, std::uint8_t* destination, std::size_t row, const Transfer& transfer) {
+            const std::uint8_t* const bits = mask.Row(static_cast<std::int64_t>(row));
+            if (weight == kWholeSource) {
+                kernels.throughBits(source, destination, from.Pixels(), bits, transfer);
+            } else {
+                kernels.blendRounded(source, destination, from.Pixels(), bits, weight, transfer);
+            }
+        });
 }
 
 void CopySameSize(const Place& from, const Place& to, const Mask& mask, std::uint8_t weight, bool whole) {

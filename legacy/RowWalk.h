@@ -3,10 +3,13 @@
 /// Walks over the rows of flat pixel maps.
 
 #include "PixelBlitter/MemoryRegime.h"
+#include "ScratchPtr.h"
 #include "kernels/PixmapKernels.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 
 namespace VF::Pixmaps {
 
@@ -42,6 +45,49 @@ void EachRow(const RowPair& rows, std::size_t movedBytes, const Run& run) {
     if (transfer.stream) {
         KernelsOfThisMachine().finishStreaming();
     }
+}
+
+/// Whether rows of 32-bit pixels are written that are read as part of another row or at another place of the same.
+inline bool OverlapAskew(const RowPair& rows) noexcept {
+    const auto rowBytes = static_cast<std::int64_t>(rows.Pixels() * 4);
+    const auto distance = static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(rows.destination) -
+                                                    reinterpret_cast<std::uintptr_t>(rows.source));
+    if (distance == 0 && rows.sourceStep == rows.destinationStep) {
+        return false;
+    }
+    const auto lowest = [&](std::int64_t step) { return step < 0 ? step * (rows.height - 1) : 0; };
+    const auto end = [&](std::int64_t step) { return lowest(step) + std::abs(step) * (rows.height - 1) + rowBytes; };
+    if (distance + lowest(rows.destinationStep) >= end(rows.sourceStep) ||
+        lowest(rows.sourceStep) >= distance + end(rows.destinationStep)) {
+        return false;
+    }
+    const std::int64_t step = std::abs(std::int64_t{rows.sourceStep});
+    if (rows.sourceStep != rows.destinationStep || step == 0) {
+        return true;
+    }
+    const std::int64_t aside = (distance % step + step) % step; // two parts of one picture, side by side
+    return aside < rowBytes || step - aside < rowBytes;
+}
+
+/// EachRow of pictures of 32-bit pixels. A source that the destination overlaps is copied first, so that every row and
+/// every processor sees it as it was; nothing happens when there is no memory for that.
+template <class Run>
+void EachRowOfPixels(RowPair rows, std::size_t movedBytes, const Run& run) {
+    ScratchPtr copy;
+    if (!rows.IsEmpty() && OverlapAskew(rows)) {
+        const std::size_t rowBytes = rows.Pixels() * 4;
+        copy = NewScratch(rowBytes * static_cast<std::size_t>(rows.height));
+        if (!copy) {
+            return;
+        }
+        for (std::int32_t row = 0; row < rows.height; ++row) {
+            std::memcpy(copy.get() + static_cast<std::size_t>(row) * rowBytes, rows.source + row * rows.sourceStep,
+                        rowBytes);
+        }
+        rows.source = copy.get();
+        rows.sourceStep = static_cast<std::ptrdiff_t>(rowBytes);
+    }
+    EachRow(rows, movedBytes, run);
 }
 
 /// Calls run(source, destination, pixels, transfer) for each row in turn, or once where rows have no gaps on both

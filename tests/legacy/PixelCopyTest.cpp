@@ -150,6 +150,23 @@ TEST_F(PixelCopy, CutsBlendsAndMasks) {
     }
 }
 
+TEST_F(PixelCopy, OverlappingPartsOfOnePictureAreReadAsTheyWere) {
+    for (const POINT shift : {POINT{1, 0}, {0, 1}, {-3, -2}, {17, 0}, {20, 0}}) {
+        for (const int mode : std::initializer_list<int>{0, 0x8080, kTPixCopy_BitMask, kTPixCopy_ByteMask}) {
+            const RECT from{3, 2, 23, 12};
+            RECT to{from.left + shift.x, from.top + shift.y, from.right + shift.x, from.bottom + shift.y};
+            Pixmap source(50, 20, 5), picture(50, 20, 5), wanted(50, 20, 5), grey(20, 10, 3, 5, 1);
+            const Bits bits(20, 10, 4);
+            void* const mask = mode == kTPixCopy_BitMask    ? bits.global
+                               : mode == kTPixCopy_ByteMask ? grey.Hand()
+                                                            : nullptr;
+            tpixCopyRgn(source.Hand(), wanted.Hand(), &from, &to, static_cast<std::uint16_t>(mode), mask);
+            tpixCopyRgn(picture.Hand(), picture.Hand(), &from, &to, static_cast<std::uint16_t>(mode), mask);
+            EXPECT_TRUE(picture.bytes == wanted.bytes) << shift.x << " " << shift.y << " " << mode;
+        }
+    }
+}
+
 TEST_F(PixelCopy, GoesOnWithoutMasksThatAreNotThere) {
     Pixmap from(40, 20, 1);
     const RECT rect{3, 3, 23, 13}, huge{INT_MIN, INT_MIN, INT_MAX, INT_MAX};
