@@ -11,6 +11,7 @@
 
 #include <array>
 #include <bit>
+#include <type_traits>
 
 HWY_BEFORE_NAMESPACE();
 namespace PixelBlitter {
@@ -110,6 +111,7 @@ struct SelectOp {
     std::uint8_t* destination;
     const std::uint8_t* mask;
     std::size_t startBit;
+    std::ptrdiff_t toFetched; ///< where stores are ordinary: pictures that are written in place are large, too
 
     static HWY_INLINE std::size_t Step() { return hn::Lanes(dbytes) / kUnitBytes; }
     HWY_INLINE void Fetch(std::size_t i, std::ptrdiff_t ahead) const {
@@ -121,6 +123,9 @@ struct SelectOp {
     }
     template <class Stores>
     HWY_INLINE void Run(std::size_t i) const {
+        if (std::is_same_v<Stores, Ordinary>) {
+            Fetch(i, toFetched);
+        }
         const std::size_t at = kUnitBytes * i;
         Stores::Store(Select()(hn::LoadU(dbytes, a + at), hn::LoadU(dbytes, b + at), BitsFrom(i)), destination + at);
     }
@@ -138,7 +143,8 @@ struct SelectOp {
 template <class Select>
 void SelectUnits(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* destination, std::size_t units,
                  const std::uint8_t* mask, std::size_t startBit, const Transfer& transfer) noexcept {
-    RunSteps(SelectOp<Select>{a, b, destination, mask, startBit}, 0, units, destination, Select::kUnitBytes, transfer);
+    RunSteps(SelectOp<Select>{a, b, destination, mask, startBit, transfer.ahead}, 0, units, destination,
+             Select::kUnitBytes, transfer);
 }
 
 } // namespace
