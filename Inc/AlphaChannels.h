@@ -7,9 +7,9 @@
 /// without gaps, in the order of the picture's stored rows. Functions that take a TPixHand work on the picture that the
 /// record shows: right - left by bottom - top pixels, from `pixels` on. Rows that the frame behind a record does not
 /// have, as a field's record claims one, are left out, in the buffer too. They do nothing for null and disposed handles
-/// and records without pixels; those that write pixels do nothing where the frame's may not be written. They may throw what a frame's accessors throw. Elsewhere null
-/// pointers, and a width or height of 0 or less, are nothing to do; that rows of inRowBytes lie in the caller's memory
-/// is for the caller to see to, and nothing is thrown.
+/// and records without pixels; those that write pixels do nothing where the frame's may not be written. They may throw
+/// what a frame's accessors throw. Elsewhere null pointers, and a width or height of 0 or less, are nothing to do; that
+/// rows of inRowBytes lie in the caller's memory is for the caller to see to, and nothing is thrown.
 ///
 /// No state is shared: functions may be called from any thread, on different pictures at once.
 

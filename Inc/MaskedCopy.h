@@ -3,8 +3,8 @@
 /// Copies of 32-bit pixels (bytes blue, green, red, alpha) through masks. C and C++.
 ///
 /// Nothing is clipped: rectangles must lie inside their pictures and masks must cover them. A source that the
-/// destination overlaps is copied first; without memory for that nothing is copied. No state is shared: functions may be
-/// called from any thread. None throws.
+/// destination overlaps is copied first; without memory for that nothing is copied. No state is shared: functions may
+/// be called from any thread. None throws.
 
 #include "TPix.h"
 #include "VFExport.h"
