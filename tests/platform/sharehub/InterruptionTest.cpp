@@ -179,6 +179,9 @@ TEST_P(InterruptionTest, TheStoppedHoldNobodyUpAndNothingIsLeftOnceTheyGoOn) {
                 for (std::uint32_t n = 20; n < 24; ++n) {
                     others.push_back(PutAndOpen(Id(n), kSize, 7));
                 }
+                // Another block under a name that has been looked up, unless its block is still held.
+                static_cast<void>(PutBlock(Id(1), kSize, 1));
+                others.push_back(Open(Id(1)));
                 DropPuts();
             }
             EXPECT_EQ(ResultOfGet(Id(10)), kResult_NotFound);
