@@ -129,10 +129,10 @@ HWY_INLINE void FindPlaces(const WarpSource& source, const WarpLine& line, int f
 // Bytes from a pixel's place to that of the pixel kRowsAhead rows after it, as it is about column `at`.
 HWY_INLINE std::ptrdiff_t BytesAhead(const WarpSource& source, const WarpLine& line, double at) {
     const double depth = 1 / (line.w[0] + line.w[1] * at);
-    const auto step = [=](const double(&place)[3], double largest) {
+    const auto step = [&](const double(&place)[3], double largest) {
         const double here = (place[0] + place[1] * at) * depth;
         const double ahead = kRowsAhead * (place[2] - here * line.w[2]) * depth;
-        return static_cast<std::ptrdiff_t>(std::min(std::max(ahead, -largest), largest)); // NaN is the largest
+        return static_cast<std::ptrdiff_t>(std::min(largest, std::max(-largest, ahead))); // in this order for NaN
     };
     return step(line.y, source.lastRow) * source.stride + 4 * step(line.x, source.lastColumn);
 }

@@ -10,6 +10,8 @@
 #include <limits>
 #include <numbers>
 
+#include <sys/mman.h>
+
 namespace {
 
 using Corners = std::array<PB_Corner, 4>;
@@ -206,6 +208,30 @@ TEST_P(WarpOf, MovesWholePixelsExactly) {
             EXPECT_EQ(back.Pixels(), flipped.Pixels());
         });
     }
+}
+
+// More than 2 GiB from the first row to the last, most of which no memory stands behind.
+TEST(Warp, ReadsRowsFarApart) {
+    constexpr int kWidth = 100, kStride = 1 << 30, kHeight = 3;
+    constexpr std::size_t kBytes = std::size_t{kHeight - 1} * kStride + 4 * kWidth;
+    void* const memory =
+        mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    TestPicture from(kBGRA, kWidth, kHeight), wanted(kBGRA, 90, 40);
+    from.Randomise(1);
+    for (std::size_t row = 0; row < kHeight; ++row) {
+        std::copy_n(from.base + row * 4 * kWidth, 4 * kWidth, static_cast<std::uint8_t*>(memory) + row * kStride);
+    }
+    const Corners quad = {{{80, 3}, {88, 35}, {4, 38}, {1, 2}}};
+    ASSERT_EQ(Warp(from, Whole(from), wanted, quad), kPB_Success);
+    OnEveryTarget([&] {
+        TestPicture to(kBGRA, 90, 40);
+        ASSERT_EQ(PB_WarpAffineQuad(kWidth, kHeight, memory, kStride, {0, 0}, Whole(from).data(), to.base,
+                                    to.RowBytes(), {0, 0}, quad.data(), {90, 40}, kBGRA, 255, 1, 1, kBGRA, 0, 0, 1, 0),
+                  kPB_Success);
+        EXPECT_EQ(to.Pixels(), wanted.Pixels());
+    });
+    munmap(memory, kBytes);
 }
 
 TEST(Warp, GivesEachPixelAlongSharedEdgesToOne) {
