@@ -73,9 +73,10 @@ public:
           mSource(static_cast<const std::uint8_t*>(source)), mDestination(static_cast<std::uint8_t*>(destination)),
           mStep(rowBytes), mBytes(4 * static_cast<std::size_t>(width)), mHeight(height) {}
 
-    void Run(std::uint8_t* scratch) const noexcept {
+    void Run(std::uint8_t* scratch) noexcept {
         const std::uint64_t distance = Distance();
         if (distance >= static_cast<std::uint64_t>(mStep) * static_cast<std::uint64_t>(mHeight)) {
+            mConvolution.ahead = kTogether * mStep;
             EachRows(kTogether, [&](std::int32_t row, std::int32_t count) { ConvolveApart(row, count); });
             return;
         }
@@ -172,7 +173,7 @@ void DoConvolve(const void* inSource, void* outDestination, const std::int16_t* 
         inRowBytes < std::int64_t{4} * inWidth) {
         return;
     }
-    const Convolver convolver(inKernel, inSource, outDestination, inRowBytes, inWidth, inHeight);
+    Convolver convolver(inKernel, inSource, outDestination, inRowBytes, inWidth, inHeight);
     const ScratchPtr scratch =
         NewScratch(std::max(static_cast<std::size_t>(inRowBytes) * 8 + 64,
                             Window::SizeInBytes(4 * static_cast<std::size_t>(inWidth), 4, kConvolvePadding)));

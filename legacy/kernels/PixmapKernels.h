@@ -99,6 +99,7 @@ struct Convolution {
     float scale;
     std::uint16_t wordScale; ///< for Words: (sum * wordScale) >> 16 is the scaled sum of every sum from 0 to ...
     std::int16_t wordLimit;  ///< ... this, which gives 255, and to which larger sums are clipped
+    std::ptrdiff_t ahead;    ///< bytes from a row to one that is read soon, and fetched
 };
 
 /// Rows of a multiple of so many bytes are read up to a pixel behind them, others ...

@@ -222,11 +222,14 @@ private:
 
 template <std::size_t kRows, class Sums>
 HWY_INLINE void ConvolveTogether(const Sums& sums, const std::uint8_t* const* rows, std::uint8_t* destination,
-                                 std::ptrdiff_t step, std::size_t bytes) {
+                                 std::ptrdiff_t step, std::size_t bytes, std::ptrdiff_t ahead) {
     const std::size_t vector = hn::Lanes(dbytes);
     Bytes results[kRows];
     std::size_t i = 0;
     for (; i + vector <= bytes; i += vector) {
+        for (std::size_t row = 2; row < kRows + 2; ++row) {
+            FetchVectors<1>(rows[row] + i, ahead);
+        }
         sums.template Run<kRows>(rows, i, results);
         HWY_UNROLL(8)
         for (std::size_t row = 0; row < kRows; ++row) {
@@ -251,10 +254,11 @@ void Convolve(const std::uint8_t* const* rows, std::size_t count, std::uint8_t* 
     std::size_t row = 0;
     for (; row + kConvolvedTogether <= count; row += kConvolvedTogether) {
         ConvolveTogether<kConvolvedTogether>(sums, rows + row, destination + static_cast<std::ptrdiff_t>(row) * step,
-                                             step, bytes);
+                                             step, bytes, convolution.ahead);
     }
     for (; row < count; ++row) {
-        ConvolveTogether<1>(sums, rows + row, destination + static_cast<std::ptrdiff_t>(row) * step, step, bytes);
+        ConvolveTogether<1>(sums, rows + row, destination + static_cast<std::ptrdiff_t>(row) * step, step, bytes,
+                            convolution.ahead);
     }
 }
 
