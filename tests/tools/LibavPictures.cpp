@@ -35,8 +35,8 @@ void FillGradient(AVFrame& picture, const Layout& layout) {
     const bool rgb = (samples.flags & AV_PIX_FMT_FLAG_RGB) != 0;
     const bool full = rgb || samples.nb_components <= 2 || layout.range == AVCOL_RANGE_JPEG;
     const reference::Format real(rgb ? 0x104 : layout.matrix == AVCOL_SPC_BT709 ? 0xB05 : 0x905);
-    const reference::Picture values = reference::Convert(
-        reference::Format(kBGRA), real, Gradient(picture.width, picture.height, picture.width, picture.height));
+    const reference::Picture values =
+        reference::Convert(reference::Format(kBGRA), real, Gradient(picture.width, picture.height));
     for (int component = 0; component < samples.nb_components; ++component) {
         const bool alpha = (samples.flags & AV_PIX_FMT_FLAG_ALPHA) != 0 && component == samples.nb_components - 1;
         const bool chroma = !rgb && !alpha && component > 0;
@@ -149,13 +149,13 @@ Difference Compare(const reference::Picture& is, const reference::Picture& wante
     return difference;
 }
 
-reference::Picture Gradient(int width, int height, int columns, int rows) {
-    const reference::Plane plane(columns, rows);
+reference::Picture Gradient(int width, int height) {
+    const reference::Plane plane(width, height);
     reference::Picture picture{{plane, plane, plane, plane}};
-    for (int y = 0; y < rows; ++y) {
-        for (int x = 0; x < columns; ++x) {
-            const double right = ((x + 0.5) * width / columns - 0.5) / (width - 1);
-            const double down = ((y + 0.5) * height / rows - 0.5) / (height - 1);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const double right = static_cast<double>(x) / (width - 1);
+            const double down = static_cast<double>(y) / (height - 1);
             const double codes[] = {200 - 90 * right - 70 * down, 60 + 130 * down, 40 + 150 * right, 255};
             for (int channel = 0; channel < 4; ++channel) {
                 picture.plane[channel].At(x, y) = codes[channel];

@@ -49,8 +49,8 @@ struct Difference {
 };
 Difference Compare(const reference::Picture& is, const reference::Picture& wanted, int margin = 0);
 
-/// 8-bit BGRA codes that run along both sides, another colour in each corner; sampled in columns and rows.
-reference::Picture Gradient(int width, int height, int columns, int rows);
+/// 8-bit BGRA codes that run along both sides, another colour in each corner.
+reference::Picture Gradient(int width, int height);
 
 struct Layout {
     AVPixelFormat format;

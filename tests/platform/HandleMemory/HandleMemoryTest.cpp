@@ -1,13 +1,10 @@
 #include "HandleMemory.h"
-#include "TestHelpers.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
 #include <limits>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -118,32 +115,6 @@ TEST_F(HandleMemory, ItemsAreInsertedAtTheirIndex) {
     EXPECT_EQ(InsertHandItem(-1, handle, 0, "ee"), kKxNoError);
     EXPECT_EQ(std::string(*handle, KxGetHandleSize(handle)), std::string("aabbccdd\0\0", 10));
     KxDisposeHandle(handle);
-}
-
-TEST_F(HandleMemory, ThreadsNeverGetOneAnothersHandles) {
-    constexpr unsigned kThreads = 4;
-    constexpr int kRounds = 30000;
-    std::vector<KxHandle> shared(kRounds);
-    for (KxHandle& handle : shared) {
-        handle = KxNewHandle(1);
-    }
-    std::atomic<int> strangers{0};
-    OnThreads(kThreads, [&](unsigned thread) {
-        for (int n = 0; n < kRounds; ++n) {
-            KxHandle const mine = KxNewHandle(sizeof thread);
-            std::memcpy(*mine, &thread, sizeof thread);
-            // All threads dispose of the same handles, each of which only one may end, and of older ones again.
-            KxDisposeHandle(shared[static_cast<std::size_t>(n)]);
-            KxDisposeHandle(shared[static_cast<std::size_t>(n / 2)]);
-            strangers += *mine == nullptr || std::memcmp(*mine, &thread, sizeof thread) != 0;
-            KxDisposeHandle(mine);
-        }
-    });
-    EXPECT_EQ(strangers, 0);
-    for (KxHandle const handle : shared) {
-        KxDisposeHandle(handle);
-    }
-    EXPECT_EQ(NewlyLive(), 0u);
 }
 
 __attribute__((noinline, visibility("default"))) KxHandle MakeHandleForOriginTest() {
