@@ -204,9 +204,9 @@ void BlendThroughBits(const std::uint8_t* source, std::uint8_t* destination, std
     const auto ofDestination = hn::Set(dw, static_cast<std::uint16_t>(255 - weight));
     const auto zero = hn::Zero(dbytes);
     const auto scaled = [](hn::Vec<DW> x, hn::Vec<DW> factor) HWY_ATTR {
-        const auto product = hn::Add(hn::Mul(x, factor), hn::Set(dw, rounding));
-        // A 255th of any word, cut off.
-        return hn::ShiftRight<7>(hn::MulHigh(product, hn::Set(dw, std::uint16_t{0x8081})));
+        // x / 255 = ((x + 1) * 257) / 65536, cut off, of x below 65535.
+        const auto next = hn::Add(hn::Mul(x, factor), hn::Set(dw, std::uint16_t{rounding + 1}));
+        return hn::MulHigh(next, hn::Set(dw, std::uint16_t{257}));
     };
     const auto sum = [=](Bytes s, Bytes d) HWY_ATTR {
         return hn::BitCast(ds,
