@@ -88,6 +88,8 @@ HWY_INLINE Words MulAddBytes(Bytes bytes, Bytes weights) {
 #endif
 }
 
+static_assert(kConvolveStep % (4 * kMaxLanes) == 0); // whole vectors
+
 // Both kinds of sums give the bytes from i on of so many rows. Loops are unrolled so that their vectors are registers.
 class ConvolveWords {
 public:
