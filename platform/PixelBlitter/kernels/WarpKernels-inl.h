@@ -90,6 +90,8 @@ struct WarpAxis {
 template <bool projective>
 HWY_INLINE void FindPlaces(const WarpSource& source, const WarpLine& line, int first, std::size_t pixels,
                            WarpRun& run) {
+    // The library's iota is a loop on most targets.
+    alignas(64) static constexpr float kSteps[kWarpBlock] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
     WarpAxis columns, rows;
     alignas(64) float shrink[WarpAxis::kBlocks];
     const auto set = [](double value) HWY_ATTR { return hn::Set(dd, value); };
@@ -116,7 +118,7 @@ HWY_INLINE void FindPlaces(const WarpSource& source, const WarpLine& line, int f
     for (std::size_t i = 0; i < pixels; i += kWarpBlock) {
         const std::size_t b = i / kWarpBlock;
         for (std::size_t lane = 0; lane < kWarpBlock; lane += LaneCount()) {
-            VF steps = hn::Iota(df, static_cast<float>(lane));
+            VF steps = hn::Load(df, kSteps + lane);
             if constexpr (projective) {
                 steps = hn::Div(steps, hn::Add(hn::Mul(steps, hn::Set(df, shrink[b])), hn::Set(df, 1.0F)));
             }
