@@ -15,6 +15,14 @@ POINT LeftTop(const RECT& bounds) noexcept {
     return {bounds.left, bounds.top};
 }
 
+// Also for pictures whose pixels are nobody's to copy: the caller reads the rectangle afterwards.
+void CutToBounds(TPixHand hand, RECT* rect) {
+    const TPix* const record = LiveRecord(hand);
+    if (record != nullptr && rect != nullptr) {
+        CutTo(record->bounds, *rect);
+    }
+}
+
 // Where the left top corner of a destination's bounds lies in A, B and the mask.
 struct Points {
     POINT a, b, mask;
@@ -22,13 +30,13 @@ struct Points {
 
 std::int32_t Composite(TPixHand a, TPixHand b, TPixHand destination, RECT* rect, const std::uint8_t* mask,
                        const Points& points) {
+    CutToBounds(destination, rect);
     const std::optional<LentPicture> pictures[3] = {LentPicture::Of(a), LentPicture::Of(b),
                                                     LentPicture::Of(destination)};
     if (!pictures[0] || !pictures[1] || !pictures[2] || rect == nullptr) {
         return 0;
     }
     const RECT& bounds = pictures[2]->record->bounds;
-    CutTo(bounds, *rect);
     const POINT fromA = MovedInto(pictures[0]->record->bounds, points.a);
     const POINT fromB = MovedInto(pictures[1]->record->bounds, points.b);
     const POINT bit = MovedInto(bounds, points.mask);
@@ -60,11 +68,11 @@ std::int32_t Composite(TPixHand a, TPixHand b, TPixHand destination, RECT* rect,
 
 std::int32_t tpixStraightCopyRect(TPixHand inSource, POINT inSourcePoint, TPixHand ioDestination,
                                   RECT* ioDestinationRect) {
+    CutToBounds(ioDestination, ioDestinationRect);
     const std::optional<LentPicture> source = LentPicture::Of(inSource), destination = LentPicture::Of(ioDestination);
     if (!source || !destination || ioDestinationRect == nullptr) {
         return 0;
     }
-    CutTo(destination->record->bounds, *ioDestinationRect);
     const POINT point = MovedInto(source->record->bounds, inSourcePoint);
     const std::int64_t width = WidthOf(*ioDestinationRect), height = HeightOf(*ioDestinationRect);
     if (width < 1 || height < 1) {
@@ -90,12 +98,12 @@ std::int32_t tpixStraightCopy(TPixHand inSource, TPixHand ioDestination) {
 
 std::int32_t tpixStraightScaleRect(TPixHand inSource, RECT* ioSourceRect, TPixHand ioDestination,
                                    RECT* ioDestinationRect) {
+    CutToBounds(inSource, ioSourceRect);
+    CutToBounds(ioDestination, ioDestinationRect);
     const std::optional<LentPicture> source = LentPicture::Of(inSource), destination = LentPicture::Of(ioDestination);
     if (!source || !destination || ioSourceRect == nullptr || ioDestinationRect == nullptr) {
         return 0;
     }
-    CutTo(source->record->bounds, *ioSourceRect);
-    CutTo(destination->record->bounds, *ioDestinationRect);
     if (IsEmpty(*ioSourceRect) || IsEmpty(*ioDestinationRect)) {
         return 0; // nothing to the converter, too
     }

@@ -342,7 +342,9 @@ TEST_F(PixelCopy, AsksWhatIsBehindHandles) {
     bn_DistortPolygon(source, yuv, &whole, corners);
     EXPECT_EQ((*yuv)->pixels[1], 81);
     tpixCopy(source, yuv, &whole, &whole, 0); // two bytes a pixel
-    tpixStraightCopy(source, planar);
+    RECT wide{-5, 0, 40, 16};
+    tpixStraightCopyRect(source, {0, 0}, planar, &wide);
+    EXPECT_EQ(std::memcmp(&wide, &whole, sizeof whole), 0) << "cut, though nothing was copied";
     tpixStraightScale(planar, source);
     bn_DistortPolygon(yuv, source, &whole, corners);
     EXPECT_EQ((*source)->pixels[2], 255);
