@@ -243,17 +243,11 @@ public:
     CriticalSection() = default;
     CriticalSection(const CriticalSection&) = delete;
     CriticalSection& operator=(const CriticalSection&) = delete;
-    void Enter() {
-        if (!mMutex.try_lock()) {
-            EnterTaken();
-        }
-    }
+    void Enter() { mMutex.lock(); }
     bool TryEnter() noexcept { return mMutex.try_lock(); }
     void Leave() noexcept { mMutex.unlock(); }
 
 private:
-    BRTFOUNDATION_API void EnterTaken();
-
     std::recursive_mutex mMutex;
 };
 

@@ -6,15 +6,6 @@
 
 namespace BRT::detail {
 
-/// Tells the processor that the thread waits for another.
-inline void Pause() noexcept {
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#else
-    std::this_thread::yield();
-#endif
-}
-
 /// Lock for sections of a few dozen instructions: half the cost of a mutex, whose release is a second interlocked
 /// operation. A waiter sleeps when the holder seems to have lost its processor.
 class SpinLock {
@@ -35,6 +26,14 @@ public:
 private:
     /// Some 5 microseconds: longer than the longest section, shorter than a time slice.
     static constexpr int kSpins = 200;
+
+    static void Pause() noexcept {
+#if defined(__x86_64__)
+        __builtin_ia32_pause();
+#else
+        std::this_thread::yield();
+#endif
+    }
 
     std::atomic<bool> mTaken{false};
 };
