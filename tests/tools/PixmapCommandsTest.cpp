@@ -201,6 +201,8 @@ TEST_F(PixmapCommands, BmpListsAndWritesTheBitmapsOfAModule) {
     ModuleBuilder builder;
     builder.Add(7, u"", {0x409}, bitmap);
     builder.Add(0, u"LOGO", {0x409}, bitmap);
+    ModuleBuilder::Put(bitmap, 14, 1, 2); // of one bit, which is not converted
+    builder.Add(9, u"", {0x409}, bitmap);
     const auto file = builder.Build();
     const std::string module = mFolder / "module.dll";
     WriteFile(module, {file.begin(), file.end()});
@@ -211,6 +213,7 @@ TEST_F(PixmapCommands, BmpListsAndWritesTheBitmapsOfAModule) {
     EXPECT_EQ(Read(mOut), picture);
     EXPECT_EQ(RunTool("bmp " + module + " 7").exitCode, 2);
     EXPECT_EQ(RunTool("bmp " + module + " 8 " + mOut).exitCode, 4);
+    EXPECT_EQ(RunTool("bmp " + module + " 9 " + mOut).exitCode, 6);
     EXPECT_EQ(RunTool("bmp " + mIn).exitCode, 4);
 }
 

@@ -53,6 +53,7 @@ HWY_INLINE Dwords Truncated(VF v) {
 // One coordinate of the blocks of a run: base + fraction + step * n / (1 + shrink * n) for the n-th pixel of each.
 struct WarpAxis {
     static constexpr std::size_t kBlocks = kWarpRun / kWarpBlock;
+    static_assert(kBlocks % (kMaxLanes / 2) == 0); // whole vectors of doubles are stored
     alignas(64) std::int32_t base[kBlocks];
     alignas(64) float fraction[kBlocks];
     alignas(64) float step[kBlocks];
